@@ -1,0 +1,15 @@
+#pragma once
+
+#include "quillmoria/export.h"
+
+/// Observer of fetches. OPMLParser is one; a host has no need of its own.
+class QUILLMORIA_EXPORT HTTPFetchSubscriber {
+ public:
+  HTTPFetchSubscriber();
+  HTTPFetchSubscriber(const HTTPFetchSubscriber&);
+  HTTPFetchSubscriber& operator=(const HTTPFetchSubscriber&);
+  virtual ~HTTPFetchSubscriber();
+
+  /// A fetch has reached `stage`, a number whose meaning is the sender's.
+  virtual void EventPublished(int stage) = 0;
+};

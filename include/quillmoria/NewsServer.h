@@ -1,0 +1,140 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "quillmoria/RSSObject.h"
+#include "quillmoria/export.h"
+
+/// A progress event of a pull: a number and, for id 12, a message.
+///
+/// | id | sent | message |
+/// |---|---|---|
+/// | 1 | once, when the pull begins | |
+/// | 12 | before the feeds of a category | "category:" and the category's name |
+/// | 10 | before an enabled feed is fetched, or read from the cache | |
+/// | 11 | after that | |
+/// | 2 | with each feed object, in NewsReceived | |
+/// | 13 | after the feeds of a category | |
+/// | 3 | at the end of a pull made online | |
+/// | 4 | at the end of a pull made offline | |
+class QUILLMORIA_EXPORT RSSEvent {
+ public:
+  /// An event with an empty message.
+  explicit RSSEvent(std::int32_t eventID);
+  RSSEvent(const RSSEvent&);
+  RSSEvent& operator=(const RSSEvent&);
+  virtual ~RSSEvent();
+
+  std::int32_t GetEventID() const;
+  void SetMessage(std::string message);
+  std::string GetMessage() const;
+
+ private:
+  std::int32_t eventID_;
+  std::string message_;
+};
+
+/// What a host derives from to hear of pulls and to receive feeds.
+///
+/// Every call comes on the pull's own thread, one at a time. A callback may attach, detach, start or stop pulls, and
+/// should return soon: the pull waits for it. One that throws ends the pull as a stop does. A subscriber must outlive
+/// every pull that was started for it: see NewsServer::WaitForPulls.
+class QUILLMORIA_EXPORT RSSSubscriber {
+ public:
+  RSSSubscriber();
+  RSSSubscriber(const RSSSubscriber&);
+  RSSSubscriber& operator=(const RSSSubscriber&);
+  virtual ~RSSSubscriber();
+
+  /// A feed has been fetched or read from the cache, or has failed (`feed->itemCount` is -1 and `feed->statusMessage`
+  /// says why). The subscriber owns `feed` from now on; one attached twice is passed the same object twice.
+  virtual void NewsReceived(RSSObject* feed, RSSEvent event) = 0;
+
+  /// A step of the pull; see RSSEvent.
+  virtual void EventReceived(RSSEvent event) = 0;
+};
+
+/// The host's handle on the engine: what is subscribed, who listens, and when to pull.
+///
+///     RSSObject::NewsFeed feed = ...;  // name, url, enabled = 1
+///     RSSObject::NewsFeedsPerCategoryStruct category;
+///     category.feeds = &feed;
+///     category.feedCount = 1;
+///     RSSObject::CategoryHolderStruct categories;
+///     categories.categories = &category;
+///     categories.categoryCount = 1;
+///     std::unique_ptr<NewsServer> server(NewsServerFactory::GetFactory()->GetNewsServer(categories, baseFolder));
+///     server->AttachSubscriber(&subscriber);  // starts a pull, which runs in the background
+///     NewsServer::WaitForPulls(-1);           // only then may the subscriber and the feeds go
+///
+/// There is one engine in a process: every server is a handle on the same categories, base folder and subscribers, and
+/// making one sets the first two. A pull goes once over every enabled feed; when to pull again is the host's decision.
+/// Pulls run one after another. Any thread may make any call.
+class QUILLMORIA_EXPORT NewsServer {
+ public:
+  /// Makes `categories` and `baseFolder` the engine's and drops a stop that was asked for. The arrays stay the host's and
+  /// must live, unchanged, as long as a pull may read them. The base folder's `cache`, `feed_imgs` and `config` must
+  /// exist where they are to be used; the engine creates no folder.
+  NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
+  NewsServer(const NewsServer&);
+  NewsServer& operator=(const NewsServer&);
+
+  /// Touches neither the engine's state nor a running pull.
+  virtual ~NewsServer();
+
+ protected:
+  /// Passes `feed` to every attached subscriber.
+  virtual void NotifySubscribers(RSSObject* feed);
+
+  /// Passes `feed` to `subscriber` once for each time it is attached.
+  static void NotifySubscriber(RSSSubscriber* subscriber, RSSObject* feed);
+
+ public:
+  /// Makes `categories` the engine's. A running pull goes on with the array it began with, so that array must stay until
+  /// the pull has ended.
+  void SetCategories(RSSObject::CategoryHolderStruct categories);
+
+  /// Appends `subscriber` to the receivers of feed objects, also if it is there already, and starts a pull for it.
+  void AttachSubscriber(RSSSubscriber* subscriber);
+
+  /// Removes `subscriber` however often it is attached. A pull that runs for it goes on and still sends it events, but
+  /// no more feed objects.
+  void DetachSubscriber(RSSSubscriber* subscriber);
+
+  /// Starts a pull for `subscriber` and returns at once. Whether it fetches or reads the cache depends on the connected
+  /// state at this moment (ConnectedState.h). If no thread can be started, nothing happens.
+  void RefreshAllNewsForSubscriber(RSSSubscriber* subscriber);
+
+  /// Asks the running pull to end at its next check, after the fetch under way, and returns at once. A pull that is
+  /// stopped sends nothing more. Does nothing while no pull runs. The argument is not used.
+  void TerminateNewsPullThread(RSSSubscriber* subscriber);
+
+  /// Waits until no pull is left, those just asked for included, or `milliseconds` have passed (-1: no limit). True if
+  /// none is left; false after the time, and at once from a pull's own thread. After true the host may free its
+  /// subscribers and categories.
+  static bool WaitForPulls(std::int32_t milliseconds);
+
+ private:
+  static void pullNews(void* subscriber);
+  static void matchAndCacheItems(RSSObject* feed);
+};
+
+/// Makes news servers. There is one factory in a process; it is never destroyed.
+class QUILLMORIA_EXPORT NewsServerFactory {
+ public:
+  NewsServerFactory(const NewsServerFactory&);
+  NewsServerFactory& operator=(const NewsServerFactory&);
+
+  /// The factory, made by the first call. Any thread.
+  static NewsServerFactory* GetFactory();
+
+  /// A new server; see its constructor. The caller deletes it.
+  NewsServer* GetNewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
+
+ private:
+  NewsServerFactory();
+  virtual ~NewsServerFactory();
+
+  static NewsServerFactory* instance_;
+};

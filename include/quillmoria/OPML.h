@@ -1,0 +1,171 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "quillmoria/CTime.h"
+#include "quillmoria/HTTPFetchSubscriber.h"
+#include "quillmoria/export.h"
+
+class OPMLParseState;
+
+/// A subscription list: the head of an OPML document and the tree of its outlines.
+///
+/// OPMLParser makes and fills it; the host reads it:
+///
+///     for (const OPMLDoc::OutlineStruct* outline : parser.GetOPMLDoc()->outlines)
+///       for (const OPMLDoc::OutlineStruct* feed : outline->children) subscribe(feed->text, feed->xmlUrl);
+///
+/// An outline with an `xmlUrl` is a feed, one with children a container. Lists may nest deeply: walk them without
+/// recursion. One thread at a time.
+class QUILLMORIA_EXPORT OPMLDoc {
+ public:
+  /// What the document says of itself. New records hold their reset values.
+  struct QUILLMORIA_EXPORT HeadStruct {
+    std::u16string title;
+    CTime dateCreated;
+    CTime dateModified;
+    std::u16string ownerName;
+    std::u16string ownerEmail;
+    std::string expansionState;
+    std::int32_t vertScrollState = -1;  ///< never read from a document
+    std::int32_t windowTop = -1;
+    std::int32_t windowLeft = -1;
+    std::int32_t windowBottom = -1;
+    std::int32_t windowRight = -1;
+
+    /// Empties the strings and sets the times and integers to -1.
+    void reset();
+  };
+
+  /// One node of the tree. Copies list the same children and own none of them; the document owns all outlines.
+  struct QUILLMORIA_EXPORT OutlineStruct {
+    OutlineStruct* parent = nullptr;  ///< the enclosing outline; none at the top and under the wrapper of a flat list
+    std::vector<OutlineStruct*> children;  ///< in document order
+    std::int32_t level = 0;                ///< 0 at the top, the parent's and 1 below
+    std::u16string text;                   ///< the label
+    std::string type;                      ///< "rss" for every outline with a feed address
+    std::string xmlUrl;                    ///< the feed's address
+    std::string url;
+    std::u16string description;
+    CTime dateCreated;
+
+    /// Sets every field but `level` to its start value; listed children are not freed.
+    void reset();
+  };
+
+  OPMLDoc();
+
+  /// A copy has a tree of its own.
+  OPMLDoc(const OPMLDoc& other);
+  OPMLDoc& operator=(const OPMLDoc& other);
+
+  /// Frees the tree.
+  virtual ~OPMLDoc();
+
+  std::string version;  ///< "1.0", "1.1", or empty for any other
+  HeadStruct head;
+  std::vector<OutlineStruct*> outlines;    ///< the top-level outlines in document order, owned with all below them
+  OutlineStruct* lastOutline = nullptr;    ///< the outline that was read last
+
+ private:
+  static void DeleteChildren(OutlineStruct* outline);
+};
+
+/// A node that knows its parent, for a host's own trees. The engine does not use it.
+class QUILLMORIA_EXPORT OPMLOutline {
+ public:
+  /// `parent` may be null and is not owned.
+  explicit OPMLOutline(OPMLOutline* parent);
+  OPMLOutline(const OPMLOutline&);
+  OPMLOutline& operator=(const OPMLOutline&);
+  virtual ~OPMLOutline();
+
+  /// The parent as given, or null.
+  OPMLOutline* GetParent() const;
+
+  OPMLOutline* parent;
+  std::u16string firstText;
+  std::u16string secondText;
+  std::int32_t data = 0;
+};
+
+/// What a host derives from to hear how the reading of a subscription list goes on.
+class QUILLMORIA_EXPORT OPMLSubscriber {
+ public:
+  OPMLSubscriber();
+  OPMLSubscriber(const OPMLSubscriber&);
+  OPMLSubscriber& operator=(const OPMLSubscriber&);
+  virtual ~OPMLSubscriber();
+
+  /// Called on the thread that reads the list:
+  ///
+  /// | event | meaning |
+  /// |---|---|
+  /// | 0 | reading from a URL has started |
+  /// | 1 | the fetch is about to start |
+  /// | 2 | the fetch has ended, well or not |
+  /// | 4 | a fetch notice |
+  /// | 5 | an outline has been placed; also the last event of every reading from a URL |
+  ///
+  /// Must not add or remove subscribers of the parser that calls.
+  virtual void OPMLEventPublished(std::int32_t event) = 0;
+};
+
+/// Reads subscription lists in OPML form, from a file or from a URL.
+///
+///     OPMLParser parser(baseFolder);
+///     parser.ParseFromURL("http://example.org/feeds.opml");
+///     if (parser.status != "OK") return complain(parser.status);
+///     const OPMLDoc* list = parser.GetOPMLDoc();
+///
+/// Lists without any nesting come back as one outline that holds them all, titled like the list. A parser belongs to one
+/// thread at a time; several parsers may work at once.
+class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
+ public:
+  /// `baseFolder` is where the settings file of the fetcher is looked for.
+  explicit OPMLParser(std::string baseFolder);
+  OPMLParser(const OPMLParser&) = delete;
+  OPMLParser& operator=(const OPMLParser&) = delete;
+
+  /// Frees the document; subscribers stay the host's.
+  ~OPMLParser() override;
+
+  /// A fetch notice: sends event 4, whatever the stage.
+  void EventPublished(int stage) override;
+
+  /// Reads the list in the file at `path`. One that cannot be opened, is no regular file or is above 64 MiB gives an
+  /// empty document and the status "OK".
+  void ParseFromFile(std::string path);
+
+  /// Fetches and reads the list at `url`; blocks meanwhile. A failed fetch leaves its text in `status` and the previous
+  /// document in place.
+  void ParseFromURL(std::string url);
+
+  /// The list read last, or null before the first. The parser keeps it, until it reads again or is destroyed.
+  OPMLDoc* GetOPMLDoc() const;
+
+  /// Appends `subscriber`, which stays the host's, also if it is there already.
+  void AddOPMLEventSubscriber(OPMLSubscriber* subscriber);
+
+  /// Removes every entry of `subscriber`.
+  void RemoveOPMLEventSubscriber(OPMLSubscriber* subscriber);
+
+  /// Calls every subscriber with `event`, in the order of registration.
+  void SendEventToAllSubscribers(std::int32_t event);
+
+ private:
+  OPMLDoc* document = nullptr;
+  std::vector<OPMLSubscriber*> subscribers;
+
+ public:
+  std::string status;  ///< empty before the first reading, then "OK" or the text of a failed fetch
+
+ private:
+  void ParseContent(std::string text);
+  std::unique_ptr<OPMLParseState> initialize();
+
+  std::string baseFolder;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "net/FetchSession.h"
+#include "net/ProxySettings.h"
+#include "platform/ModuleObject.h"
+
+class HTTPFetchSubscriber;
+
+namespace quillmoria {
+
+/// What all fetches of the process share.
+struct FetchState {
+  std::mutex mutex;  ///< guards the three below; never held over I/O or while other code is called
+  std::string requestVerb;
+  std::string baseFolder;
+  std::vector<HTTPFetchSubscriber*> subscribers;
+
+  std::mutex setUpMutex;  ///< guards the two below; held while the session is set up, so that it is set up once
+  std::unique_ptr<FetchSession> session;
+  ProxySettings proxy;
+};
+
+extern ModuleObject<FetchState> fetchState;
+
+}  // namespace quillmoria

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+/// A file could not be read or written.
+class CFileException : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// One of the engine's own files: a regular file in `config`, `cache` or `feed_imgs` under the base folder.
+///
+///     CFile file;
+///     if (!file.Open(baseFolder + "\\cache\\" + name, CFile::modeReplace)) return 0;
+///     file.Write(bytes.data(), bytes.size());
+///     file.Close();
+///
+/// Paths are the base folder, a backslash, one of the three folders, a backslash, and a name that may hold slashes for
+/// subfolders. The base folder is the host's and is taken as it is. The name is anybody's: one that is empty or absolute,
+/// that holds "..", a backslash or NUL, or that leads over a link below the three folders, cannot be opened or created.
+/// One thread at a time.
+class CFile {
+ public:
+  enum OpenFlags : unsigned {
+    modeRead,     ///< an existing file, for reading
+    modeCreate,   ///< a new file, or an existing one made empty, for writing
+    modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only at
+                  ///< Close, whole, and never if the CFile is destroyed before
+  };
+
+  CFile();
+  CFile(const CFile&) = delete;
+  CFile& operator=(const CFile&) = delete;
+
+  /// Closes the file; under modeReplace drops what was written.
+  ~CFile();
+
+  /// True once the file is open. False where there is none, where it may not be opened so, or where it is none of the
+  /// engine's own (above).
+  bool Open(const std::string& path, OpenFlags flags);
+
+  /// Reads up to `count` bytes; fewer only at the file's end, 0 behind it. Throws CFileException.
+  std::size_t Read(void* buffer, std::size_t count);
+
+  /// Writes all `count` bytes. Throws CFileException.
+  void Write(const void* buffer, std::size_t count);
+
+  /// Bytes in the file. Throws CFileException.
+  std::uint64_t GetLength() const;
+
+  /// Closes the file; under modeReplace puts it in place first. Does nothing to a closed file. Throws CFileException if
+  /// it cannot be put in place.
+  void Close();
+
+ private:
+  struct Handle;
+  std::unique_ptr<Handle> handle_;
+};

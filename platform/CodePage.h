@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quillmoria {
+
+/// Appends the UTF-16 form of the UTF-8 text `utf8` to `wide`. Invalid bytes become U+FFFD.
+void appendUtf16(std::u16string& wide, std::string_view utf8);
+
+/// `utf8` as UTF-16; see appendUtf16.
+std::u16string utf8ToWide(std::string_view utf8);
+
+/// `wide` as UTF-8. Lone surrogates become U+FFFD.
+std::string wideToUtf8(std::u16string_view wide);
+
+/// `wide` in the ANSI code page, the 8-bit character set of cache files; what it cannot represent becomes `?`, one for
+/// each character.
+std::string wideToAnsi(std::u16string_view wide);
+
+/// Text in the ANSI code page as UTF-16; bytes that mean nothing in it become U+FFFD.
+///
+/// The ANSI code page is what QUILLMORIA_CODEPAGE names (a number such as 1252), else the character set of the
+/// environment's locale, else UTF-8, also for the "C" locale and for a name that the system does not know. It is read
+/// once, at the first use. Any thread may convert.
+std::u16string ansiToWide(std::string_view text);
+
+}  // namespace quillmoria

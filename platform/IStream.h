@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "platform/CArchive.h"
+#include "quillmoria/CPicture.h"
+
+/// A source of bytes.
+class IStream {
+ public:
+  virtual ~IStream();
+
+  /// Reads up to `count` bytes; fewer only at the end, 0 behind it. May throw what its source throws.
+  virtual std::size_t Read(void* buffer, std::size_t count) = 0;
+};
+
+/// The rest of a loading archive as a stream. The archive must outlive it.
+class CArchiveStream : public IStream {
+ public:
+  explicit CArchiveStream(CArchive* archive);
+  std::size_t Read(void* buffer, std::size_t count) override;
+
+ private:
+  CArchive* archive_;
+};
+
+/// Decodes the image that the whole of `stream` holds: GIF, JPEG, PNG, BMP or ICO, told by its first bytes; of an
+/// animation the first frame. Null for anything else, for damaged images, for more than 4 MiB of data, and for pictures
+/// above 4096 x 4096 pixels, which are refused before they are decoded. May throw what the stream throws. Any thread.
+std::shared_ptr<const IPicture> OleLoadPicture(IStream* stream);

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "quillmoria/RSSObject.h"
+
+namespace quillmoria {
+
+/// Marks each item of `fresh` as seen (status 3) if `cached` has it, and as new (status 2) otherwise, and adds the new
+/// ones to `fresh.newItemCount`. An item with an identifier is looked up by it, any other by its link; the first cached
+/// item with that key is the match, and its date is carried over. Linear in the number of items of both.
+void matchItems(RSSObject& fresh, const RSSObject& cached);
+
+}  // namespace quillmoria

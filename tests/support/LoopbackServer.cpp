@@ -1,0 +1,89 @@
+#include "support/LoopbackServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+LoopbackServer::LoopbackServer() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  if (bind(listener_, reinterpret_cast<sockaddr*>(&address), size) || listen(listener_, 64) ||
+      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size)) {
+    throw std::runtime_error("no loopback port");
+  }
+  port_ = ntohs(address.sin_port);
+  accepting_ = std::thread([this] { accept(); });
+}
+
+LoopbackServer::~LoopbackServer() {
+  shutdown(listener_, SHUT_RDWR);
+  accepting_.join();
+  close(listener_);
+  {
+    std::lock_guard lock(mutex_);
+    for (int socket : sockets_) shutdown(socket, SHUT_RDWR);
+  }
+  for (std::thread& talk : talks_) talk.join();
+  for (int socket : sockets_) close(socket);
+}
+
+std::string LoopbackServer::response(const std::string& status, const std::string& headers, const std::string& body) {
+  return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+void LoopbackServer::handle(const std::string& target, Handler handler) {
+  std::lock_guard lock(mutex_);
+  handlers_[target] = std::move(handler);
+}
+
+std::vector<std::string> LoopbackServer::requests() const {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+int LoopbackServer::connections() const {
+  std::lock_guard lock(mutex_);
+  return static_cast<int>(sockets_.size());
+}
+
+void LoopbackServer::accept() {
+  for (int socket; (socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    std::lock_guard lock(mutex_);
+    sockets_.push_back(socket);
+    talks_.emplace_back([this, socket] { talk(socket); });
+  }
+}
+
+void LoopbackServer::talk(int socket) {
+  std::string input;
+  char buffer[4096];
+  for (ssize_t n; (n = recv(socket, buffer, sizeof buffer, 0)) > 0;) {
+    input.append(buffer, static_cast<std::size_t>(n));
+    for (std::size_t end; (end = input.find("\r\n\r\n")) != std::string::npos;) {
+      const std::string head = input.substr(0, end + 4);
+      input.erase(0, end + 4);
+      const std::size_t from = head.find(' ') + 1;
+      Handler handler;
+      {
+        std::lock_guard lock(mutex_);
+        requests_.push_back(head);
+        const auto found = handlers_.find(head.substr(from, head.find(' ', from) - from));
+        if (found != handlers_.end()) handler = found->second;
+      }
+      const std::string bytes = handler ? handler(head) : response("404 Not Found", "", "");
+      if (bytes.empty() || send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) {
+        shutdown(socket, SHUT_RDWR);
+        return;
+      }
+    }
+  }
+  shutdown(socket, SHUT_RDWR);
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// A server on a loopback port that answers with exact bytes and keeps what it is sent.
+///
+///     LoopbackServer server;
+///     server.serve("/news.rss", "<rss>…</rss>");
+///     fetch(server.url("/news.rss"));
+///     EXPECT_EQ(server.requests().front(), "GET /news.rss HTTP/1.1\r\n…");
+///
+/// Connections are kept open; each has a thread of its own.
+class LoopbackServer {
+ public:
+  /// Gets the request's head (up to its empty line), returns the response's bytes. An empty response closes the
+  /// connection.
+  using Handler = std::function<std::string(const std::string& head)>;
+
+  LoopbackServer();
+  ~LoopbackServer();
+  LoopbackServer(const LoopbackServer&) = delete;
+  LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+  /// A complete response with status line `status` ("200 OK"), `headers` (lines with CR LF), the length and `body`.
+  static std::string response(const std::string& status, const std::string& headers, const std::string& body);
+
+  void serve(const std::string& target, const std::string& body) { answer(target, response("200 OK", "", body)); }
+  void answer(const std::string& target, std::string bytes) {
+    handle(target, [bytes = std::move(bytes)](const std::string&) { return bytes; });
+  }
+  void handle(const std::string& target, Handler handler);
+
+  std::uint16_t port() const { return port_; }
+  std::string url(const std::string& target) const { return "http://127.0.0.1:" + std::to_string(port_) + target; }
+
+  /// The heads of all requests in the order of their arrival.
+  std::vector<std::string> requests() const;
+  int connections() const;
+
+ private:
+  void accept();
+  void talk(int socket);
+
+  int listener_;
+  std::uint16_t port_ = 0;
+  mutable std::mutex mutex_;  ///< guards all below
+  std::map<std::string, Handler> handlers_;
+  std::vector<std::string> requests_;
+  std::vector<int> sockets_;
+  std::vector<std::thread> talks_;
+  std::thread accepting_;
+};
