@@ -1,0 +1,72 @@
+#include "quillmoria/NewsServer.h"
+
+#include <memory>
+#include <utility>
+
+#include "engine/EngineState.h"
+#include "platform/InternetQueryOption.h"
+#include "store/ItemMatching.h"
+#include "store/NewsItemCache.h"
+
+using quillmoria::engineState;
+
+NewsServer::NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder) {
+  if (engineState) engineState->setUp(categories, std::move(baseFolder));
+}
+
+NewsServer::NewsServer(const NewsServer&) {}
+NewsServer& NewsServer::operator=(const NewsServer&) { return *this; }
+NewsServer::~NewsServer() = default;
+
+void NewsServer::NotifySubscribers(RSSObject* feed) {
+  if (!engineState) return;
+  engineState->forEachAttached(
+      nullptr, [feed](RSSSubscriber& subscriber) { subscriber.NewsReceived(feed, engineState->newsDelivered); });
+}
+
+void NewsServer::NotifySubscriber(RSSSubscriber* subscriber, RSSObject* feed) {
+  if (!engineState || !subscriber) return;
+  engineState->forEachAttached(
+      subscriber, [feed](RSSSubscriber& attached) { attached.NewsReceived(feed, engineState->newsDelivered); });
+}
+
+void NewsServer::SetCategories(RSSObject::CategoryHolderStruct categories) {
+  if (engineState) engineState->setCategories(categories);
+}
+
+void NewsServer::AttachSubscriber(RSSSubscriber* subscriber) {
+  if (!engineState || !subscriber) return;
+  engineState->attach(subscriber);
+  RefreshAllNewsForSubscriber(subscriber);
+}
+
+void NewsServer::DetachSubscriber(RSSSubscriber* subscriber) {
+  if (engineState) engineState->detach(subscriber);
+}
+
+void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
+  if (!engineState || !subscriber) return;
+  if (const auto state = InternetQueryConnectedState()) {
+    engineState->offline = (*state & INTERNET_STATE_DISCONNECTED) != 0;
+  }
+  engineState->startPull(&pullNews, subscriber);
+}
+
+void NewsServer::TerminateNewsPullThread(RSSSubscriber*) {
+  if (engineState) engineState->requestStop();
+}
+
+bool NewsServer::WaitForPulls(std::int32_t milliseconds) {
+  return !engineState || engineState->waitForPulls(milliseconds);
+}
+
+void NewsServer::matchAndCacheItems(RSSObject* feed) {
+  const std::string baseFolder = engineState->baseFolder();
+  NewsItemCache cache;
+  {
+    const std::unique_ptr<RSSObject> cached(
+        cache.LoadFeed(NewsItemCache::filePath(baseFolder, feed->channel.feedName)));
+    quillmoria::matchItems(*feed, *cached);
+  }
+  cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote);
+}

@@ -1,0 +1,54 @@
+#include "platform/ModuleEntry.h"
+
+#include "engine/EngineState.h"
+#include "net/FetchState.h"
+#include "opml/OPMLState.h"
+#include "platform/CInternetSession.h"
+#include "platform/ExtensionModule.h"
+
+namespace quillmoria {
+namespace {
+
+constinit AFX_EXTENSION_MODULE extensionModule;
+
+/// Stops the pulls, cuts off what is under way and waits for the threads; then nothing of the engine runs but calls
+/// that the host itself makes. Returns whether that is so: it is not on a pull's own thread.
+bool shutDown() {
+  if (!engineState) return true;
+  engineState->stopForGood();
+  CInternetSession::CutOffTransfers();
+  return engineState->waitForPulls(-1);
+}
+
+}  // namespace
+
+void buildModuleObjects() {
+  CInternetSession::ResumeTransfers();
+  fetchState.build();
+  opmlState.build();
+  engineState.build([] { shutDown(); });
+}
+
+void destroyModuleObjects() {
+  // A callback that ends the process still runs on what the engine has.
+  if (!shutDown()) return;
+  engineState.destroy();
+  opmlState.destroy();
+  fetchState.destroy();
+}
+
+bool DllMain(void* instance, std::uint32_t reason, void*) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      if (!AfxInitExtensionModule(extensionModule, instance)) return false;
+      new CDynLinkLibrary(extensionModule);
+      return true;
+    case DLL_PROCESS_DETACH:
+      AfxTermExtensionModule(extensionModule);
+      return true;
+    default:
+      return true;
+  }
+}
+
+}  // namespace quillmoria

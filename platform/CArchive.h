@@ -23,9 +23,9 @@ class CArchiveException : public std::runtime_error {
 ///     archive << "signature" << std::int32_t{4};
 ///     archive.Close();
 ///
-/// Integers and times are 4 bytes, little-endian. A text is its length and its bytes: one byte of length below 255, else
-/// 0xFF and two bytes below 0xFFFE, else 0xFF, 0xFFFF and four bytes. The file must outlive the archive and is neither
-/// opened nor closed by it. Errors of the file pass through as CFileException. One thread at a time.
+/// Integers and times are 4 bytes, little-endian. A text is its length and its bytes: one byte of length below 255,
+/// else 0xFF and two bytes below 0xFFFE, else 0xFF, 0xFFFF and four bytes. The file must outlive the archive and is
+/// neither opened nor closed by it. Errors of the file pass through as CFileException. One thread at a time.
 class CArchive {
  public:
   enum Mode { store, load };

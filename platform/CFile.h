@@ -20,16 +20,16 @@ class CFileException : public std::runtime_error {
 ///     file.Close();
 ///
 /// Paths are the base folder, a backslash, one of the three folders, a backslash, and a name that may hold slashes for
-/// subfolders. The base folder is the host's and is taken as it is. The name is anybody's: one that is empty or absolute,
-/// that holds "..", a backslash or NUL, or that leads over a link below the three folders, cannot be opened or created.
-/// One thread at a time.
+/// subfolders. The base folder is the host's and is taken as it is. The name is anybody's: one that is empty or
+/// absolute, that holds "..", a backslash or NUL, or that leads over a link below the three folders, cannot be opened
+/// or created. One thread at a time.
 class CFile {
  public:
   enum OpenFlags : unsigned {
     modeRead,     ///< an existing file, for reading
     modeCreate,   ///< a new file, or an existing one made empty, for writing
-    modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only at
-                  ///< Close, whole, and never if the CFile is destroyed before
+    modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only
+                  ///< at Close, whole, and never if the CFile is destroyed before
   };
 
   CFile();

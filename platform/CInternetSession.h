@@ -26,9 +26,9 @@ inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_RETRIES = 3;  ///< furthe
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_BACKOFF = 4;  ///< ms between them; 5,000
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_USERNAME = 43;
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_PASSWORD = 44;
-inline constexpr std::uint32_t INTERNET_OPTION_IDLE_TIMEOUT = 1001;      ///< ms without a byte; 30,000
-inline constexpr std::uint32_t INTERNET_OPTION_SLOW_PERIOD = 1002;       ///< ms over which the rate is taken; 60,000
-inline constexpr std::uint32_t INTERNET_OPTION_SLOW_BYTES = 1003;        ///< least bytes in it, once the first came; 1,024
+inline constexpr std::uint32_t INTERNET_OPTION_IDLE_TIMEOUT = 1001;  ///< ms without a byte; 30,000
+inline constexpr std::uint32_t INTERNET_OPTION_SLOW_PERIOD = 1002;   ///< ms over which the rate is taken; 60,000
+inline constexpr std::uint32_t INTERNET_OPTION_SLOW_BYTES = 1003;    ///< least bytes in it, once the first came; 1,024
 inline constexpr std::uint32_t INTERNET_OPTION_TRANSFER_TIMEOUT = 1004;  ///< ms in all; 600,000
 inline constexpr std::uint32_t INTERNET_OPTION_MAXIMUM_BODY = 1005;      ///< bytes of a body; 64 MiB
 
@@ -64,8 +64,8 @@ class CHttpFile {
   /// Sets INTERNET_OPTION_PROXY_USERNAME or INTERNET_OPTION_PROXY_PASSWORD for this request.
   virtual void SetOption(std::uint32_t option, std::string_view value) = 0;
 
-  /// Sends the request and returns once the header lines of the final response are there. Credentials are sent only when
-  /// the server or the proxy asks for them, once, as Basic or Digest.
+  /// Sends the request and returns once the header lines of the final response are there. Credentials are sent only
+  /// when the server or the proxy asks for them, once, as Basic or Digest.
   virtual void SendRequest() = 0;
 
   virtual std::int32_t QueryInfoStatusCode() const = 0;
@@ -90,8 +90,8 @@ class CHttpConnection {
  public:
   virtual ~CHttpConnection();
 
-  /// A request for `objectPath`, to which a leading "/" is added where it has none. Bytes that may not stand in a request
-  /// line are percent-encoded. INTERNET_FLAG_SECURE asks for https; other flags mean nothing here.
+  /// A request for `objectPath`, to which a leading "/" is added where it has none. Bytes that may not stand in a
+  /// request line are percent-encoded. INTERNET_FLAG_SECURE asks for https; other flags mean nothing here.
   virtual std::unique_ptr<CHttpFile> OpenRequest(std::string_view verb, std::string_view objectPath,
                                                  std::uint32_t flags) = 0;
 };
@@ -107,9 +107,10 @@ class CHttpConnection {
 /// Only http and https, HTTP/1.1. Any number of threads may have requests under way; options are set before the first.
 class CInternetSession {
  public:
-  /// `agent` is the User-Agent of requests that bring none. `proxyName` ("host:port") and `proxyBypass` (hosts separated
-  /// by commas) matter for INTERNET_OPEN_TYPE_PRECONFIG and INTERNET_OPEN_TYPE_PROXY; for the former the name may also
-  /// give a proxy a scheme ("http=… https=…"). Throws CInternetException if the network library cannot be set up.
+  /// `agent` is the User-Agent of requests that bring none. `proxyName` ("host:port") and `proxyBypass` (hosts
+  /// separated by commas) matter for INTERNET_OPEN_TYPE_PRECONFIG and INTERNET_OPEN_TYPE_PROXY; for the former the name
+  /// may also give a proxy a scheme ("http=… https=…"). Throws CInternetException if the network library cannot be set
+  /// up.
   CInternetSession(std::string agent, std::uintptr_t context, std::int32_t accessType, std::string proxyName,
                    std::string proxyBypass);
   CInternetSession(const CInternetSession&) = delete;
@@ -133,8 +134,8 @@ class CInternetSession {
   static void CutOffTransfers();
   static void ResumeTransfers();
 
-  /// A request has reached `status`, in the order in which it happens, on the request's thread. `information` is the host
-  /// name for the two name notices and the address for the connection notices, else null.
+  /// A request has reached `status`, in the order in which it happens, on the request's thread. `information` is the
+  /// host name for the two name notices and the address for the connection notices, else null.
   virtual void OnStatusCallback(std::uintptr_t context, std::uint32_t status, const void* information,
                                 std::uint32_t informationLength);
 

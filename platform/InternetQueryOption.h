@@ -8,8 +8,8 @@ inline constexpr std::uint32_t INTERNET_STATE_CONNECTED = 1;
 inline constexpr std::uint32_t INTERNET_STATE_DISCONNECTED = 2;
 
 /// The flags of the system's connected state, or nothing if the query failed. The host's word (SetConnectedState) comes
-/// first, then QUILLMORIA_OFFLINE=1 or 0 in the environment, then the interfaces: disconnected when none but loopback is
-/// up, running and has an address. Asked anew at each call. Any thread.
+/// first, then QUILLMORIA_OFFLINE=1 or 0 in the environment, then the interfaces: disconnected when none but loopback
+/// is up, running and has an address. Asked anew at each call. Any thread.
 std::optional<std::uint32_t> InternetQueryConnectedState();
 
 /// The system's proxy settings.

@@ -10,17 +10,35 @@ inline constexpr std::uint32_t DLL_PROCESS_ATTACH = 1;
 inline constexpr std::uint32_t DLL_THREAD_ATTACH = 2;
 inline constexpr std::uint32_t DLL_THREAD_DETACH = 3;
 
-/// The module's entry routine, defined in module/. The platform calls it with DLL_PROCESS_ATTACH when the library is
-/// loaded, before any other call into it, and with DLL_PROCESS_DETACH when it is unloaded or the process ends, if the
-/// attach was true. A false attach leaves the engine inert. `instance` tells the loaded library; `reserved` is unused.
+// Defined in module/; called by the platform alone, one call at a time.
+
+/// Builds the module-wide objects, in their order.
+void buildModuleObjects();
+
+/// Destroys them in reverse order.
+void destroyModuleObjects();
+
+/// The entry routine. `instance` tells the loaded library. False refuses the load (DLL_PROCESS_ATTACH) or is never
+/// returned (the others).
 bool DllMain(void* instance, std::uint32_t reason, void* reserved);
 
+// Defined by the platform.
+
+/// What happens when the library is loaded: builds the module-wide objects and calls the entry routine. If that
+/// refuses, the objects are destroyed again and the result is false: the engine is inert, and every call into it does
+/// nothing.
+bool loadModule(void* instance);
+
+/// What happens when the library is unloaded and when the process ends; the reverse of loadModule. Nothing if that
+/// failed.
+void unloadModule(void* instance);
+
 /// Asks for `shutDown` to be called when the process ends, before anything is torn down that was set up before this
-/// call, or when the library is unloaded, whichever comes first. May be asked for repeatedly; `shutDown` must bear that.
+/// call, or else when the library is unloaded. May be asked for repeatedly, and `shutDown` must bear to be called so.
 void callAtExit(void (*shutDown)());
 
-/// Keeps the library mapped as long as it lives, so that a thread may run its code beyond the host's last use of it. The
-/// last reference must not be dropped by code of the library.
+/// Keeps the library mapped as long as it lives, so that a thread may run its code beyond the host's last use of it.
+/// The library's own code may drop a reference only while another one is held.
 class ModuleReference {
  public:
   ModuleReference();
@@ -29,7 +47,7 @@ class ModuleReference {
   ~ModuleReference();
 
  private:
-  void* handle_;  ///< null where the module is the program itself
+  void* handle_;  ///< null where the code is part of the program itself
 };
 
 }  // namespace quillmoria

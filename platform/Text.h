@@ -9,8 +9,8 @@ namespace quillmoria {
 /// `text` without the tabs, line feeds and carriage returns at its ends; spaces stay.
 std::string_view trimLineBreaks(std::string_view text);
 
-/// The number that `text` begins with, as `atoi` reads it in the "C" locale: white space, an optional sign, digits up to
-/// the first other character; 0 without digits. A number beyond the type becomes its nearest bound.
+/// The number that `text` begins with, as `atoi` reads it in the "C" locale: white space, an optional sign, digits up
+/// to the first other character; 0 without digits. A number beyond the type becomes its nearest bound.
 std::int64_t toInt64(std::string_view text);
 std::int32_t toInt32(std::string_view text);
 

@@ -4,9 +4,10 @@
 
 namespace quillmoria {
 
-/// A started thread. Must be joined before it is destroyed.
+/// A started thread, or none. A started one must be joined before it is destroyed.
 class Thread {
  public:
+  Thread();
   Thread(Thread&&) noexcept;
   Thread& operator=(Thread&&) noexcept;
   ~Thread();
@@ -28,7 +29,7 @@ class Thread {
 };
 
 /// Starts a thread on `start` with the default stack size and all signals left to the host's threads. Throws
-/// std::system_error if the system gives none.
+/// std::system_error if the system gives none. An exception that leaves `start` ends the thread with exit code 1.
 Thread _beginthread(void (*start)(void*), void* argument);
 
 /// Ends the calling thread, from any depth of its calls: the stack is unwound up to the thread's start, which alone

@@ -2,8 +2,8 @@
 
 namespace quillmoria {
 
-/// Writes a text by a `printf` pattern to standard error if QUILLMORIA_TRACE is set, in debug builds; nothing in release
-/// builds.
+/// Writes a text by a `printf` pattern to standard error if QUILLMORIA_TRACE is set, in debug builds; nothing in
+/// release builds.
 #ifdef NDEBUG
 inline void trace(const char*, ...) {}
 #else

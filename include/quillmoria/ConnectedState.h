@@ -10,6 +10,6 @@ enum class ConnectedState {
 };
 
 /// The host's word on the connected state. It holds for the whole process, until the next call, and is looked at when a
-/// pull is requested and before an image is downloaded. Starts as Automatic, which takes the machine for offline when no
-/// interface but loopback is up, running and has an address. Any thread.
+/// pull is requested and before an image is downloaded. Starts as Automatic, which takes the machine for offline when
+/// no interface but loopback is up, running and has an address. Any thread.
 QUILLMORIA_EXPORT void SetConnectedState(ConnectedState state);

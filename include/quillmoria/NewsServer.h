@@ -6,6 +6,10 @@
 #include "quillmoria/RSSObject.h"
 #include "quillmoria/export.h"
 
+namespace quillmoria {
+class Pull;
+}
+
 /// A progress event of a pull: a number and, for id 12, a message.
 ///
 /// | id | sent | message |
@@ -73,9 +77,9 @@ class QUILLMORIA_EXPORT RSSSubscriber {
 /// Pulls run one after another. Any thread may make any call.
 class QUILLMORIA_EXPORT NewsServer {
  public:
-  /// Makes `categories` and `baseFolder` the engine's and drops a stop that was asked for. The arrays stay the host's and
-  /// must live, unchanged, as long as a pull may read them. The base folder's `cache`, `feed_imgs` and `config` must
-  /// exist where they are to be used; the engine creates no folder.
+  /// Makes `categories` and `baseFolder` the engine's and drops a stop that was asked for. The arrays stay the host's
+  /// and must live, unchanged, as long as a pull may read them. The base folder's `cache`, `feed_imgs` and `config`
+  /// must exist where they are to be used; the engine creates no folder.
   NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
   NewsServer(const NewsServer&);
   NewsServer& operator=(const NewsServer&);
@@ -91,8 +95,8 @@ class QUILLMORIA_EXPORT NewsServer {
   static void NotifySubscriber(RSSSubscriber* subscriber, RSSObject* feed);
 
  public:
-  /// Makes `categories` the engine's. A running pull goes on with the array it began with, so that array must stay until
-  /// the pull has ended.
+  /// Makes `categories` the engine's. A running pull goes on with the array it began with, so that array must stay
+  /// until the pull has ended.
   void SetCategories(RSSObject::CategoryHolderStruct categories);
 
   /// Appends `subscriber` to the receivers of feed objects, also if it is there already, and starts a pull for it.
@@ -116,6 +120,7 @@ class QUILLMORIA_EXPORT NewsServer {
   static bool WaitForPulls(std::int32_t milliseconds);
 
  private:
+  friend class quillmoria::Pull;
   static void pullNews(void* subscriber);
   static void matchAndCacheItems(RSSObject* feed);
 };

@@ -67,8 +67,8 @@ class QUILLMORIA_EXPORT OPMLDoc {
 
   std::string version;  ///< "1.0", "1.1", or empty for any other
   HeadStruct head;
-  std::vector<OutlineStruct*> outlines;    ///< the top-level outlines in document order, owned with all below them
-  OutlineStruct* lastOutline = nullptr;    ///< the outline that was read last
+  std::vector<OutlineStruct*> outlines;  ///< the top-level outlines in document order, owned with all below them
+  OutlineStruct* lastOutline = nullptr;  ///< the outline that was read last
 
  private:
   static void DeleteChildren(OutlineStruct* outline);
@@ -121,8 +121,8 @@ class QUILLMORIA_EXPORT OPMLSubscriber {
 ///     if (parser.status != "OK") return complain(parser.status);
 ///     const OPMLDoc* list = parser.GetOPMLDoc();
 ///
-/// Lists without any nesting come back as one outline that holds them all, titled like the list. A parser belongs to one
-/// thread at a time; several parsers may work at once.
+/// Lists without any nesting come back as one outline that holds them all, titled like the list. A parser belongs to
+/// one thread at a time; several parsers may work at once.
 class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
  public:
   /// `baseFolder` is where the settings file of the fetcher is looked for.

@@ -45,9 +45,9 @@ class QUILLMORIA_EXPORT RSSObject {
   struct QUILLMORIA_EXPORT ChannelStruct {
     std::string title;
     std::u16string titleW;
-    std::string link;              ///< for Atom the `href` of a feed-level link
-    std::string description;       ///< RSS only
-    std::u16string descriptionW;   ///< RSS description or Atom tagline
+    std::string link;             ///< for Atom the `href` of a feed-level link
+    std::string description;      ///< RSS only
+    std::u16string descriptionW;  ///< RSS description or Atom tagline
     std::string language;
     ImageStruct image;
     CTime updateBase;                   ///< syn:updateBase; RSS documents start from 2000-01-01 12:00 local time
@@ -139,15 +139,15 @@ class QUILLMORIA_EXPORT RSSObject {
   /// keeps it.
   CPicture* GetChannelPicture() const;
 
-  /// Replaces the channel picture by the one at `image.url`, from the image folder or the network (CPicture), or by none
-  /// if the address is empty.
+  /// Replaces the channel picture by the one at `image.url`, from the image folder or the network (CPicture), or by
+  /// none if the address is empty.
   void LoadImage(ImageStruct image);
 
   /// `html` with the end tags that an HTML table in it lacks: a cut-off table would break the display of all that
   /// follows. Text without a table, or with a complete one, comes back as it is.
   static std::u16string FormatHTMLString(std::u16string html);
 
-  NewsItemStruct* items = nullptr;          ///< owned, made by new[]; null until a document is finished
+  NewsItemStruct* items = nullptr;  ///< owned, made by new[]; null until a document is finished
   ChannelStruct channel;
   std::int32_t itemCount = -1;              ///< meaningful entries of `items`; -1 if there is no finished document
   std::int32_t newItemCount = 0;            ///< items that were not in the cache before

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/CMutex.h"
+#include "platform/ModuleEntry.h"
+#include "platform/ModuleObject.h"
+#include "platform/Thread.h"
+#include "quillmoria/NewsServer.h"
+
+namespace quillmoria {
+
+/// The engine's state: one for all news servers, which are handles on it. Any thread may make any call.
+class EngineState {
+ public:
+  /// `shutDown` is asked for at the end of the process once the first pull has been started.
+  explicit EngineState(void (*shutDown)());
+
+  // What is subscribed.
+  void setCategories(RSSObject::CategoryHolderStruct categories);
+  void setUp(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
+  RSSObject::CategoryHolderStruct categories() const;
+  std::string baseFolder() const;
+
+  // Who listens.
+  void attach(RSSSubscriber* subscriber);
+  void detach(const RSSSubscriber* subscriber);
+
+  /// Calls `call` for each attached subscriber, or only for the entries equal to `only`, in the order of attachment.
+  /// Looks at the list again before each call, so that one detached meanwhile is left out; one attached meanwhile is,
+  /// too.
+  void forEachAttached(const RSSSubscriber* only, const std::function<void(RSSSubscriber&)>& call) const;
+
+  // Pulls and their threads.
+
+  /// Starts a thread on `pull`, a function that calls beginPull first and endPull last. If the system gives none, or
+  /// the process is ending, nothing happens.
+  void startPull(void (*pull)(void*), RSSSubscriber* subscriber);
+
+  /// From a pull's thread: it has begun, and then takes the pull lock.
+  void beginPull();
+
+  /// From a pull's thread, which holds the pull lock: gives it back and drops a stop request that came too late.
+  void endPull() noexcept;
+
+  /// Waits up to `milliseconds` (below 0: without limit) until all pulls have ended; false if some have not, and at
+  /// once from a pull's thread.
+  bool waitForPulls(std::int32_t milliseconds);
+
+  /// Asks the pull that holds the lock, or else the next one, to stop, if any has begun and not ended.
+  void requestStop();
+
+  bool isStopRequested() const;
+
+  /// As isStopRequested, and takes the request back: the caller honours it.
+  bool takeStopRequest();
+
+  /// True once the process ends or the library is unloaded: no more events, no more pulls.
+  bool isShuttingDown() const;
+
+  /// Lets no pull start any more and no running one go on beyond its next step.
+  void stopForGood();
+
+  std::atomic<bool> offline = false;  ///< feeds come from the cache instead of the network
+
+ private:
+  struct Attachment {
+    std::uint64_t serial;
+    RSSSubscriber* subscriber;
+  };
+  enum class Phase { Requested, Begun, Ended };
+  struct PullThread {
+    Thread thread;
+    ModuleReference module;  ///< the thread's code stays mapped until the thread has been joined
+    Phase phase = Phase::Requested;
+  };
+
+  RSSSubscriber* nextAttached(std::uint64_t& serial, std::uint64_t last, const RSSSubscriber* only) const;
+  PullThread* ownPull();
+  bool isAnyPull(Phase phase) const;
+  std::list<PullThread> takeEndedPulls();
+  static void join(std::list<PullThread> pulls);
+
+  void (*const shutDown_)();
+  std::once_flag exitHandler_;
+
+  mutable std::mutex
+      mutex_;  ///< guards all below but the pull lock and the events; never held while a host's code runs
+  std::vector<Attachment> attachments_;
+  std::uint64_t lastSerial_ = 0;
+  RSSObject::CategoryHolderStruct categories_;
+  std::string baseFolder_;
+  std::list<PullThread> pulls_;
+  std::condition_variable pullEnded_;
+  bool stopRequested_ = false;
+  bool shuttingDown_ = false;
+
+  CMutex pullLock_;  ///< held by a pull from its first event to its last
+
+ public:
+  // The prepared events. Every delivery passes a copy; the message of the fourth is guarded by the pull lock.
+  RSSEvent feedLoading{10};
+  RSSEvent feedLoaded{11};
+  RSSEvent newsDelivered{2};
+  RSSEvent categoryStarted{12};
+  RSSEvent categoryFinished{13};
+  RSSEvent pullStarted{1};
+  RSSEvent pullFinished{3};
+  RSSEvent pullFinishedOffline{4};
+};
+
+extern ModuleObject<EngineState> engineState;
+
+}  // namespace quillmoria

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "quillmoria/NewsServer.h"
+
+namespace quillmoria {
+
+/// One pass over every enabled feed for one subscriber, on a thread of its own.
+///
+/// Holds the pull lock as long as it lives, so that pulls run one after another. A stop check that fires and a
+/// subscriber that throws end the thread from where they stand; the destructor leaves the engine's state right in every
+/// case.
+class Pull {
+ public:
+  /// Announces the pull and waits for its turn.
+  explicit Pull(RSSSubscriber& subscriber);
+  Pull(const Pull&) = delete;
+  Pull& operator=(const Pull&) = delete;
+  ~Pull();
+
+  void run();
+
+ private:
+  using Category = RSSObject::NewsFeedsPerCategoryStruct;
+  using Feed = RSSObject::NewsFeed;
+
+  std::int32_t categoryCount();
+  void pullCategory(const Category& category);
+  void pullFeeds(const Category& category);
+  void pullFeed(const Feed& feed);
+  std::unique_ptr<RSSObject> load(const Feed& feed) const;
+  void deliver(std::unique_ptr<RSSObject> news) const;
+  void send(const RSSEvent& event) const;
+
+  RSSSubscriber& subscriber_;
+  RSSObject::CategoryHolderStruct categories_;  ///< the array as it was when the pull began, and its count as last read
+};
+
+}  // namespace quillmoria
