@@ -1,0 +1,188 @@
+#include "platform/CFile.h"
+
+#include <limits.h>
+#include <stdio.h>
+#include <sys/file.h>
+
+#include <optional>
+#include <string_view>
+
+#include "platform/posix/Descriptor.h"
+
+using quillmoria::Descriptor;
+using quillmoria::openRegular;
+
+struct CFile::Handle {
+  Handle() = default;
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() {
+    if (!temporary.empty()) ::unlinkat(directory.get(), temporary.c_str(), 0);
+  }
+
+  Descriptor file;
+  Descriptor directory;
+  std::string name;       ///< in `directory`
+  std::string temporary;  ///< what is written until it takes the place of `name`; empty if `name` itself is open
+};
+
+namespace {
+
+constexpr std::string_view kFolders[] = {"config", "cache", "feed_imgs"};
+constexpr int kLockAttempts = 16;
+
+/// A file's directory, reached without a link below the engine's folder, and its name there.
+struct Place {
+  Descriptor directory;
+  std::string name;
+};
+
+bool isEngineFolder(std::string_view folder) {
+  for (const std::string_view known : kFolders) {
+    if (folder == known) return true;
+  }
+  return false;
+}
+
+Descriptor openFolder(int directory, const std::string& name, int flags) {
+  return Descriptor(::openat(directory, name.c_str(), flags | O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// Goes from `directory` down to the last component of `name`. Only that a component is not "..", and no link, keeps
+/// the walk below its start. An empty component is the directory itself, as the system has it.
+std::optional<Place> descend(Descriptor directory, std::string_view name) {
+  if (name.empty() || name.front() == '/') return std::nullopt;
+  for (;;) {
+    const std::size_t slash = name.find('/');
+    std::string component(name.substr(0, slash));
+    if (component == "..") return std::nullopt;
+    if (slash == std::string_view::npos && component.empty()) return std::nullopt;
+    if (slash == std::string_view::npos) return Place{std::move(directory), std::move(component)};
+    name.remove_prefix(slash + 1);
+    if (component.empty()) continue;
+    directory = openFolder(directory.get(), component, O_NOFOLLOW);
+    if (!directory) return std::nullopt;
+  }
+}
+
+/// Takes base folder, folder and name apart at the path's last two backslashes, so that a name never holds one.
+std::optional<Place> locate(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return std::nullopt;
+  const std::size_t nameMark = path.rfind('\\');
+  if (nameMark == std::string::npos || nameMark == 0) return std::nullopt;
+  const std::size_t folderMark = path.rfind('\\', nameMark - 1);
+  if (folderMark == std::string::npos) return std::nullopt;
+  const std::string folder = path.substr(folderMark + 1, nameMark - folderMark - 1);
+  if (!isEngineFolder(folder)) return std::nullopt;
+  Descriptor directory = openFolder(AT_FDCWD, path.substr(0, folderMark) + "/" + folder, 0);
+  if (!directory) return std::nullopt;
+  return descend(std::move(directory), std::string_view(path).substr(nameMark + 1));
+}
+
+/// False if somebody else holds the file. A file system without locks locks for nobody.
+bool lockForOneself(int file) { return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
+
+/// What is open may have been renamed or removed by its last holder before it was locked.
+bool isStillNamed(int file, int directory, const std::string& name) {
+  struct stat opened;
+  struct stat named;
+  return ::fstat(file, &opened) == 0 && ::fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+/// The locked and emptied file `name`, made if need be.
+Descriptor openForOneself(int directory, const std::string& name) {
+  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+    Descriptor file = openRegular(directory, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
+    if (!file || !lockForOneself(file.get())) return Descriptor();
+    if (!isStillNamed(file.get(), directory, name)) continue;
+    if (::ftruncate(file.get(), 0) != 0) return Descriptor();
+    return file;
+  }
+  return Descriptor();
+}
+
+/// True if there is no file `name`, or one that may be written; `successor` gets its permissions.
+bool mayReplace(int directory, const std::string& name, int successor) {
+  const Descriptor existing = openRegular(directory, name.c_str(), O_WRONLY | O_NOFOLLOW);
+  struct stat state;
+  if (!existing) return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
+  if (!lockForOneself(existing.get()) || ::fstat(existing.get(), &state) != 0) return false;
+  ::fchmod(successor, state.st_mode & 0777);
+  return true;
+}
+
+/// The colon keeps it apart from any feed's file. Two names of the greatest length may share one; then they cannot be
+/// open at once.
+std::string temporaryName(const std::string& name) { return ":" + name.substr(0, NAME_MAX - 1); }
+
+/// Errors of deferred writing are told at a close, and must be known while the file is still locked.
+bool closesWell(int file) {
+  const int duplicate = ::fcntl(file, F_DUPFD_CLOEXEC, 0);
+  return duplicate >= 0 && ::close(duplicate) == 0;
+}
+
+}  // namespace
+
+CFile::CFile() = default;
+
+CFile::~CFile() = default;
+
+bool CFile::Open(const std::string& path, OpenFlags flags) {
+  handle_.reset();
+  std::optional<Place> place = locate(path);
+  if (!place) return false;
+  const int directory = place->directory.get();
+  auto handle = std::make_unique<Handle>();
+  if (flags == modeRead) {
+    handle->file = openRegular(directory, place->name.c_str(), O_RDONLY | O_NOFOLLOW);
+  } else if (flags == modeCreate) {
+    handle->file = openRegular(directory, place->name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
+    if (handle->file && ::ftruncate(handle->file.get(), 0) != 0) return false;
+  } else {
+    std::string temporary = temporaryName(place->name);
+    handle->file = openForOneself(directory, temporary);
+    if (!handle->file) return false;
+    handle->directory = std::move(place->directory);
+    handle->temporary = std::move(temporary);
+    if (!mayReplace(directory, place->name, handle->file.get())) return false;
+    handle->name = std::move(place->name);
+  }
+  if (!handle->file) return false;
+  handle_ = std::move(handle);
+  return true;
+}
+
+std::size_t CFile::Read(void* buffer, std::size_t count) {
+  const ssize_t done = handle_ ? quillmoria::readFully(handle_->file.get(), buffer, count) : -1;
+  if (done < 0) throw CFileException("file cannot be read");
+  return static_cast<std::size_t>(done);
+}
+
+void CFile::Write(const void* buffer, std::size_t count) {
+  const char* bytes = static_cast<const char*>(buffer);
+  while (count > 0) {
+    const ssize_t n = handle_ ? ::write(handle_->file.get(), bytes, count) : -1;
+    if (n < 0 && handle_ && errno == EINTR) continue;
+    if (n <= 0) throw CFileException("file cannot be written");
+    bytes += n;
+    count -= static_cast<std::size_t>(n);
+  }
+}
+
+std::uint64_t CFile::GetLength() const {
+  struct stat state;
+  if (!handle_ || ::fstat(handle_->file.get(), &state) != 0) throw CFileException("file has no length");
+  return static_cast<std::uint64_t>(state.st_size);
+}
+
+void CFile::Close() {
+  const std::unique_ptr<Handle> handle = std::move(handle_);
+  if (!handle || handle->temporary.empty()) return;
+  const int directory = handle->directory.get();
+  if (!closesWell(handle->file.get()) ||
+      ::renameat(directory, handle->temporary.c_str(), directory, handle->name.c_str()) != 0) {
+    throw CFileException("file cannot be put in place");
+  }
+  handle->temporary.clear();
+}
