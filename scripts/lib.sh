@@ -1,0 +1,31 @@
+# Shared by the scripts: the project's folder, and what it needs from the system.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+build_packages=(g++ cmake ninja-build pkg-config libexpat1-dev libcurl4-openssl-dev libgdk-pixbuf-2.0-dev
+  libcli11-dev nlohmann-json3-dev libcpp-httplib-dev)
+test_packages=(libgtest-dev libgmock-dev libssl-dev openssl tinyproxy)
+format_packages=(clang-format-14)
+
+# Installs by name those of the given Debian packages that are missing.
+install_missing() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  echo "Installing: ${missing[*]}" >&2
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq >&2
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+# Configures and builds a preset; further arguments go to the configuration.
+build() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" "$@" >"build-$preset.log" 2>&1 || { cat "build-$preset.log" >&2; rm -f "build-$preset.log"; exit 1; }
+  rm -f "build-$preset.log"
+  cmake --build --preset "$preset" >&2
+}

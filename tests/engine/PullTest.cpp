@@ -1,0 +1,253 @@
+#include <gmock/gmock.h>
+
+#include <memory>
+
+#include "quillmoria/ConnectedState.h"
+#include "support/LoopbackServer.h"
+#include "support/RecordingSubscriber.h"
+#include "support/Subscriptions.h"
+#include "support/TemporaryFolder.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char kTwoItems[] =
+    "<rss version=\"2.0\"><channel><title>News</title>"
+    "<item><title>One</title><link>http://example.org/1</link><pubDate>Sun, 19 May 2002 15:21:36 GMT</pubDate></item>"
+    "<item><title>Two</title><guid>two</guid><link>http://example.org/2</link></item></channel></rss>";
+
+std::unique_ptr<NewsServer> makeServer(Subscriptions& subscriptions, const TemporaryBaseFolder& base) {
+  return std::unique_ptr<NewsServer>(
+      NewsServerFactory::GetFactory()->GetNewsServer(subscriptions.holder(), base.name()));
+}
+
+/// One pull for `subscriber`, which is attached for as long as it lasts; its events.
+std::string pull(NewsServer& server, RecordingSubscriber& subscriber) {
+  server.AttachSubscriber(&subscriber);
+  EXPECT_TRUE(NewsServer::WaitForPulls(-1));
+  server.DetachSubscriber(&subscriber);
+  return subscriber.takeEvents();
+}
+
+class Pull : public testing::Test {
+ protected:
+  Pull() {
+    SetConnectedState(ConnectedState::Connected);
+    http_.serve("/two", kTwoItems);
+    http_.serve("/broken", "<rss><channel>");
+  }
+
+  LoopbackServer http_;
+  TemporaryBaseFolder base_;
+  Subscriptions subscriptions_;
+};
+
+TEST_F(Pull, SendsOnlyItsStartAndEndWithoutCategories) {
+  RecordingSubscriber subscriber;
+  EXPECT_EQ(pull(*makeServer(subscriptions_, base_), subscriber), "1 | 3");
+  SetConnectedState(ConnectedState::Disconnected);
+  EXPECT_EQ(pull(*makeServer(subscriptions_, base_), subscriber), "1 | 4");
+}
+
+TEST_F(Pull, TakesOnlyFeedsWhoseFlagIsExactlyOne) {
+  subscriptions_.add("Tech", {{"off", http_.url("/two")}, {"odd", http_.url("/two")}}).add("", {});
+  subscriptions_.feed(0, 0).enabled = 0;
+  subscriptions_.feed(0, 1).enabled = 2;
+  RecordingSubscriber subscriber;
+  EXPECT_EQ(pull(*makeServer(subscriptions_, base_), subscriber), "1 | 12 category:Tech | 13 | 12 category: | 13 | 3");
+  EXPECT_TRUE(http_.requests().empty());
+}
+
+TEST_F(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
+  subscriptions_.add("Tech", {{"a: news?", http_.url("/two")}});
+  const auto server = makeServer(subscriptions_, base_);
+  RecordingSubscriber subscriber;
+  EXPECT_EQ(pull(*server, subscriber), "1 | 12 category:Tech | 10 | 11 | 2 a: news?: OK, 2 items, 2 new | 13 | 3");
+  const std::string file = base_.read("cache/a_ news_");
+  EXPECT_FALSE(file.empty());
+  EXPECT_THAT(pull(*server, subscriber), HasSubstr("OK, 2 items, 0 new"));
+
+  SetConnectedState(ConnectedState::Disconnected);
+  EXPECT_EQ(pull(*server, subscriber), "1 | 12 category:Tech | 10 | 11 | 2 a: news?: , 2 items, 0 new | 13 | 4");
+  EXPECT_EQ(http_.requests().size(), 2u);
+  EXPECT_EQ(base_.read("cache/a_ news_").size(), file.size());
+
+  std::string statuses;
+  for (const auto& news : subscriber.news()) {
+    for (int i = 0; i < news->itemCount; ++i) statuses += std::to_string(news->items[i].status);
+  }
+  EXPECT_EQ(statuses, "223344");
+  EXPECT_EQ(subscriber.news()[1]->GetCategory(), "Tech");
+  EXPECT_EQ(subscriber.news()[1]->items[1].date, subscriber.news()[0]->items[1].date) << "the first time is kept";
+}
+
+TEST_F(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {
+  base_.write("cache/broken", "untouched");
+  subscriptions_.add("x", {{"broken", http_.url("/broken")}, {"missing", http_.url("/404")}, {"none", ""}});
+  RecordingSubscriber subscriber;
+  EXPECT_EQ(
+      pull(*makeServer(subscriptions_, base_), subscriber),
+      "1 | 12 category:x | 10 | 11 | 2 broken: Failed to parse feed, -1 items, 0 new | "
+      "10 | 11 | 2 missing: Failed to parse feed, -1 items, 0 new | 10 | 11 | 2 none: , -1 items, 0 new | 13 | 3");
+  EXPECT_EQ(base_.read("cache/broken"), "untouched");
+  EXPECT_EQ(base_.read("cache/missing"), "");
+  SetConnectedState(ConnectedState::Disconnected);
+  EXPECT_THAT(pull(*makeServer(subscriptions_, base_), subscriber),
+              HasSubstr("2 broken: Resource not cached, -1 items, 0 new"));
+}
+
+TEST_F(Pull, RunsAfterTheOneBefore) {
+  subscriptions_.add("x", {{"two", http_.url("/two")}});
+  const auto server = makeServer(subscriptions_, base_);
+  RecordingSubscriber subscriber;
+  server->AttachSubscriber(&subscriber);
+  server->AttachSubscriber(&subscriber);
+  NewsServer::WaitForPulls(-1);
+  // Attached twice it gets each object twice, unless its first pull was faster than the second attach.
+  const std::string once = "1 | 12 category:x | 10 | 11 | 2 two: OK, 2 items, 2 new | 13 | 3 | ";
+  const std::string twice =
+      "1 | 12 category:x | 10 | 11 | 2 two: OK, 2 items, 2 new | 2 two: OK, 2 items, 2 new | 13 | 3 | ";
+  const std::string second =
+      "1 | 12 category:x | 10 | 11 | 2 two: OK, 2 items, 0 new | 2 two: OK, 2 items, 0 new | 13 | 3";
+  EXPECT_THAT(subscriber.events(), testing::AnyOf(once + second, twice + second));
+  EXPECT_EQ(subscriber.news().size(), 2u);
+  server->DetachSubscriber(&subscriber);
+  server->DetachSubscriber(&subscriber);
+}
+
+TEST_F(Pull, SendsADetachedSubscriberEventsButNoFeeds) {
+  subscriptions_.add("x", {{"two", http_.url("/two")}});
+  const auto server = makeServer(subscriptions_, base_);
+  RecordingSubscriber* self = nullptr;
+  RecordingSubscriber subscriber([&](const std::string& line) {
+    if (line == "10") server->DetachSubscriber(self);
+  });
+  self = &subscriber;
+  EXPECT_EQ(pull(*server, subscriber), "1 | 12 category:x | 10 | 11 | 13 | 3");
+  EXPECT_NE(base_.read("cache/two"), "");
+}
+
+TEST_F(Pull, GoesOnWithTheArrayItBeganWith) {
+  subscriptions_.add("a", {}).add("b", {}).add("c", {});
+  Subscriptions other;
+  other.add("other", {}).add("other", {}).add("other", {}).add("other", {});
+  RSSObject::CategoryHolderStruct fewer = subscriptions_.holder();
+  fewer.categoryCount = 2;
+  const struct {
+    const char* what;
+    RSSObject::CategoryHolderStruct set;
+    const char* events;
+  } cases[] = {
+      {"the same array with another count", fewer, "1 | 12 category:a | 13 | 12 category:b | 13 | 3"},
+      {"another array", other.holder(), "1 | 12 category:a | 13 | 12 category:b | 13 | 12 category:c | 13 | 3"},
+      {"none", {}, "1 | 12 category:a | 13 | 12 category:b | 13 | 12 category:c | 13 | 3"},
+  };
+  for (const auto& row : cases) {
+    const auto server = makeServer(subscriptions_, base_);
+    RecordingSubscriber subscriber([&](const std::string& line) {
+      if (line == "12 category:a") server->SetCategories(row.set);
+    });
+    EXPECT_EQ(pull(*server, subscriber), row.events) << row.what;
+  }
+}
+
+TEST_F(Pull, OfAnyServerUsesWhatTheNewestWasGiven) {
+  subscriptions_.add("first", {{"two", http_.url("/two")}});
+  Subscriptions second;
+  second.add("second", {{"two", http_.url("/two")}});
+  const TemporaryBaseFolder secondBase;
+  const auto older = makeServer(subscriptions_, base_);
+  const auto newer = makeServer(second, secondBase);
+  EXPECT_NE(older, newer);
+  RecordingSubscriber subscriber;
+  EXPECT_THAT(pull(*older, subscriber), StartsWith("1 | 12 category:second | "));
+  EXPECT_EQ(base_.read("cache/two"), "");
+  EXPECT_NE(secondBase.read("cache/two"), "");
+}
+
+TEST_F(Pull, BearsWhatACallbackDoesToTheEngine) {
+  subscriptions_.add("x", {{"two", http_.url("/two")}});
+  auto server = makeServer(subscriptions_, base_);
+  RecordingSubscriber second;
+  RecordingSubscriber subscriber([&](const std::string& line) {
+    EXPECT_FALSE(NewsServer::WaitForPulls(-1)) << "would wait for itself";
+    if (line == "11") {
+      server->AttachSubscriber(&second);
+      server.reset();
+    }
+  });
+  NewsServer& own = *server;
+  own.AttachSubscriber(&subscriber);
+  NewsServer::WaitForPulls(-1);
+  EXPECT_EQ(subscriber.events(), "1 | 12 category:x | 10 | 11 | 2 two: OK, 2 items, 2 new | 13 | 3");
+  EXPECT_EQ(second.events(), "1 | 12 category:x | 10 | 11 | 2 two: OK, 2 items, 0 new | 13 | 3");
+  const auto last = makeServer(subscriptions_, base_);
+  last->DetachSubscriber(&subscriber);
+  last->DetachSubscriber(&second);
+}
+
+TEST(WaitForPulls, GivesUpAfterItsTimeAndCountsRequestsJustMade) {
+  SetConnectedState(ConnectedState::Disconnected);
+  EXPECT_TRUE(NewsServer::WaitForPulls(0));
+  Subscriptions none;
+  const TemporaryBaseFolder base;
+  const auto server = makeServer(none, base);
+  std::mutex gate;
+  gate.lock();
+  RecordingSubscriber subscriber([&](const std::string&) { std::lock_guard wait(gate); });
+  server->RefreshAllNewsForSubscriber(&subscriber);
+  EXPECT_FALSE(NewsServer::WaitForPulls(0));
+  EXPECT_FALSE(NewsServer::WaitForPulls(20));
+  gate.unlock();
+  EXPECT_TRUE(NewsServer::WaitForPulls(60'000));
+  EXPECT_EQ(subscriber.events(), "1 | 4");
+}
+
+TEST(Delivery, PassesTheSameObjectToEveryEntryWithAnEventOfItsOwn) {
+  struct Server : NewsServer {
+    using NewsServer::NewsServer;
+    using NewsServer::NotifySubscriber;
+    using NewsServer::NotifySubscribers;
+  };
+  struct Meddler : RecordingSubscriber {
+    void NewsReceived(RSSObject* feed, RSSEvent event) override {
+      RecordingSubscriber::NewsReceived(feed, event);
+      event.SetMessage("mine");
+    }
+  };
+  SetConnectedState(ConnectedState::Disconnected);
+  Server server({}, "");
+  Meddler first, second;
+  RSSObject* const feed = new RSSObject({}, nullptr, 0);
+  server.NotifySubscribers(feed);
+  server.AttachSubscriber(&first);
+  server.AttachSubscriber(&second);
+  server.AttachSubscriber(&first);
+  NewsServer::WaitForPulls(-1);
+  first.takeEvents(), second.takeEvents();
+
+  Server::NotifySubscriber(&first, feed);
+  EXPECT_EQ(first.takeEvents(), "2 : , 0 items, 0 new | 2 : , 0 items, 0 new");
+  EXPECT_EQ(second.events(), "");
+  server.DetachSubscriber(&first);
+  Server::NotifySubscriber(&first, feed);
+  EXPECT_EQ(first.events(), "");
+  server.DetachSubscriber(&second);
+  server.DetachSubscriber(&second);
+}
+
+TEST(Event, IsAValue) {
+  RSSEvent event(7);
+  EXPECT_EQ(event.GetMessage(), "");
+  event.SetMessage("text");
+  RSSEvent copy(event);
+  copy.SetMessage("other");
+  EXPECT_EQ(event.GetEventID(), 7);
+  EXPECT_EQ(event.GetMessage(), "text");
+  event = copy;
+  EXPECT_EQ(event.GetMessage(), "other");
+}
+
+}  // namespace
