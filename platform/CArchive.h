@@ -57,13 +57,18 @@ class CArchive {
   void Close();
 
  private:
-  void writeBytes(const void* bytes, std::size_t count);
-  void readBytes(void* bytes, std::size_t count);
+  void storeInteger(std::uint32_t value, std::size_t width);
+  void storeBytes(const char* bytes, std::size_t count);
+  void flush();
+
+  std::uint32_t loadInteger(std::size_t width);
+  std::uint32_t loadLength();
+  std::size_t readFile(char* bytes, std::size_t count);
 
   CFile* file_;
   Mode mode_;
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;  ///< of what is buffered and not yet loaded
-  std::size_t end_ = 0;    ///< of what is buffered
-  std::uint64_t unread_;   ///< bytes of the file that have not been buffered yet
+  std::size_t capacity_;      ///< most bytes to buffer
+  std::vector<char> buffer_;  ///< not yet written, or loaded ahead
+  std::size_t begin_ = 0;     ///< of what is loaded ahead and not yet taken
+  std::uint64_t unread_;      ///< bytes of the file that have not been buffered yet
 };

@@ -1,0 +1,107 @@
+#include "store/ItemMatching.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+
+namespace quillmoria {
+namespace {
+
+using Item = RSSObject::NewsItemStruct;
+
+// Values of an item's status.
+constexpr std::int32_t kNew = 2;
+constexpr std::int32_t kSeen = 3;
+
+/// Hashes a text as a polynomial over the prime 2^61 - 1 at a random point, so that no feed can be written whose keys
+/// collide.
+class TextHash {
+ public:
+  explicit TextHash(std::uint64_t point) : point_(point) {}
+
+  template <class Text>
+  std::size_t operator()(Text text) const noexcept {
+    const char* bytes = reinterpret_cast<const char*>(text.data());
+    std::size_t left = text.size() * sizeof(typename Text::value_type);
+    std::uint64_t hash = left + 1;
+    while (left > 0) {
+      std::uint64_t block = 0;
+      const std::size_t taken = std::min(left, kBlockBytes);
+      std::memcpy(&block, bytes, taken);
+      hash = reduced(Wide{hash} * point_ + block);
+      bytes += taken;
+      left -= taken;
+    }
+    return hash;
+  }
+
+  static std::uint64_t randomPoint() {
+    std::random_device random;
+    return std::uniform_int_distribution<std::uint64_t>(1, kPrime - 1)(random);
+  }
+
+ private:
+  __extension__ using Wide = unsigned __int128;
+  static constexpr std::uint64_t kPrime = (std::uint64_t{1} << 61) - 1;
+  static constexpr std::size_t kBlockBytes = 7;  ///< always below the prime
+
+  static std::uint64_t reduced(Wide value) {
+    const std::uint64_t sum = static_cast<std::uint64_t>(value & kPrime) + static_cast<std::uint64_t>(value >> 61);
+    return sum < kPrime ? sum : sum - kPrime;
+  }
+
+  std::uint64_t point_;
+};
+
+/// Finds the first of several items by one of their texts, which must stay as they are. Made at the first look-up,
+/// since most feeds are looked up either by identifier or by link throughout.
+template <class Text>
+class ItemIndex {
+ public:
+  ItemIndex(std::span<const Item> items, const Text Item::*key, TextHash hash)
+      : items_(items), key_(key), firstByKey_(0, hash) {}
+
+  const Item* find(const Text& text) {
+    if (firstByKey_.empty()) build();
+    const auto found = firstByKey_.find(text);
+    return found == firstByKey_.end() ? nullptr : found->second;
+  }
+
+ private:
+  using View = std::basic_string_view<typename Text::value_type>;
+
+  void build() {
+    firstByKey_.reserve(items_.size());
+    for (const Item& item : items_) firstByKey_.emplace(item.*key_, &item);
+  }
+
+  std::span<const Item> items_;
+  const Text Item::*key_;
+  std::unordered_map<View, const Item*, TextHash> firstByKey_;
+};
+
+std::span<Item> itemsOf(const RSSObject& feed) {
+  return {feed.items, static_cast<std::size_t>(std::max(feed.itemCount, 0))};
+}
+
+}  // namespace
+
+void matchItems(RSSObject& fresh, const RSSObject& cached) {
+  const TextHash hash(TextHash::randomPoint());
+  ItemIndex byIdentifier(itemsOf(cached), &Item::guidW, hash);
+  ItemIndex byLink(itemsOf(cached), &Item::link, hash);
+  for (Item& item : itemsOf(fresh)) {
+    const Item* known = item.guidW.empty() ? byLink.find(item.link) : byIdentifier.find(item.guidW);
+    item.status = known ? kSeen : kNew;
+    if (known) {
+      item.date = known->date;
+    } else {
+      ++fresh.newItemCount;
+    }
+  }
+}
+
+}  // namespace quillmoria

@@ -1,0 +1,195 @@
+#include "store/NewsItemCache.h"
+
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include "platform/CArchive.h"
+#include "platform/CFile.h"
+#include "platform/CodePage.h"
+
+namespace {
+
+using Channel = RSSObject::ChannelStruct;
+using Item = RSSObject::NewsItemStruct;
+
+constexpr std::string_view kSignature = "Quillmoria News Items";
+constexpr std::string_view kNotInFileNames = "\"\\><:*?|";
+constexpr std::size_t kBufferBytes = 4096;
+constexpr std::int32_t kReadFromCache = 4;        ///< status of an item
+constexpr std::int32_t kMostBareItems = 1000000;  ///< items without a record each
+
+// What format versions brought.
+constexpr std::int32_t kSourceNoteVersion = 2;
+constexpr std::int32_t kItemVersion = 3;
+constexpr std::int32_t kIdentifierVersion = 4;  ///< this one alone has identifiers
+
+// A record is smallest when its texts are empty, one byte each. In memory it takes less than 32 times as much, so what
+// a file can make us allocate is bounded by its size.
+constexpr std::uint64_t kSmallestRecord = 5 * 1 + 4;
+constexpr std::uint64_t kSmallestRecordWithIdentifier = kSmallestRecord + 1 + 4;
+static_assert(sizeof(Item) < 32 * kSmallestRecord);
+
+/// Stores fields one by one, wide text in the ANSI code page.
+class FieldWriter {
+ public:
+  explicit FieldWriter(CArchive& archive) : archive_(archive) {}
+
+  void operator()(const std::string& text) { archive_ << text; }
+  void operator()(const std::u16string& text) { archive_ << quillmoria::wideToAnsi(text); }
+  void operator()(std::int32_t value) { archive_ << value; }
+  void operator()(bool flag) { archive_ << std::int32_t{flag}; }
+  void operator()(CTime time) { archive_ << time; }
+
+ private:
+  CArchive& archive_;
+};
+
+/// Loads what FieldWriter has stored.
+class FieldReader {
+ public:
+  explicit FieldReader(CArchive& archive) : archive_(archive) {}
+
+  void operator()(std::string& text) { archive_ >> text; }
+  void operator()(std::u16string& text) {
+    archive_ >> narrow_;
+    text = quillmoria::ansiToWide(narrow_);
+  }
+  void operator()(std::int32_t& value) { archive_ >> value; }
+  void operator()(bool& flag) {
+    std::int32_t value;
+    archive_ >> value;
+    flag = value == 1;
+  }
+  void operator()(CTime& time) { archive_ >> time; }
+
+ private:
+  CArchive& archive_;
+  std::string narrow_;
+};
+
+/// Takes `fields` through a channel in the order of the file.
+template <class Fields, class AnyChannel>
+void transferChannel(Fields& fields, AnyChannel& channel) {
+  fields(channel.titleW);
+  fields(channel.link);
+  fields(channel.descriptionW);
+  fields(channel.language);
+  fields(channel.updateBase);
+  fields(channel.updatePeriod);
+  fields(channel.updateFrequency);
+  fields(channel.feedName);
+  fields(channel.date);
+  fields(channel.image.title);
+  fields(channel.image.url);
+  fields(channel.image.link);
+  fields(channel.image.width);
+  fields(channel.image.height);
+  fields(channel.image.extraW);
+}
+
+/// Takes `fields` through an item in the order of the file.
+template <class Fields, class AnyItem>
+void transferItem(Fields& fields, AnyItem& item, std::int32_t version) {
+  fields(item.titleW);
+  if (version == kIdentifierVersion) {
+    fields(item.guidW);
+    fields(item.isPermaLink);
+  }
+  fields(item.link);
+  fields(item.descriptionW);
+  fields(item.creatorW);
+  fields(item.date);
+  fields(item.timeSuffix);
+}
+
+void writeFeed(CArchive& archive, const RSSObject& feed, std::int32_t version, const std::string& sourceNote) {
+  archive << kSignature << version << feed.itemCount;
+  if (version >= kSourceNoteVersion) archive << sourceNote;
+  FieldWriter fields(archive);
+  transferChannel(fields, feed.channel);
+  if (version < kItemVersion) return;
+  for (std::int32_t i = 0; i < feed.itemCount; ++i) transferItem(fields, std::as_const(feed.items[i]), version);
+}
+
+/// Whether the rest of a file can hold `itemCount` items. Nothing is allocated for them before.
+bool isPossible(std::int32_t itemCount, bool hasRecords, std::int32_t version, std::uint64_t remaining) {
+  if (itemCount < 0) return false;
+  if (!hasRecords) return itemCount <= kMostBareItems;
+  const std::uint64_t smallest = version == kIdentifierVersion ? kSmallestRecordWithIdentifier : kSmallestRecord;
+  return static_cast<std::uint64_t>(itemCount) <= remaining / smallest;
+}
+
+/// Null for an item count that cannot be. Throws what file and archive throw.
+std::unique_ptr<RSSObject> readFeed(CFile& file) {
+  CArchive archive(&file, CArchive::load, kBufferBytes);
+  std::string signature;
+  std::int32_t version;
+  std::int32_t itemCount;
+  archive >> signature >> version >> itemCount;
+  if (version >= kSourceNoteVersion) {
+    std::string sourceNote;
+    archive >> sourceNote;
+  }
+  FieldReader fields(archive);
+  Channel channel;
+  transferChannel(fields, channel);
+
+  const bool hasRecords = signature == kSignature && version >= kItemVersion;
+  if (!isPossible(itemCount, hasRecords, version, archive.remaining())) return nullptr;
+  auto items = std::make_unique<Item[]>(static_cast<std::size_t>(itemCount));
+  if (hasRecords) {
+    for (std::int32_t i = 0; i < itemCount; ++i) {
+      transferItem(fields, items[i], version);
+      items[i].status = kReadFromCache;
+    }
+  }
+  auto feed = std::make_unique<RSSObject>(std::move(channel), nullptr, itemCount);
+  feed->items = items.release();
+  return feed;
+}
+
+std::unique_ptr<RSSObject> tryRead(const std::string& path) {
+  try {
+    CFile file;
+    return file.Open(path, CFile::modeRead) ? readFeed(file) : nullptr;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+std::unique_ptr<RSSObject> notCached(const std::string& path) {
+  Channel channel;
+  channel.feedName = path.substr(path.rfind('\\') + 1);
+  return std::make_unique<RSSObject>(std::move(channel), nullptr, -1);
+}
+
+}  // namespace
+
+NewsItemCache::~NewsItemCache() = default;
+
+std::string NewsItemCache::filePath(const std::string& baseFolder, std::string_view feedName) {
+  std::string path = baseFolder + "\\cache\\";
+  for (const char c : feedName) path += kNotInFileNames.find(c) == std::string_view::npos ? c : '_';
+  return path;
+}
+
+std::int32_t NewsItemCache::StoreFeed(std::string baseFolder, const RSSObject* feed, std::int32_t version,
+                                      std::string sourceNote) {
+  try {
+    CFile file;
+    if (!file.Open(filePath(baseFolder, feed->channel.feedName), CFile::modeReplace)) return 0;
+    CArchive archive(&file, CArchive::store, kBufferBytes);
+    writeFeed(archive, *feed, version, sourceNote);
+    archive.Close();
+    file.Close();
+    return 1;
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+RSSObject* NewsItemCache::LoadFeed(std::string path) {
+  std::unique_ptr<RSSObject> feed = tryRead(path);
+  return (feed ? std::move(feed) : notCached(path)).release();
+}

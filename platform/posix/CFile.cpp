@@ -55,9 +55,9 @@ std::optional<Place> descend(Descriptor directory, std::string_view name) {
   for (;;) {
     const std::size_t slash = name.find('/');
     std::string component(name.substr(0, slash));
-    if (component == "..") return std::nullopt;
-    if (slash == std::string_view::npos && component.empty()) return std::nullopt;
-    if (slash == std::string_view::npos) return Place{std::move(directory), std::move(component)};
+    const bool isLast = slash == std::string_view::npos;
+    if (component == ".." || (isLast && component.empty())) return std::nullopt;
+    if (isLast) return Place{std::move(directory), std::move(component)};
     name.remove_prefix(slash + 1);
     if (component.empty()) continue;
     directory = openFolder(directory.get(), component, O_NOFOLLOW);
