@@ -1,0 +1,29 @@
+# What is installed: the library, the headers listed here by name, and the files by which other projects find them.
+include(CMakePackageConfigHelpers)
+
+set(public_headers CPicture.h CTime.h ConnectedState.h HTTPFetchSubscriber.h NewsServer.h OPML.h RSSObject.h Version.h)
+list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/include/quillmoria/)
+install(FILES ${public_headers} ${PROJECT_BINARY_DIR}/include/quillmoria/export.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillmoria COMPONENT development)
+install(TARGETS quillmoria EXPORT quillmoriaTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/quillmoria)
+configure_package_config_file(cmake/quillmoriaConfig.cmake.in quillmoriaConfig.cmake
+  INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(quillmoriaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(EXPORT quillmoriaTargets NAMESPACE quillmoria:: DESTINATION ${package_folder} COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/quillmoriaConfig.cmake ${PROJECT_BINARY_DIR}/quillmoriaConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+configure_file(cmake/quillmoria.pc.in quillmoria.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quillmoria.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# `cpack` makes one Debian package of all.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "Quillmoria developers <quillmoria@example.org>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_STRIP_FILES ON)
+include(CPack)
