@@ -1,0 +1,54 @@
+#include "FeedCommand.h"
+
+#include <fstream>
+#include <optional>
+
+#include "Failure.h"
+#include "Json.h"
+#include "NewsListing.h"
+#include "Pull.h"
+#include "WebAddress.h"
+
+namespace quillmoria {
+namespace {
+
+/// The first line of the file: a password on the command line would be seen by every user of the machine.
+std::string readPassword(const std::string& path) {
+  std::ifstream file(path);
+  std::string password;
+  if (!std::getline(file, password)) {
+    throw Failure(kWrongUse, "no password can be read from " + path + ": its first line is to be the password");
+  }
+  if (password.ends_with('\r')) password.pop_back();
+  return password;
+}
+
+RSSObject::NewsFeed subscriptionOf(const FeedOptions& options) {
+  const std::optional<std::string> url = webAddress(options.url);
+  if (!url) throw Failure(kWrongUse, options.url + " is no http or https address");
+  RSSObject::NewsFeed feed;
+  feed.name = *url;
+  feed.url = *url;
+  feed.enabled = 1;
+  feed.userName = options.user;
+  if (!options.passwordFile.empty()) feed.password = readPassword(options.passwordFile);
+  return feed;
+}
+
+}  // namespace
+
+int feedCommand(const FeedOptions& options, const std::string& baseFolder, Output& output) {
+  const RSSObject::NewsFeed feed = subscriptionOf(options);
+  const RSSObject news(feed, "", baseFolder);
+  if (options.json) {
+    output.line(feedAsJson(feed, news));
+  } else if (news.itemCount >= 0) {
+    listFeed(output, news);
+  }
+  output.flush();
+  if (news.itemCount >= 0) return kDone;
+  complain(feed.url + ": " + failureText(news));
+  return kFailed;
+}
+
+}  // namespace quillmoria

@@ -1,0 +1,65 @@
+#include "NewsListing.h"
+
+#include <span>
+
+#include "Pull.h"
+#include "Text.h"
+
+namespace quillmoria {
+namespace {
+
+constexpr std::int32_t kNewItem = 2;
+constexpr std::string_view kNoTime = "                ";
+
+std::span<const RSSObject::NewsItemStruct> itemsOf(const RSSObject& news) {
+  return {news.getNewsItems(), static_cast<std::size_t>(news.itemCount)};
+}
+
+std::string timeText(const RSSObject::NewsItemStruct& item) {
+  const std::string text = item.date.Format("%Y-%m-%d %H:%M");
+  return text.empty() ? std::string(kNoTime) : text;
+}
+
+/// Items without a title are shown by their address.
+std::string titleText(const RSSObject::NewsItemStruct& item) {
+  return item.titleW.empty() ? item.link : toUtf8(item.titleW);
+}
+
+void lineIfAny(Output& output, std::string_view before, const std::string& text) {
+  if (!text.empty()) output.line(std::string(before) + text);
+}
+
+}  // namespace
+
+std::string outcome(const RSSObject& news) {
+  if (news.itemCount < 0) return failureText(news);
+  return std::to_string(news.itemCount) + (news.itemCount == 1 ? " item, " : " items, ") +
+         std::to_string(news.newItemCount) + " new";
+}
+
+void listNews(Output& output, std::string_view name, const RSSObject& news) {
+  output.line("  " + std::string(name) + ": " + outcome(news));
+  if (news.itemCount < 0) return;
+  for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
+    output.line((item.status == kNewItem ? "  * " : "    ") + timeText(item) + "  " + titleText(item));
+  }
+}
+
+void listFeed(Output& output, const RSSObject& news) {
+  const RSSObject::ChannelStruct& channel = news.channel;
+  output.line(channel.titleW.empty() ? channel.feedName : toUtf8(channel.titleW));
+  lineIfAny(output, "  ", channel.link);
+  lineIfAny(output, "  ", toUtf8(channel.descriptionW));
+  if (const CPicture* picture = news.GetChannelPicture(); picture && picture->picture) {
+    output.line("  picture: " + std::to_string(picture->picture->width()) + " x " +
+                std::to_string(picture->picture->height()));
+  }
+  for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
+    output.line("");
+    output.line(timeText(item) + " " + item.timeSuffix + "  " + titleText(item));
+    lineIfAny(output, "  by ", toUtf8(item.creatorW));
+    lineIfAny(output, "  ", item.link);
+  }
+}
+
+}  // namespace quillmoria

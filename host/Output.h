@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+namespace quillmoria {
+
+/// The program's standard output, kept for results alone.
+///
+///     Output output;  // before the engine is used
+///     output.line("Example News: 3 items");
+///
+/// The engine prints a few fixed lines of its own on descriptor 1. So results go to a duplicate of it, and descriptor 1
+/// is pointed at standard error. One thread at a time.
+class Output {
+ public:
+  Output();
+
+  /// Writes `text`, made safe for a terminal (printable), as a line. Throws Failure if it cannot be written.
+  void line(std::string_view text);
+
+  /// Hands all lines to the system. Throws Failure if one could not be written, now or before.
+  void flush();
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, Close> file_;
+};
+
+/// Writes a line with the program's name and `text`, made safe for a terminal, to standard error. Any thread.
+void complain(std::string_view text);
+
+}  // namespace quillmoria

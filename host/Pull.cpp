@@ -1,0 +1,46 @@
+#include "Pull.h"
+
+#include <string_view>
+
+namespace quillmoria {
+namespace {
+
+struct Advice {
+  std::string_view status;
+  std::string_view advice;
+};
+
+constexpr Advice kAdvice[] = {
+    {"Failed to parse feed", "the address gives no complete feed document"},
+    {"HTTP_STATUS_DENIED", "the server wants a user name and a password"},
+    {"Resource not cached", "pull it once while online"},
+    {"", "the fetch failed"},
+};
+
+}  // namespace
+
+PullRunner::PullRunner(Subscriptions& subscriptions, const std::string& baseFolder, RSSSubscriber& subscriber)
+    : server_(NewsServerFactory::GetFactory()->GetNewsServer(subscriptions.holder(), baseFolder)),
+      subscriber_(subscriber),
+      interruption_(*server_, subscriber) {}
+
+void PullRunner::pull() {
+  server_->AttachSubscriber(&subscriber_);
+  NewsServer::WaitForPulls(-1);
+  server_->DetachSubscriber(&subscriber_);
+}
+
+void loadStoredPicture(RSSObject& news, const std::string& baseFolder) {
+  if (news.GetChannelPicture() || news.channel.image.url.empty()) return;
+  news.baseFolder = baseFolder;
+  news.LoadImage(news.channel.image);
+}
+
+std::string failureText(const RSSObject& news) {
+  for (const Advice& entry : kAdvice) {
+    if (news.statusMessage == entry.status) return news.statusMessage + " (" + std::string(entry.advice) + ")";
+  }
+  return news.statusMessage;
+}
+
+}  // namespace quillmoria

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Output.h"
+#include "quillmoria/ConnectedState.h"
+
+namespace quillmoria {
+
+struct PullOptions {
+  std::vector<std::string> feeds;  ///< NAME=URL each
+  std::string category = "News";   ///< of what stands in no container
+  std::string list;                ///< path or address; none if empty
+  ConnectedState connected = ConnectedState::Automatic;
+  bool json = false;
+};
+
+/// One pull over the feeds named and the feeds of the list: progress, then the news by category. Returns the exit
+/// status. Throws Failure.
+int pullCommand(const PullOptions& options, const std::string& baseFolder, Output& output);
+
+}  // namespace quillmoria

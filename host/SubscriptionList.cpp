@@ -1,0 +1,98 @@
+#include "SubscriptionList.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "Failure.h"
+#include "OutlineWalk.h"
+#include "Output.h"
+#include "Text.h"
+#include "WebAddress.h"
+
+namespace quillmoria {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uintmax_t kLargestFileBytes = 64 << 20;  // the engine reads no larger one
+
+// So that a list of many levels with long labels cannot grow beyond all bounds when each feed gets its path.
+constexpr std::size_t kMostPathLabels = 8;
+constexpr std::size_t kLongestLabelBytes = 200;
+
+void checkFile(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (!fs::exists(status)) {
+    throw Failure(kWrongUse,
+                  "there is no list " + path + ": give the path of an OPML file or its http or https address");
+  }
+  if (!fs::is_regular_file(status)) throw Failure(kWrongUse, path + " is not a file: give the path of an OPML file");
+  if (fs::file_size(path, error) > kLargestFileBytes) {
+    throw Failure(kWrongUse, path + " is above 64 MiB: split the list");
+  }
+}
+
+void fetch(OPMLParser& parser, const std::string& url) {
+  parser.ParseFromURL(url);
+  if (parser.status == "OK") return;
+  const std::string why = parser.status.empty() ? "the fetch failed" : parser.status;
+  throw Failure(kFailed, "the list " + url + " cannot be fetched: " + why + " (check the address and the network)");
+}
+
+std::string label(const OPMLDoc::OutlineStruct& outline) {
+  return std::string(firstBytes(printable(toUtf8(outline.text)), kLongestLabelBytes));
+}
+
+std::string joined(const std::vector<std::string>& labels) {
+  std::string path;
+  for (const std::string& part : labels) {
+    if (part.empty()) continue;
+    if (!path.empty()) path += " / ";
+    path += part;
+  }
+  return path;
+}
+
+}  // namespace
+
+std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, const std::string& baseFolder) {
+  auto parser = std::make_unique<OPMLParser>(baseFolder);
+  if (const std::optional<std::string> url = webAddress(source)) {
+    fetch(*parser, *url);
+  } else if (hasScheme(source)) {
+    throw Failure(kWrongUse, source + " cannot be read: give a path or an http or https address");
+  } else {
+    checkFile(source);
+    parser->ParseFromFile(source);
+  }
+  const OPMLDoc* list = parser->GetOPMLDoc();
+  if (!list || list->outlines.empty()) {
+    throw Failure(kWrongUse, source +
+                                 " holds no subscription list in OPML form (a web page, or an unreadable or empty " +
+                                 "file?): give the list itself");
+  }
+  return parser;
+}
+
+void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& subscriptions) {
+  std::vector<std::string> containers;
+  OutlineWalk walk(list);
+  while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
+    containers.resize(std::min(walk.depth(), kMostPathLabels));
+    if (!outline->xmlUrl.empty()) {
+      if (const std::optional<std::string> url = webAddress(outline->xmlUrl)) {
+        const std::string path = joined(containers);
+        subscriptions.add(path.empty() ? category : path, label(*outline), *url);
+      } else {
+        complain(label(*outline) + ": " + outline->xmlUrl + " is no http or https address; left out");
+      }
+    }
+    if (walk.depth() < kMostPathLabels) containers.push_back(label(*outline));
+  }
+}
+
+}  // namespace quillmoria

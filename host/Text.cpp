@@ -1,0 +1,108 @@
+#include "Text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace quillmoria {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+void append(std::string& utf8, char32_t c) {
+  const auto byte = [&utf8](char32_t bits) { utf8 += static_cast<char>(bits); };
+  if (c < 0x80) return byte(c);
+  if (c < 0x800) {
+    byte(0xC0 | c >> 6);
+  } else {
+    if (c < 0x10000) {
+      byte(0xE0 | c >> 12);
+    } else {
+      byte(0xF0 | c >> 18);
+      byte(0x80 | (c >> 12 & 0x3F));
+    }
+    byte(0x80 | (c >> 6 & 0x3F));
+  }
+  byte(0x80 | (c & 0x3F));
+}
+
+/// Takes the first character off `text`, which is not empty; one byte and U+FFFD if there is none of UTF-8.
+char32_t takeCharacter(std::string_view& text) {
+  const auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t length = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
+  const bool whole = length != 0 && length <= text.size() &&
+                     std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(length), isContinuation);
+  char32_t c = kReplacement;
+  if (whole) {
+    constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
+    c = length == 1 ? lead : lead & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) c = c << 6 | (static_cast<unsigned char>(text[i]) & 0x3F);
+    if (c < kSmallest[length] || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) c = kReplacement;
+  }
+  text.remove_prefix(whole ? length : 1);
+  return c;
+}
+
+bool isSpace(char32_t c) { return (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029; }
+
+bool isControl(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x061C || c == 0x200E || c == 0x200F ||
+         (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+}  // namespace
+
+std::string toUtf8(std::u16string_view text) {
+  std::string utf8;
+  utf8.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t c = text[i];
+    if (c >= 0xD800 && c < 0xE000) {
+      const bool pair = c < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
+      c = pair ? 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u) : kReplacement;
+    }
+    append(utf8, c);
+  }
+  return utf8;
+}
+
+std::string printable(std::string_view text) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; })) return std::string(text);
+  std::string line;
+  line.reserve(text.size());
+  while (!text.empty()) {
+    const char32_t c = takeCharacter(text);
+    if (isSpace(c)) {
+      line += ' ';
+    } else if (!isControl(c)) {
+      append(line, c);
+    }
+  }
+  return line;
+}
+
+std::string_view firstBytes(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  while (bytes > 0 && isContinuation(text[bytes])) --bytes;
+  return text.substr(0, bytes);
+}
+
+std::string_view firstColumns(std::string_view text, std::size_t columns) {
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    std::string_view next = rest;
+    const std::size_t width = takeCharacter(next) < 0x80 ? 1 : 2;
+    if (width > columns) break;
+    columns -= width;
+    rest = next;
+  }
+  return text.substr(0, text.size() - rest.size());
+}
+
+}  // namespace quillmoria

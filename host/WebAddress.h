@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillmoria {
+
+/// `text` as the engine fetches it: an http or https address with its scheme in small letters and without the white
+/// space around it. None if it is no such address.
+std::optional<std::string> webAddress(std::string_view text);
+
+/// Whether `text` begins with a scheme ("ftp://"), so that it cannot be meant as a path.
+bool hasScheme(std::string_view text);
+
+}  // namespace quillmoria

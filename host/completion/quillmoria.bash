@@ -1,0 +1,30 @@
+# bash completion for quillmoria
+
+_quillmoria() {
+  local current=$2 previous=$3 command= word
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    case $word in pull | feed | opml | demo) command=$word && break ;; esac
+  done
+
+  COMPREPLY=()
+  case $previous in
+    --base) compopt -o filenames && mapfile -t COMPREPLY < <(compgen -d -- "$current") && return ;;
+    --opml | --password-file) compopt -o filenames && mapfile -t COMPREPLY < <(compgen -f -- "$current") && return ;;
+    --feed | --category | --user) return ;;
+  esac
+
+  local words="--base --help --version"
+  case $command in
+    '') words+=" pull feed opml demo" ;;
+    pull) words+=" --feed --category --opml --offline --online --json" ;;
+    feed) words+=" --user --password-file --json" ;;
+    opml)
+      words+=" --json"
+      [[ $current == -* ]] || compopt -o filenames
+      ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+  if [[ $command == opml && $current != -* ]]; then mapfile -t COMPREPLY < <(compgen -f -- "$current"); fi
+}
+
+complete -F _quillmoria quillmoria
