@@ -1,0 +1,129 @@
+#include "quillmoria/CPicture.h"
+
+#include <cstdio>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "net/AgentName.h"
+#include "net/HTTPFetcher.h"
+#include "platform/CArchive.h"
+#include "platform/CFile.h"
+#include "platform/IStream.h"
+#include "platform/InternetQueryOption.h"
+
+namespace {
+
+constexpr std::size_t kBytesPerPixel = 4;
+constexpr std::size_t kBufferBytes = 4096;
+
+/// What is asked of whom for an image.
+struct ImageAddress {
+  std::string host;
+  std::string path;  ///< without its leading slash
+  std::uint16_t port = 80;
+  bool secure = false;
+};
+
+/// An address without a slash is whole its host and its path.
+ImageAddress split(std::string_view url) {
+  constexpr std::string_view kHttp = "http://";
+  constexpr std::string_view kHttps = "https://";
+  ImageAddress address;
+  if (url.starts_with(kHttp)) {
+    url.remove_prefix(kHttp.size());
+  } else if (url.starts_with(kHttps)) {
+    url.remove_prefix(kHttps.size());
+    address.port = 443;
+    address.secure = true;
+  }
+  const std::size_t slash = url.find('/');
+  address.host = url.substr(0, slash);
+  address.path = slash == std::string_view::npos ? url : url.substr(slash + 1);
+  return address;
+}
+
+std::string cachePath(const std::string& baseFolder, const std::string& path) {
+  return baseFolder + "\\feed_imgs\\" + path.substr(path.rfind('/') + 1);
+}
+
+bool isOnline() {
+  const auto state = InternetQueryConnectedState();
+  return state && !(*state & INTERNET_STATE_DISCONNECTED);
+}
+
+/// Whatever comes of it, there is a file at `file` afterwards, so the image is not asked for again.
+void download(const ImageAddress& from, const std::string& file, const std::string& baseFolder) {
+  HTTPFetcher fetcher;
+  fetcher.PrepareFetch(baseFolder);
+  CFile sink;
+  if (!sink.Open(file, CFile::modeCreate)) throw CFileException("image file cannot be made");
+  fetcher.SendHTTPRequest(kAgentName, from.host.c_str(), from.port, from.path, &sink, nullptr, nullptr, nullptr,
+                          from.secure);
+}
+
+void openDownloaded(CFile& file, const std::string& path) {
+  if (!file.Open(path, CFile::modeRead)) throw CFileException("image file cannot be opened");
+}
+
+}  // namespace
+
+IPicture::IPicture(std::int32_t width, std::int32_t height, std::vector<std::uint8_t> pixels)
+    : width_(width), height_(height), pixels_(std::move(pixels)) {
+  if (width < 1 || height < 1 ||
+      pixels_.size() / kBytesPerPixel / static_cast<std::size_t>(width) != static_cast<std::size_t>(height) ||
+      pixels_.size() % (kBytesPerPixel * static_cast<std::size_t>(width)) != 0) {
+    throw std::invalid_argument("pixels do not fit the picture's sides");
+  }
+}
+
+IPicture::~IPicture() = default;
+
+std::span<const std::uint8_t> IPicture::row(std::int32_t y) const {
+  const std::size_t bytes = static_cast<std::size_t>(width_) * kBytesPerPixel;
+  return std::span(pixels_).subspan(static_cast<std::size_t>(y) * bytes, bytes);
+}
+
+CPicture::CPicture() = default;
+
+CPicture::~CPicture() = default;
+
+CPicture::CPicture(const CPicture&) = default;
+
+CPicture& CPicture::operator=(const CPicture&) = default;
+
+void CPicture::Free() { picture.reset(); }
+
+bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
+  if (url.empty()) return false;
+  try {
+    const ImageAddress address = split(url);
+    const std::string path = cachePath(baseFolder, address.path);
+    CFile file;
+    if (!file.Open(path, CFile::modeRead)) {
+      if (!isOnline()) return false;
+      download(address, path, baseFolder);
+      openDownloaded(file, path);
+    }
+    return LoadFromFile(file);
+  } catch (...) {
+    std::fputs("unhandled exception\n", stdout);
+    return false;
+  }
+}
+
+bool CPicture::LoadFromFile(CFile& file) {
+  CArchive archive(&file, CArchive::load, kBufferBytes);
+  return LoadFromArchive(archive);
+}
+
+bool CPicture::LoadFromArchive(CArchive& archive) {
+  CArchiveStream stream(&archive);
+  return LoadFromStream(&stream);
+}
+
+bool CPicture::LoadFromStream(IStream* stream) {
+  Free();
+  picture = OleLoadPicture(stream);
+  return true;
+}
