@@ -1,0 +1,56 @@
+#include "platform/Text.h"
+
+#include <limits>
+
+namespace quillmoria {
+namespace {
+
+constexpr std::string_view kLineBreaks = "\t\n\r";
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+
+template <class Number>
+constexpr Number bound(bool negative) {
+  return negative ? std::numeric_limits<Number>::min() : std::numeric_limits<Number>::max();
+}
+
+/// Collects the number with its sign, since the lowest one has no positive twin.
+template <class Number>
+Number leadingNumber(std::string_view text) {
+  std::size_t at = text.find_first_not_of(kWhiteSpace);
+  if (at == std::string_view::npos) return 0;
+
+  const bool negative = text[at] == '-';
+  if (negative || text[at] == '+') ++at;
+
+  Number number = 0;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    const int digit = text[at] - '0';
+    if (__builtin_mul_overflow(number, 10, &number) ||
+        __builtin_add_overflow(number, negative ? -digit : digit, &number)) {
+      return bound<Number>(negative);
+    }
+  }
+  return number;
+}
+
+}  // namespace
+
+std::string_view trimLineBreaks(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kLineBreaks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kLineBreaks) - first + 1);
+}
+
+std::int64_t toInt64(std::string_view text) { return leadingNumber<std::int64_t>(text); }
+
+std::int32_t toInt32(std::string_view text) { return leadingNumber<std::int32_t>(text); }
+
+std::string lowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& letter : lower) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+  }
+  return lower;
+}
+
+}  // namespace quillmoria

@@ -1,0 +1,74 @@
+#include "quillmoria/CTime.h"
+
+#include <locale.h>
+#include <time.h>
+
+#include <limits>
+#include <memory>
+#include <type_traits>
+
+namespace {
+
+bool fitsInt(std::int64_t field) {
+  return field >= std::numeric_limits<int>::min() && field <= std::numeric_limits<int>::max();
+}
+
+/// Hands on to `next`, the unit above, what an int cannot hold of `field`. False if that one cannot hold it either.
+bool carry(std::int64_t& field, std::int64_t size, std::int64_t& next) {
+  if (fitsInt(field)) return true;
+  if (__builtin_add_overflow(next, field / size, &next)) return false;
+  field %= size;
+  return true;
+}
+
+std::int32_t countOrNoTime(std::int64_t seconds) {
+  return seconds >= 0 && seconds <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(seconds) : -1;
+}
+
+struct LocaleRelease {
+  void operator()(locale_t locale) const { freelocale(locale); }
+};
+using Locale = std::unique_ptr<std::remove_pointer_t<locale_t>, LocaleRelease>;
+
+}  // namespace
+
+CTime::CTime(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour, std::int64_t minute,
+             std::int64_t second, int daylightSaving) {
+  constexpr std::int64_t kTmYearBase = 1900;
+  if (!carry(second, 60, minute) || !carry(minute, 60, hour) || !carry(hour, 24, day) || !carry(month, 12, year) ||
+      !fitsInt(day) || !fitsInt(month - 1) || __builtin_sub_overflow(year, kTmYearBase, &year) || !fitsInt(year)) {
+    return;
+  }
+
+  tm fields{};
+  fields.tm_year = static_cast<int>(year);
+  fields.tm_mon = static_cast<int>(month - 1);
+  fields.tm_mday = static_cast<int>(day);
+  fields.tm_hour = static_cast<int>(hour);
+  fields.tm_min = static_cast<int>(minute);
+  fields.tm_sec = static_cast<int>(second);
+  fields.tm_isdst = daylightSaving;
+  seconds_ = countOrNoTime(mktime(&fields));
+}
+
+CTime CTime::GetCurrentTime() { return countOrNoTime(time(nullptr)); }
+
+std::string CTime::Format(const char* pattern) const {
+  const time_t moment = seconds_;
+  tm fields;
+  if (seconds_ == -1 || !localtime_r(&moment, &fields)) return {};
+  const Locale locale{newlocale(LC_ALL_MASK, "C", nullptr)};
+  if (!locale) return {};
+
+  // A length of 0 means both "too small" and "nothing to show": a last character of our own tells them apart.
+  const std::string closed = std::string(pattern) + '.';
+  std::string text(closed.size() + 32, '\0');
+  for (;;) {
+    const std::size_t length = strftime_l(text.data(), text.size(), closed.c_str(), &fields, locale.get());
+    if (length > 0) {
+      text.resize(length - 1);
+      return text;
+    }
+    text.resize(text.size() * 2);
+  }
+}
