@@ -24,8 +24,8 @@ struct ProxySettings {
 ProxySettings LoadProxySettings(const std::string& baseFolder);
 
 /// User name and password from `hexText`, upper-case hexadecimal digits of the text "user~~password`" enciphered under
-/// the first bytes of `keyText`, as many as there are enciphered bytes. Both are empty if the bytes do not make up whole
-/// blocks or are above 500; the password is empty if there is no "~~". A wrong key is not noticed. Throws
+/// the first bytes of `keyText`, as many as there are enciphered bytes. Both are empty if the bytes do not make up
+/// whole blocks or are above 500; the password is empty if there is no "~~". A wrong key is not noticed. Throws
 /// std::runtime_error for fewer than two digits.
 std::array<std::string, 2> DecodeCredentials(std::string_view hexText, std::string_view keyText);
 
