@@ -20,7 +20,7 @@ struct FetchState {
   std::string baseFolder;
   std::vector<HTTPFetchSubscriber*> subscribers;
 
-  std::mutex setUpMutex;  ///< guards the two below; held while the session is set up, so that it is set up once
+  std::mutex setUpMutex;  ///< guards the two below until the session is there; from then on they stay as they are
   std::unique_ptr<FetchSession> session;
   ProxySettings proxy;
 };

@@ -1,0 +1,280 @@
+#include "net/HTTPFetcher.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "net/AgentName.h"
+#include "net/FetchState.h"
+#include "platform/AfxParseURL.h"
+#include "platform/CFile.h"
+#include "platform/CInternetSession.h"
+#include "platform/InternetQueryOption.h"
+#include "quillmoria/HTTPFetchSubscriber.h"
+
+namespace quillmoria {
+
+constinit ModuleObject<FetchState> fetchState;
+
+}  // namespace quillmoria
+
+namespace {
+
+using quillmoria::fetchState;
+
+constexpr std::string_view kUserAgentLine = "User-Agent: Quillmoria/1.1\r\n";
+constexpr std::string_view kAcceptLine =
+    "Accept: audio/x-aiff, audio/basic, audio/midi, audio/mpeg, audio/wav, image/jpeg, image/gif, image/jpg, "
+    "image/png, image/mng, image/bmp, text/plain, text/html, text/htm, text/xml\r\n";
+constexpr std::string_view kLocation = "Location: ";
+constexpr std::size_t kErrorTextBytes = 1024;
+constexpr std::size_t kSinkPieceBytes = 1999;
+
+constexpr std::pair<std::uint32_t, std::uint32_t> kSessionOptions[] = {
+    {INTERNET_OPTION_CONNECT_TIMEOUT, 30 * 1000},
+    {INTERNET_OPTION_CONNECT_BACKOFF, 1000},
+    {INTERNET_OPTION_CONNECT_RETRIES, 1},
+};
+
+enum HttpStatus : std::int32_t {
+  kOk = 200,
+  kMovedPermanently = 301,
+  kFound = 302,
+  kSeeOther = 303,
+  kDenied = 401,
+};
+
+bool isRedirect(std::int32_t status) { return status == kMovedPermanently || status == kFound || status == kSeeOther; }
+
+SystemProxy proxyOf(const ProxySettings& settings) {
+  switch (settings.type) {
+    case INTERNET_OPEN_TYPE_PRECONFIG:
+      return InternetQueryProxy().value_or(SystemProxy{});
+    case INTERNET_OPEN_TYPE_PROXY:
+      return {settings.server + ":" + std::to_string(settings.port), ""};
+    default:
+      return {};
+  }
+}
+
+std::unique_ptr<FetchSession> makeSession(const char* agent, const ProxySettings& settings) {
+  SystemProxy proxy = proxyOf(settings);
+  auto session = std::make_unique<FetchSession>(agent, settings.type, std::move(proxy.name), std::move(proxy.bypass));
+  for (const auto& [option, value] : kSessionOptions) session->SetOption(option, value);
+  session->EnableStatusCallback(true);
+  return session;
+}
+
+/// Sets up the process's session if there is none; on an exception there is still none.
+void ensureSession(const char* agent) {
+  const std::lock_guard settingUp(fetchState->setUpMutex);
+  if (fetchState->session) return;
+
+  std::string baseFolder;
+  {
+    const std::lock_guard lock(fetchState->mutex);
+    baseFolder = fetchState->baseFolder;
+  }
+  ProxySettings settings = LoadProxySettings(baseFolder);
+  fetchState->session = makeSession(agent, settings);
+  fetchState->proxy = std::move(settings);
+}
+
+/// Closes the file at the end of the scope, whatever ends it.
+class SinkCloser {
+ public:
+  explicit SinkCloser(CFile* file) : file_(file) {}
+  SinkCloser(const SinkCloser&) = delete;
+  SinkCloser& operator=(const SinkCloser&) = delete;
+  ~SinkCloser() {
+    if (!file_) return;
+    try {
+      file_->Close();
+    } catch (const CFileException&) {
+      // Another failure is on its way already: without one the file has been closed before.
+    }
+  }
+
+ private:
+  CFile* file_;
+};
+
+/// One download over the process's session: the first request and the one that a redirect leads to.
+class Download {
+ public:
+  Download(std::string verb, const char* userName, const char* password, bool isSecure, CFile* sinkFile,
+           CString* bodyText)
+      : verb_(std::move(verb)),
+        userName_(userName),
+        password_(password),
+        flags_(INTERNET_FLAG_EXISTING_CONNECT | INTERNET_FLAG_NO_CACHE_WRITE | (isSecure ? INTERNET_FLAG_SECURE : 0)),
+        sinkFile_(sinkFile),
+        bodyText_(bodyText) {}
+
+  /// Returns the status text. Calls `progress` after the first request and after each line of a body.
+  template <class Progress>
+  std::string run(std::string_view host, std::uint16_t port, std::string_view objectPath, const Progress& progress) {
+    std::string target;
+    {
+      const Request request = open(host, port, objectPath);
+      request.file->AddRequestHeaders(kUserAgentLine, HTTP_ADDREQ_FLAG_ADD_IF_NEW);
+      request.file->SendRequest();
+      progress();
+      const std::int32_t status = request.file->QueryInfoStatusCode();
+      if (status == kDenied) return "HTTP_STATUS_DENIED";
+      if (status == kOk) readBody(*request.file, progress);
+      if (!isRedirect(status)) return "OK";
+
+      std::optional<std::string> found = redirectTarget(request.file->QueryInfoRawHeaders());
+      if (!found) return "Redirected location not found.";
+      target = std::move(*found);
+    }
+    return follow(target, progress);
+  }
+
+ private:
+  struct Request {
+    std::unique_ptr<CHttpConnection> connection;
+    std::unique_ptr<CHttpFile> file;
+  };
+
+  Request open(std::string_view host, std::uint16_t port, std::string_view objectPath) const {
+    Request request;
+    request.connection = fetchState->session->GetHttpConnection(host, port, userName_, password_);
+    request.file = request.connection->OpenRequest(verb_, objectPath, flags_);
+    request.file->AddRequestHeaders(kAcceptLine, HTTP_ADDREQ_FLAG_ADD_IF_NEW);
+    const ProxySettings& proxy = fetchState->proxy;
+    if (proxy.type == INTERNET_OPEN_TYPE_PROXY && !proxy.userName.empty()) {
+      request.file->SetOption(INTERNET_OPTION_PROXY_USERNAME, proxy.userName);
+      request.file->SetOption(INTERNET_OPTION_PROXY_PASSWORD, proxy.password);
+    }
+    return request;
+  }
+
+  static std::optional<std::string> redirectTarget(std::string_view headers) {
+    const std::size_t marker = headers.find(kLocation);
+    if (marker == std::string_view::npos) return std::nullopt;
+    std::string_view target = headers.substr(marker + kLocation.size());
+    if (const std::size_t lineFeed = target.find('\n'); lineFeed != 0) target = target.substr(0, lineFeed);
+    if (target.ends_with('\r')) target.remove_suffix(1);
+    return std::string(target);
+  }
+
+  /// Whether the target is https plays no part: the first address has decided that.
+  template <class Progress>
+  std::string follow(std::string_view target, const Progress& progress) {
+    CString server;
+    CString object;
+    std::uint16_t port = 0;
+    if (!AfxParseURL(target, server, object, port)) return "Redirected location failed to load.";
+    const Request request = open(server, port, object);
+    request.file->SendRequest();
+    if (request.file->QueryInfoStatusCode() != kOk) return "Loading from the redirected location failed.";
+    readBody(*request.file, progress);
+    return "OK";
+  }
+
+  template <class Progress>
+  void readBody(CHttpFile& file, const Progress& progress) {
+    sinkFile_ ? readIntoFile(file) : readLines(file, progress);
+    file.Close();
+  }
+
+  void readIntoFile(CHttpFile& file) {
+    char piece[kSinkPieceBytes];
+    while (const std::size_t count = file.Read(piece, sizeof piece)) sinkFile_->Write(piece, count);
+    sinkFile_->Close();
+  }
+
+  template <class Progress>
+  void readLines(CHttpFile& file, const Progress& progress) {
+    while (file.ReadString(*bodyText_)) {
+      progress();
+      *bodyText_ += '\n';
+    }
+  }
+
+  std::string verb_;
+  const char* userName_;
+  const char* password_;
+  std::uint32_t flags_;
+  CFile* sinkFile_;
+  CString* bodyText_;
+};
+
+std::string textOf(const CInternetException& error) {
+  std::string text;
+  return error.GetErrorMessage(text, kErrorTextBytes) ? text : "Some crazy unknown error";
+}
+
+}  // namespace
+
+void HTTPFetcher::PrepareFetch(std::string baseFolder) {
+  if (!fetchState) return;
+  const std::lock_guard lock(fetchState->mutex);
+  fetchState->requestVerb = "GET";
+  fetchState->baseFolder = std::move(baseFolder);
+}
+
+void HTTPFetcher::AddFetchSubscriber(HTTPFetchSubscriber* subscriber) {
+  if (!fetchState) return;
+  const std::lock_guard lock(fetchState->mutex);
+  fetchState->subscribers.push_back(subscriber);
+}
+
+void HTTPFetcher::RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber) {
+  if (!fetchState) return;
+  const std::lock_guard lock(fetchState->mutex);
+  std::erase(fetchState->subscribers, subscriber);
+}
+
+std::string HTTPFetcher::FetchURL(std::string url, const char* userName, const char* password, std::string* body) {
+  if (url.empty()) return "";
+
+  std::string status;
+  CString bodyText;
+  try {
+    std::string_view address = url;
+    const bool isSecure = address.starts_with("https://");
+    if (isSecure || address.starts_with("http://")) address.remove_prefix(address.find("//") + 2);
+    const std::size_t slash = std::min(address.find('/'), address.size());
+    const std::string host(address.substr(0, slash));
+    const CString objectPath(address.substr(std::min(slash + 1, address.size())));
+    status = SendHTTPRequest(kAgentName, host.c_str(), isSecure ? 443 : 80, objectPath, nullptr, &bodyText, userName,
+                             password, isSecure);
+  } catch (...) {
+    std::fputs("unhandled exception\n", stdout);
+  }
+  bodyText.resize(std::min(bodyText.find('\0'), bodyText.size()));
+  *body = std::move(bodyText);
+  return status;
+}
+
+std::string HTTPFetcher::SendHTTPRequest(const char* agent, const char* host, std::uint16_t port, CString objectPath,
+                                         CFile* sinkFile, CString* bodyText, const char* userName, const char* password,
+                                         bool secure) {
+  if (!fetchState) return "";
+
+  const SinkCloser closer(sinkFile);
+  ReportProgress(0);
+  ensureSession(agent);
+  std::string verb;
+  {
+    const std::lock_guard lock(fetchState->mutex);
+    verb = fetchState->requestVerb;
+  }
+  std::string status;
+  try {
+    Download download(std::move(verb), userName, password, secure, sinkFile, bodyText);
+    status = download.run(host, port, objectPath, [this] { ReportProgress(1); });
+  } catch (const CInternetException& error) {
+    return textOf(error);
+  }
+  ReportProgress(2);
+  return status;
+}
+
+void HTTPFetcher::ReportProgress(int) {}

@@ -15,7 +15,8 @@ class HTTPFetchSubscriber;
 ///     fetcher.PrepareFetch(baseFolder);
 ///     if (fetcher.FetchURL("http://example.org/news.rss", nullptr, nullptr, &body) == "OK") parse(body);
 ///
-/// Holds nothing itself: session, verb, base folder and observers are the process's (FetchState). Any thread.
+/// Holds nothing itself: session, verb, base folder and observers are the process's (FetchState). Any thread. While the
+/// module is not loaded the calls do nothing.
 class HTTPFetcher {
  public:
   /// Sets the verb of requests to "GET" and the base folder whose settings file the first request of the process reads.
@@ -28,13 +29,13 @@ class HTTPFetcher {
   void RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber);
 
   /// Fetches `url`, blocking, and puts the body, up to its first NUL, into `body`, every line ended by "\n". The
-  /// credentials, each possibly null, are sent only if the server asks. Returns "OK" or a failure text; an empty text for
-  /// an empty `url`, with `body` untouched, and when an exception had to be caught.
+  /// credentials, each possibly null, are sent only if the server asks. Returns "OK" or a failure text; an empty text
+  /// for an empty `url`, with `body` untouched, and when an exception had to be caught.
   std::string FetchURL(std::string url, const char* userName, const char* password, std::string* body);
 
-  /// Requests `objectPath` from `host` and follows at most one redirect. A body goes into the open file `sinkFile`, which
-  /// is closed on every outcome, or, where that is null, line by line to the end of `bodyText`. Returns a status text;
-  /// lets through what goes wrong while the process's session is set up.
+  /// Requests `objectPath` from `host` and follows at most one redirect. A body goes into the open file `sinkFile`,
+  /// which is closed on every outcome, or, where that is null, line by line to the end of `bodyText`. Returns a status
+  /// text; lets through what goes wrong while the process's session is set up.
   std::string SendHTTPRequest(const char* agent, const char* host, std::uint16_t port, CString objectPath,
                               CFile* sinkFile, CString* bodyText, const char* userName, const char* password,
                               bool secure);

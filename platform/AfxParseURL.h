@@ -7,6 +7,14 @@
 
 /// Splits an absolute http or https address into the server (an IPv6 address keeps its brackets), the object (all that
 /// follows the server, "/" if nothing does) and the port (the scheme's if none is given). The scheme's letter case does
-/// not matter. False, with nothing changed, for any other text: another scheme, no server, a port outside 1 to 65535,
-/// or a server text with a user name, a space or a control character.
+/// not matter. False, with nothing changed, for any other text: another scheme, or a server that splitServer refuses.
 bool AfxParseURL(std::string_view url, CString& server, CString& object, std::uint16_t& port);
+
+namespace quillmoria {
+
+/// Splits "host" or "host:port" and leaves `port` where none is given. A host is a name, an IPv4 address or an IPv6
+/// address in brackets. False, with nothing changed, for an empty host, for one with a byte that no host has ('@', '?',
+/// '#', '/', a space, a control character and the like), and for a port outside 1 to 65535.
+bool splitServer(std::string_view text, std::string_view& host, std::uint16_t& port);
+
+}  // namespace quillmoria

@@ -70,18 +70,20 @@ class CHttpFile {
 
   virtual std::int32_t QueryInfoStatusCode() const = 0;
 
-  /// Status line and header lines of the last response, each ending in CR LF, names as the server wrote them.
+  /// Status line and header lines of the last response, each ending in CR LF, names as the server wrote them. A server
+  /// that sends more than 256 KiB of them has failed.
   virtual std::string QueryInfoRawHeaders() const = 0;
 
   /// Reads up to `count` bytes of the body as soon as some are there; 0 at its end. A body that ends before its stated
   /// length is a failure.
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
 
-  /// Reads the next line of the body without its line feed; a carriage return before it stays. False at the body's end;
-  /// a last line without a line feed is a line, nothing behind a last line feed is none.
-  virtual bool ReadString(CString& line) = 0;
+  /// Appends the next line of the body to `text`, without its line feed; a carriage return before it stays. False, with
+  /// nothing appended, at the body's end; a last line without a line feed is a line, nothing behind a last line feed is
+  /// none. On failure nothing is appended.
+  virtual bool ReadString(CString& text) = 0;
 
-  /// Ends the request. The connection is kept for the next one to the same host if the whole body has been read.
+  /// Ends the request. The connection is kept for the next one to the same host if the whole body has arrived.
   virtual void Close() = 0;
 };
 
@@ -129,10 +131,16 @@ class CInternetSession {
   std::unique_ptr<CHttpConnection> GetHttpConnection(std::string_view host, std::uint16_t port, const char* userName,
                                                      const char* password);
 
-  /// Cuts off the transfers of every session, from any thread, and lets none begin any more; they fail with an error
-  /// text. Until ResumeTransfers, which is for the module's next load.
+  /// Cuts off the transfers of every session, from any thread, closes the connections that are kept, and lets no
+  /// transfer begin any more; they fail with an error text. Until ResumeTransfers, which is for the module's next load.
   static void CutOffTransfers();
   static void ResumeTransfers();
+
+  /// Has `shutDown` called when the process ends or the library is unloaded, while the network library and what it is
+  /// built on still stand; it ends the threads that have requests under way. Afterwards transfers are cut off and the
+  /// network library is given back, once nothing uses it any more. Not called if no session was ever made; may be
+  /// called after the module's own end, so it must bear that. Null: nothing to call. Any thread.
+  static void SetShutDown(void (*shutDown)());
 
   /// A request has reached `status`, in the order in which it happens, on the request's thread. `information` is the
   /// host name for the two name notices and the address for the connection notices, else null.
