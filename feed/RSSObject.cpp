@@ -1,0 +1,113 @@
+#include "quillmoria/RSSObject.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "feed/FeedParseState.h"
+#include "net/HTTPFetcher.h"
+#include "platform/Text.h"
+#include "platform/Trace.h"
+
+namespace {
+
+constexpr auto kNowhere = std::u16string::npos;
+
+std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
+  if (!other.items) return nullptr;
+  const std::int32_t count = std::max(other.itemCount, 0);
+  auto items = std::make_unique<RSSObject::NewsItemStruct[]>(static_cast<std::size_t>(count));
+  std::copy_n(other.items, count, items.get());
+  return items;
+}
+
+}  // namespace
+
+RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder) : baseFolder(std::move(folder)) {
+  quillmoria::trace("Loading RSS from URL %s\n", feed.url.c_str());
+  std::unique_ptr<FeedParseState> state = initialize();
+  channel.feedName = std::move(feed.name);
+  channel.sourceNote = std::move(sourceNote);
+  category = std::move(feed.category);
+
+  HTTPFetcher fetcher;
+  std::string body;
+  fetcher.PrepareFetch(baseFolder);
+  statusMessage = fetcher.FetchURL(std::move(feed.url), feed.userName.c_str(), feed.password.c_str(), &body);
+  if (statusMessage == "OK") {
+    state->parse(body);
+  } else {
+    statusMessage = std::string(quillmoria::trimLineBreaks(statusMessage));
+  }
+  if (itemCount == -1 && statusMessage == "OK") statusMessage = "Failed to parse feed";
+}
+
+RSSObject::RSSObject(ChannelStruct storedChannel, NewsItemStruct* storedItems, std::int32_t count)
+    : items(storedItems), channel(std::move(storedChannel)), itemCount(count) {
+  if (count == -1) statusMessage = "Resource not cached";
+}
+
+RSSObject::RSSObject(const RSSObject& other)
+    : channel(other.channel),
+      itemCount(other.itemCount),
+      newItemCount(other.newItemCount),
+      statusMessage(other.statusMessage),
+      parsedItems(other.parsedItems),
+      category(other.category),
+      baseFolder(other.baseFolder) {
+  auto copies = copyItems(other);
+  if (other.channelPicture) channelPicture = new CPicture(*other.channelPicture);
+  items = copies.release();
+}
+
+RSSObject& RSSObject::operator=(const RSSObject& other) {
+  RSSObject copy(other);
+  std::swap(items, copy.items);
+  std::swap(channel, copy.channel);
+  std::swap(itemCount, copy.itemCount);
+  std::swap(newItemCount, copy.newItemCount);
+  std::swap(statusMessage, copy.statusMessage);
+  std::swap(parsedItems, copy.parsedItems);
+  std::swap(channelPicture, copy.channelPicture);
+  std::swap(category, copy.category);
+  std::swap(baseFolder, copy.baseFolder);
+  return *this;
+}
+
+RSSObject::~RSSObject() {
+  delete[] std::exchange(items, nullptr);
+  delete std::exchange(channelPicture, nullptr);
+}
+
+RSSObject::NewsItemStruct* RSSObject::getNewsItems() const { return items; }
+
+std::string RSSObject::GetCategory() const { return category; }
+
+CPicture* RSSObject::GetChannelPicture() const { return channelPicture; }
+
+void RSSObject::LoadImage(ImageStruct image) {
+  delete std::exchange(channelPicture, nullptr);
+  if (image.url.empty()) return;
+  channelPicture = new CPicture;
+  channelPicture->LoadFromURL(std::move(image.url), baseFolder);
+}
+
+std::u16string RSSObject::FormatHTMLString(std::u16string html) {
+  if (html.find(u"<table") == kNowhere && html.find(u"<TABLE") == kNowhere) return html;
+
+  std::size_t tableEnd = html.find(u"</table>");
+  if (tableEnd == kNowhere) tableEnd = html.find(u"</TABLE>");
+  if (tableEnd == kNowhere) {
+    tableEnd = html.size();
+    html += u"</table>";
+  }
+  if (html.find(u"</tr>") == kNowhere && html.find(u"</TR>") == kNowhere) html.insert(tableEnd, u"</tr>");
+  return html;
+}
+
+std::unique_ptr<FeedParseState> RSSObject::initialize() {
+  itemCount = -1;
+  newItemCount = 0;
+  channelPicture = nullptr;
+  return std::make_unique<FeedParseState>(*this);
+}

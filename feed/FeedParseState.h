@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "quillmoria/RSSObject.h"
+
+struct XML_ParserStruct;
+
+namespace quillmoria {
+
+enum class FeedElement : std::uint8_t;
+enum class FeedField : std::uint8_t;
+
+}  // namespace quillmoria
+
+/// One parse of one feed document (RSS 0.90, 0.91 to 2.0, 1.0, Atom) into the records of a feed object.
+///
+///     RSSObject feed({}, nullptr, -1);
+///     FeedParseState(feed).parse(document);
+///     if (feed.itemCount < 0) { /* the document did not come to its end */ }
+///
+/// The channel picture is loaded on the way, so a parse may read files and use the network.
+///
+/// Fields are filled chunk by chunk as expat delivers text: it begins a new chunk at each line break and reference, and
+/// each is trimmed on its own. Where a chunk goes depends on nothing but the tags before it, so it is decided at them.
+///
+/// Belongs to one thread, and outlives neither the parse nor its target.
+class FeedParseState {
+ public:
+  /// A parse into `target`, whose counts and items must be those of a new object. Throws std::bad_alloc.
+  explicit FeedParseState(RSSObject& target);
+  FeedParseState(const FeedParseState&) = delete;
+  FeedParseState& operator=(const FeedParseState&) = delete;
+
+  /// Reads the whole `document`; once for each state. A document that comes to its finishing end tag gives the target
+  /// its `items` and `itemCount`; what follows that tag may be malformed. Otherwise both stay as they are, also when
+  /// memory runs out. Never throws.
+  void parse(std::string_view document) noexcept;
+
+ private:
+  using Attributes = const char**;
+  struct ParserRelease {
+    void operator()(XML_ParserStruct* parser) const;
+  };
+
+  void startElement(const char* name, Attributes attributes);
+  void endElement(const char* name);
+  void characters(std::string_view chunk);
+
+  void announceRss();
+  void announceRdf(Attributes attributes);
+  void startItem();
+  void completeItem();
+  void setLink(Attributes attributes);
+  void setPermaLink(Attributes attributes);
+  void loadPicture();
+  void finish();
+  void keepItems(std::size_t parsed);
+
+  bool isRdfFamily() const { return isRdf_ || isRss090_; }
+  quillmoria::FeedField chooseField() const;
+  void store(std::string_view chunk);
+  bool hasRoomForItemText(std::size_t size);
+  bool hasRoomForChannelText(std::size_t size);
+  bool isWithinBounds(std::size_t text);
+  void stop();
+  template <class Step>
+  void guard(Step step) noexcept;
+
+  RSSObject& target_;
+  std::unique_ptr<XML_ParserStruct, ParserRelease> parser_;
+
+  quillmoria::FeedElement current_{};  ///< the element of the last start tag; none after an end tag
+  quillmoria::FeedField field_{};      ///< where text goes until the next tag
+  int depth_ = 0;                      ///< open elements
+  bool isRss_ = false;
+  bool isRdf_ = false;
+  bool isRss090_ = false;
+  bool isAtom_ = false;
+  bool inChannel_ = false;
+  bool inImage_ = false;
+  bool inItem_ = false;
+  bool inEntry_ = false;
+  bool inContent_ = false;
+
+  RSSObject::NewsItemStruct item_;            ///< the item under construction
+  std::optional<std::size_t> finishedItems_;  ///< the items that were complete at the last finish
+  int pictureLoads_ = 0;
+  std::size_t itemText_ = 0;  ///< bytes given to the item under construction
+  std::size_t keptText_ = 0;  ///< bytes given to all else, with an allowance for each item
+  bool failed_ = false;       ///< an exception had to be caught
+};
