@@ -23,10 +23,12 @@ bool shutDown() {
 }  // namespace
 
 void buildModuleObjects() {
+  constexpr auto atExit = [] { static_cast<void>(shutDown()); };
   CInternetSession::ResumeTransfers();
+  CInternetSession::SetShutDown(atExit);
   fetchState.build();
   opmlState.build();
-  engineState.build([] { shutDown(); });
+  engineState.build(atExit);
 }
 
 void destroyModuleObjects() {
