@@ -29,7 +29,7 @@ LoopbackServer::~LoopbackServer() {
     std::lock_guard lock(mutex_);
     for (int socket : sockets_) shutdown(socket, SHUT_RDWR);
   }
-  for (std::thread& talk : talks_) talk.join();
+  for (std::thread& thread : connectionThreads_) thread.join();
   for (int socket : sockets_) close(socket);
 }
 
@@ -37,9 +37,9 @@ std::string LoopbackServer::response(const std::string& status, const std::strin
   return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-void LoopbackServer::handle(const std::string& target, Handler handler) {
+void LoopbackServer::talk(const std::string& target, Talk talk) {
   std::lock_guard lock(mutex_);
-  handlers_[target] = std::move(handler);
+  talks_[target] = std::move(talk);
 }
 
 std::vector<std::string> LoopbackServer::requests() const {
@@ -58,11 +58,14 @@ void LoopbackServer::accept() {
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     std::lock_guard lock(mutex_);
     sockets_.push_back(socket);
-    talks_.emplace_back([this, socket] { talk(socket); });
+    connectionThreads_.emplace_back([this, socket] { serveConnection(socket); });
   }
 }
 
-void LoopbackServer::talk(int socket) {
+void LoopbackServer::serveConnection(int socket) {
+  const Send sendAll = [socket](const std::string& bytes) {
+    return send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+  };
   std::string input;
   char buffer[4096];
   for (ssize_t n; (n = recv(socket, buffer, sizeof buffer, 0)) > 0;) {
@@ -71,15 +74,14 @@ void LoopbackServer::talk(int socket) {
       const std::string head = input.substr(0, end + 4);
       input.erase(0, end + 4);
       const std::size_t from = head.find(' ') + 1;
-      Handler handler;
+      Talk talk = [](const std::string&, const Send& reply) { return reply(response("404 Not Found", "", "")); };
       {
         std::lock_guard lock(mutex_);
         requests_.push_back(head);
-        const auto found = handlers_.find(head.substr(from, head.find(' ', from) - from));
-        if (found != handlers_.end()) handler = found->second;
+        const auto found = talks_.find(head.substr(from, head.find(' ', from) - from));
+        if (found != talks_.end()) talk = found->second;
       }
-      const std::string bytes = handler ? handler(head) : response("404 Not Found", "", "");
-      if (bytes.empty() || send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) {
+      if (!talk(head, sendAll)) {
         shutdown(socket, SHUT_RDWR);
         return;
       }

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 /// A server on a loopback port that answers with exact bytes and keeps what it is sent.
@@ -34,7 +35,19 @@ class LoopbackServer {
   void answer(const std::string& target, std::string bytes) {
     handle(target, [bytes = std::move(bytes)](const std::string&) { return bytes; });
   }
-  void handle(const std::string& target, Handler handler);
+  void handle(const std::string& target, Handler handler) {
+    talk(target, [handler = std::move(handler)](const std::string& head, const Send& send) {
+      const std::string bytes = handler(head);
+      return !bytes.empty() && send(bytes);
+    });
+  }
+
+  /// Sends bytes at once; false when the other side has gone.
+  using Send = std::function<bool(const std::string& bytes)>;
+
+  /// For servers that misbehave: `talk` gets the request's head and sends what it likes. False closes the connection.
+  using Talk = std::function<bool(const std::string& head, const Send& send)>;
+  void talk(const std::string& target, Talk talk);
 
   std::uint16_t port() const { return port_; }
   std::string url(const std::string& target) const { return "http://127.0.0.1:" + std::to_string(port_) + target; }
@@ -45,14 +58,14 @@ class LoopbackServer {
 
  private:
   void accept();
-  void talk(int socket);
+  void serveConnection(int socket);
 
   int listener_;
   std::uint16_t port_ = 0;
   mutable std::mutex mutex_;  ///< guards all below
-  std::map<std::string, Handler> handlers_;
+  std::map<std::string, Talk> talks_;
   std::vector<std::string> requests_;
   std::vector<int> sockets_;
-  std::vector<std::thread> talks_;
+  std::vector<std::thread> connectionThreads_;
   std::thread accepting_;
 };
