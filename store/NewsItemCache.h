@@ -17,8 +17,8 @@ class NewsItemCache {
  public:
   virtual ~NewsItemCache();
 
-  /// The path of the file that keeps the feed called `feedName`: characters that file names cannot hold everywhere become
-  /// underscores; a slash stays and means a subfolder.
+  /// The path of the file that keeps the feed called `feedName`: characters that file names cannot hold everywhere
+  /// become underscores; a slash stays and means a subfolder.
   static std::string filePath(const std::string& baseFolder, std::string_view feedName);
 
   /// Replaces the feed's file by `feed`'s channel and items in format `version` (4 is current), with `sourceNote`.

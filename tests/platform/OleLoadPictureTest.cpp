@@ -43,24 +43,16 @@ constexpr const char* kSamples[] = {"red.gif", "red.png", "red.jpg", "red.bmp", 
 
 }  // namespace
 
-TEST(OleLoadPicture, ReadsTheFirstPictureOfEveryFormat) {
-  for (const std::string name : kSamples) {  // all but two formats have a transparent last pixel
-    const auto picture = load(sample(name));
-    ASSERT_TRUE(picture) << name;
-    EXPECT_EQ(std::pair(picture->width(), picture->height()), std::pair(3, 2)) << name;
-    EXPECT_EQ(std::vector(picture->row(0).begin(), picture->row(0).begin() + 4),
-              (std::vector<std::uint8_t>{0xC8, 0x28, 0x28, 0xFF}))
-        << name;
-    EXPECT_EQ(picture->row(1)[11], name == "red.jpg" || name == "red.bmp" ? 0xFF : 0) << name;
-  }
-}
-
-TEST(OleLoadPicture, ReadsNoPictureThatIsCutOff) {
-  // What follows a GIF's first frame, and the end mark of it, is not needed.
-  const std::size_t firstFrameEnd = sample("red.gif").find("\x21\xF9", sample("red.gif").find('\x2C'));
+TEST(OleLoadPicture, ReadsTheFirstPictureOfEveryFormatIfItIsWhole) {
   for (const std::string name : kSamples) {
     const std::string whole = sample(name);
-    const std::size_t needed = name == "red.gif" ? firstFrameEnd : whole.size();
+    const auto picture = load(whole);
+    ASSERT_TRUE(picture && picture->width() == 3 && picture->height() == 2) << name;
+    const bool isOpaque = name == "red.jpg" || name == "red.bmp";  // elsewhere the last pixel is transparent
+    EXPECT_EQ(std::string(picture->row(0).begin(), picture->row(0).begin() + 4), "\xC8\x28\x28\xFF") << name;
+    EXPECT_EQ(picture->row(1)[11], isOpaque ? 0xFF : 0) << name;
+    // Of a GIF the second frame, which a second control block begins, is not needed.
+    const std::size_t needed = name == "red.gif" ? whole.rfind("\x21\xF9") : whole.size();
     for (std::size_t i = 0; i < needed; ++i) EXPECT_FALSE(load(whole.substr(0, i))) << name << " up to " << i;
   }
 }
@@ -89,10 +81,10 @@ TEST(OleLoadPicture, RefusesLargePicturesAndOtherData) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST(OleLoadPicture, SurvivesAnyChangeOfABytePair) {
+TEST(OleLoadPicture, SurvivesAnyChangeOfTwoBytes) {
   std::mt19937 random(1);
   for (const std::string name : kSamples) {
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 100; ++i) {
       std::string bytes = sample(name);
       for (int k = 0; k < 2; ++k) bytes[random() % bytes.size()] = static_cast<char>(random());
       const auto picture = load(bytes);
