@@ -81,7 +81,8 @@ void LoopbackServer::serveConnection(int socket) {
         const auto found = talks_.find(head.substr(from, head.find(' ', from) - from));
         if (found != talks_.end()) talk = found->second;
       }
-      if (!talk(head, sendAll)) {
+      const bool isLast = head.find("\r\nConnection: close\r\n") != std::string::npos;
+      if (!talk(head, sendAll) || isLast) {
         shutdown(socket, SHUT_RDWR);
         return;
       }

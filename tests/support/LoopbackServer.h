@@ -16,7 +16,7 @@
 ///     fetch(server.url("/news.rss"));
 ///     EXPECT_EQ(server.requests().front(), "GET /news.rss HTTP/1.1\r\n…");
 ///
-/// Connections are kept open; each has a thread of its own.
+/// Connections are kept open unless a request forbids it; each has a thread of its own.
 class LoopbackServer {
  public:
   /// Gets the request's head (up to its empty line), returns the response's bytes. An empty response closes the
