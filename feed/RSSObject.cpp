@@ -13,6 +13,14 @@ namespace {
 
 constexpr auto kNowhere = std::u16string::npos;
 
+bool opensTable(std::u16string_view html) {
+  for (std::size_t at = html.find(u'<'); at != kNowhere; at = html.find(u'<', at + 1)) {
+    const std::u16string_view name = html.substr(at + 1, 5);
+    if (name == u"table" || name == u"TABLE") return true;
+  }
+  return false;
+}
+
 std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
   if (!other.items) return nullptr;
   const std::int32_t count = std::max(other.itemCount, 0);
@@ -93,7 +101,7 @@ void RSSObject::LoadImage(ImageStruct image) {
 }
 
 std::u16string RSSObject::FormatHTMLString(std::u16string html) {
-  if (html.find(u"<table") == kNowhere && html.find(u"<TABLE") == kNowhere) return html;
+  if (!opensTable(html)) return html;
 
   std::size_t tableEnd = html.find(u"</table>");
   if (tableEnd == kNowhere) tableEnd = html.find(u"</TABLE>");

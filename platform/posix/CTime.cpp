@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr std::int64_t kLatest = std::numeric_limits<std::int32_t>::max();
+
 bool fitsInt(std::int64_t field) {
   return field >= std::numeric_limits<int>::min() && field <= std::numeric_limits<int>::max();
 }
@@ -22,7 +24,29 @@ bool carry(std::int64_t& field, std::int64_t size, std::int64_t& next) {
 }
 
 std::int32_t countOrNoTime(std::int64_t seconds) {
-  return seconds >= 0 && seconds <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(seconds) : -1;
+  return seconds >= 0 && seconds <= kLatest ? static_cast<std::int32_t>(seconds) : -1;
+}
+
+/// The moment of `fields`, -1 if there is none. mktime looks for a new time zone file at each call, which costs more
+/// than all the rest of reading a date; where the clock is not changed for a day around, the zone's offset says the
+/// same.
+std::int64_t secondsOf(tm fields) {
+  constexpr std::int64_t kDay = 24 * 60 * 60;
+  const auto local = [](std::int64_t seconds) {
+    const time_t moment = seconds;
+    tm result{};
+    localtime_r(&moment, &result);
+    return result;
+  };
+
+  tm plain = fields;
+  const std::int64_t utc = timegm(&plain);
+  if (fields.tm_isdst >= 0 || utc < 0 || utc > kLatest + kDay) return mktime(&fields);
+
+  const std::int64_t offset = local(utc - kDay).tm_gmtoff;
+  const std::int64_t seconds = utc - offset;
+  const bool isSteady = local(utc + kDay).tm_gmtoff == offset && local(seconds).tm_sec == plain.tm_sec;
+  return isSteady ? seconds : mktime(&fields);
 }
 
 struct LocaleRelease {
@@ -48,7 +72,7 @@ CTime::CTime(std::int64_t year, std::int64_t month, std::int64_t day, std::int64
   fields.tm_min = static_cast<int>(minute);
   fields.tm_sec = static_cast<int>(second);
   fields.tm_isdst = daylightSaving;
-  seconds_ = countOrNoTime(mktime(&fields));
+  seconds_ = countOrNoTime(secondsOf(fields));
 }
 
 CTime CTime::GetCurrentTime() { return countOrNoTime(time(nullptr)); }
