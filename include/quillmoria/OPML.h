@@ -110,7 +110,8 @@ class QUILLMORIA_EXPORT OPMLSubscriber {
   /// | 4 | a fetch notice |
   /// | 5 | an outline has been placed; also the last event of every reading from a URL |
   ///
-  /// Must not add or remove subscribers of the parser that calls.
+  /// Must not add or remove subscribers of the parser that calls, nor read another list with it. What it throws ends
+  /// the reading and comes out of it.
   virtual void OPMLEventPublished(std::int32_t event) = 0;
 };
 
@@ -157,7 +158,7 @@ class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
   void SendEventToAllSubscribers(std::int32_t event);
 
  private:
-  OPMLDoc* document = nullptr;
+  std::unique_ptr<OPMLDoc> document;
   std::vector<OPMLSubscriber*> subscribers;
 
  public:

@@ -1,0 +1,207 @@
+#include "opml/OPMLParseState.h"
+
+#define XML_DTD  // without it expat keeps back how to bound entities
+#include <expat.h>
+
+#include <algorithm>
+#include <iterator>
+#include <mutex>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "feed/FeedDates.h"
+#include "opml/OPMLState.h"
+#include "platform/CodePage.h"
+#include "platform/Text.h"
+#include "platform/Trace.h"
+
+namespace {
+
+using HeadStruct = OPMLDoc::HeadStruct;
+using OutlineStruct = OPMLDoc::OutlineStruct;
+
+constexpr std::int32_t kMaxOutlines = 1'000'000;
+constexpr std::size_t kMaxTextBytes = 128 << 20;
+constexpr std::int32_t kMaxElementDepth = 1'000'000;
+constexpr float kMaxAmplification = 10;
+constexpr unsigned long long kAmplificationThreshold = 1 << 20;
+
+constexpr std::string_view kVersions[] = {"1.0", "1.1"};
+
+void store(std::string& field, std::string_view text) { field = text; }
+void store(std::u16string& field, std::string_view text) { field = quillmoria::utf8ToWide(text); }
+void store(std::int32_t& field, std::string_view text) { field = quillmoria::toInt32(text); }
+void store(CTime& field, std::string_view text) { field = quillmoria::readRfc822Date(text); }
+
+template <class Record, auto kMember>
+void storeIn(Record& record, std::string_view text) {
+  store(record.*kMember, text);
+}
+
+/// What an element or an attribute of this name does with its text.
+template <class Record>
+struct Field {
+  std::string_view name;
+  void (*store)(Record& record, std::string_view text);
+};
+
+constexpr Field<HeadStruct> kHeadFields[] = {
+    {"title", storeIn<HeadStruct, &HeadStruct::title>},
+    {"dateCreated", storeIn<HeadStruct, &HeadStruct::dateCreated>},
+    {"dateModified", storeIn<HeadStruct, &HeadStruct::dateModified>},
+    {"ownerName", storeIn<HeadStruct, &HeadStruct::ownerName>},
+    {"ownerEmail", storeIn<HeadStruct, &HeadStruct::ownerEmail>},
+    {"expansionState", storeIn<HeadStruct, &HeadStruct::expansionState>},
+    {"windowTop", storeIn<HeadStruct, &HeadStruct::windowTop>},
+    {"windowLeft", storeIn<HeadStruct, &HeadStruct::windowLeft>},
+    {"windowRight", storeIn<HeadStruct, &HeadStruct::windowRight>},
+    {"windowBottom", storeIn<HeadStruct, &HeadStruct::windowBottom>},
+};
+
+constexpr Field<OutlineStruct> kOutlineFields[] = {
+    {"text", storeIn<OutlineStruct, &OutlineStruct::text>},
+    {"title", storeIn<OutlineStruct, &OutlineStruct::text>},
+    {"type", storeIn<OutlineStruct, &OutlineStruct::type>},
+    {"xmlUrl", storeIn<OutlineStruct, &OutlineStruct::xmlUrl>},
+    {"url", storeIn<OutlineStruct, &OutlineStruct::url>},
+    {"dateCreated", storeIn<OutlineStruct, &OutlineStruct::dateCreated>},
+    {"description", storeIn<OutlineStruct, &OutlineStruct::description>},
+};
+
+/// The action of the field called `name`, or null.
+template <class Record, std::size_t kCount>
+auto storeOf(const Field<Record> (&fields)[kCount], std::string_view name) -> decltype(Field<Record>::store) {
+  const auto* const found = std::ranges::find(fields, name, &Field<Record>::name);
+  return found == std::end(fields) ? nullptr : found->store;
+}
+
+}  // namespace
+
+OPMLParseState::OPMLParseState(OPMLParser& parser, OPMLDoc& document)
+    : parser_(parser), document_(document), xmlParser_(XML_ParserCreate(nullptr)) {
+  if (!xmlParser_) throw std::bad_alloc();
+  XML_Parser xml = xmlParser_.get();
+  XML_SetBillionLaughsAttackProtectionMaximumAmplification(xml, kMaxAmplification);
+  XML_SetBillionLaughsAttackProtectionActivationThreshold(xml, kAmplificationThreshold);
+  XML_SetUserData(xml, this);
+  XML_SetElementHandler(
+      xml,
+      [](void* state, const char* name, Attributes attributes) noexcept {
+        static_cast<OPMLParseState*>(state)->guarded([&](auto& self) { self.startElement(name, attributes); });
+      },
+      [](void* state, const char* name) noexcept {
+        static_cast<OPMLParseState*>(state)->guarded([&](auto& self) { self.endElement(name); });
+      });
+  XML_SetCharacterDataHandler(xml, [](void* state, const char* text, int length) noexcept {
+    static_cast<OPMLParseState*>(state)->guarded([&](auto& self) {
+      self.characters({text, static_cast<std::size_t>(length)});
+    });
+  });
+}
+
+OPMLParseState::~OPMLParseState() = default;
+
+void OPMLParseState::ParserRelease::operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
+
+void OPMLParseState::parse(std::string_view text) {
+  XML_Parse(xmlParser_.get(), text.data(), static_cast<int>(text.size()), XML_FALSE);
+  if (exception_) std::rethrow_exception(exception_);
+}
+
+/// Runs what a callback does; no exception reaches expat.
+template <class Action>
+void OPMLParseState::guarded(Action action) noexcept {
+  if (stopped_) return;
+  try {
+    action(*this);
+  } catch (...) {
+    exception_ = std::current_exception();
+    stop();
+  }
+}
+
+void OPMLParseState::stop() {
+  stopped_ = true;
+  XML_StopParser(xmlParser_.get(), XML_FALSE);
+}
+
+void OPMLParseState::startElement(std::string_view name, Attributes attributes) {
+  if (++elementDepth_ > kMaxElementDepth) return stop();
+  storeText_ = storeOf(kHeadFields, name);
+  if (name == "outline") {
+    addOutline(attributes);
+  } else if (name == "head") {
+    document_.head.reset();
+    ++headCount_;
+  } else if (name == "opml") {
+    readVersion(attributes);
+  }
+}
+
+void OPMLParseState::endElement(std::string_view name) {
+  if (name == "opml") {
+    quillmoria::trace("End OPML parsing");
+    if (!isNested_) wrapFlatList();
+  }
+  --elementDepth_;
+  if (name == "head") --headCount_;
+  if (name == "outline") --outlineDepth_;
+  storeText_ = nullptr;
+}
+
+void OPMLParseState::characters(std::string_view text) {
+  if (headCount_ == 1 && storeText_) storeText_(document_.head, text);
+}
+
+void OPMLParseState::readVersion(Attributes attributes) {
+  if (!attributes[0]) {
+    document_.version = "1.0";
+  } else if (std::ranges::find(kVersions, attributes[1]) != std::end(kVersions)) {
+    document_.version = attributes[1];
+  }
+}
+
+void OPMLParseState::addOutline(Attributes attributes) {
+  auto outline = std::make_unique<OutlineStruct>();
+  for (; *attributes; attributes += 2) {
+    const auto storeText = storeOf(kOutlineFields, attributes[0]);
+    if (!storeText) continue;
+    const std::string_view text = attributes[1];
+    textBytes_ += text.size();
+    storeText(*outline, text);
+  }
+  if (++outlineCount_ > kMaxOutlines || textBytes_ > kMaxTextBytes) return stop();
+  if (!outline->xmlUrl.empty()) outline->type = "rss";
+  outline->level = outlineDepth_++;
+  place(std::move(outline));
+  parser_.SendEventToAllSubscribers(kListUpdated);
+}
+
+/// Appends `outline` to the children of the nearest outline before it with a lower level. Each step up goes with an end
+/// tag since that outline, so that all steps of a list together are linear.
+void OPMLParseState::place(std::unique_ptr<OutlineStruct> outline) {
+  OutlineStruct* parent = document_.lastOutline;
+  while (parent && parent->level >= outline->level) parent = parent->parent;
+  auto& siblings = parent ? parent->children : document_.outlines;
+  siblings.push_back(outline.get());
+  isNested_ = isNested_ || parent;
+  outline->parent = parent;
+  document_.lastOutline = outline.release();
+}
+
+/// Makes all outlines the children of one, which is titled like the list or, without a title, like the URL asked last.
+void OPMLParseState::wrapFlatList() {
+  auto wrapper = std::make_unique<OutlineStruct>();
+  wrapper->text = document_.head.title;
+  if (wrapper->text.empty()) {
+    const std::lock_guard lock(quillmoria::opmlState->mutex);
+    wrapper->text = quillmoria::utf8ToWide(quillmoria::opmlState->lastListURL);
+  }
+  std::vector<OutlineStruct*> top{wrapper.get()};
+  wrapper->children.swap(document_.outlines);
+  isNested_ = !wrapper->children.empty();
+  document_.outlines.swap(top);
+  wrapper.release();
+}
