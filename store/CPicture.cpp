@@ -25,7 +25,7 @@ struct ImageAddress {
   bool secure = false;
 };
 
-/// An address without a slash is whole its host and its path.
+/// An address without a slash is whole both its host and its path.
 ImageAddress split(std::string_view url) {
   constexpr std::string_view kHttp = "http://";
   constexpr std::string_view kHttps = "https://";
@@ -39,7 +39,7 @@ ImageAddress split(std::string_view url) {
   }
   const std::size_t slash = url.find('/');
   address.host = url.substr(0, slash);
-  address.path = slash == std::string_view::npos ? url : url.substr(slash + 1);
+  address.path = url.substr(slash + 1);  // without a slash this is the whole, as npos + 1 is 0
   return address;
 }
 

@@ -58,7 +58,7 @@ std::optional<Source> firstFrameOfGif(std::string_view gif) {
   constexpr unsigned kExtension = 0x21;
   constexpr unsigned kFrame = 0x2C;
   constexpr char kEnd = 0x3B;
-  if (gif.size() < kHeaderBytes || !isAllowed(littleEndian(gif, 6, 2), littleEndian(gif, 8, 2))) return std::nullopt;
+  if (gif.size() < kHeaderBytes) return std::nullopt;
   std::size_t at = kHeaderBytes + colorTableBytes(byteAt(gif, 10));
   while (at < gif.size() && byteAt(gif, at) == kExtension) at = skipBlocks(gif, at + 2);
   if (at + kFrameHeaderBytes >= gif.size() || byteAt(gif, at) != kFrame) return std::nullopt;

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "platform/CFile.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -119,4 +120,7 @@ TEST_F(CacheFile, IsNamedAfterTheFeedAndStaysAsItWasWhereItCannotBeWritten) {
     EXPECT_EQ(NewsItemCache().StoreFeed(base_.name(), hostile.get(), 4, ""), 0) << name;
   }
   EXPECT_EQ(base_.read("cache/x"), "old");
+  CFile held;
+  ASSERT_TRUE(held.Open(NewsItemCache::filePath(base_.name(), "A: b?"), CFile::modeReplace));
+  EXPECT_EQ(NewsItemCache().StoreFeed(base_.name(), feed().get(), 4, ""), 0);
 }
