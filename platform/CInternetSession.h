@@ -9,6 +9,10 @@
 #include "platform/CInternetException.h"
 #include "platform/CString.h"
 
+namespace quillmoria {
+struct SessionState;
+}
+
 // Access types of a session. Any other number is a direct connection.
 inline constexpr std::int32_t INTERNET_OPEN_TYPE_PRECONFIG = 0;  ///< the system's proxy
 inline constexpr std::int32_t INTERNET_OPEN_TYPE_DIRECT = 1;
@@ -111,8 +115,7 @@ class CInternetSession {
  public:
   /// `agent` is the User-Agent of requests that bring none. `proxyName` ("host:port") and `proxyBypass` (hosts
   /// separated by commas) matter for INTERNET_OPEN_TYPE_PRECONFIG and INTERNET_OPEN_TYPE_PROXY; for the former the name
-  /// may also give a proxy a scheme ("http=… https=…"). Throws CInternetException if the network library cannot be set
-  /// up.
+  /// may also give a proxy a scheme ("http=… https=…"). The network is not touched before the first request.
   CInternetSession(std::string agent, std::uintptr_t context, std::int32_t accessType, std::string proxyName,
                    std::string proxyBypass);
   CInternetSession(const CInternetSession&) = delete;
@@ -138,7 +141,7 @@ class CInternetSession {
 
   /// Has `shutDown` called when the process ends or the library is unloaded, while the network library and what it is
   /// built on still stand; it ends the threads that have requests under way. Afterwards transfers are cut off and the
-  /// network library is given back, once nothing uses it any more. Not called if no session was ever made; may be
+  /// network library is given back, once nothing uses it any more. Not called if no request was ever sent; may be
   /// called after the module's own end, so it must bear that. Null: nothing to call. Any thread.
   static void SetShutDown(void (*shutDown)());
 
@@ -151,7 +154,5 @@ class CInternetSession {
   virtual void ReportStatus(const CString& text);
 
  private:
-  friend class HttpRequest;
-  struct State;
-  std::unique_ptr<State> state_;
+  std::unique_ptr<quillmoria::SessionState> state_;
 };

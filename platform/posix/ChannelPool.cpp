@@ -1,0 +1,166 @@
+#include "platform/posix/ChannelPool.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <mutex>
+#include <type_traits>
+#include <utility>
+
+#include "platform/CInternetException.h"
+#include "platform/ModuleEntry.h"
+
+namespace quillmoria {
+
+constexpr std::ptrdiff_t kMaxIdleChannels = 16;
+
+/// What all requests of a process know of names and TLS sessions.
+class Share {
+ public:
+  Share() : handle_(curl_share_init()) {
+    if (!handle_) throw CInternetException("Out of memory");
+    curl_share_setopt(handle_, CURLSHOPT_USERDATA, this);
+    curl_share_setopt(handle_, CURLSHOPT_LOCKFUNC, lock);
+    curl_share_setopt(handle_, CURLSHOPT_UNLOCKFUNC, unlock);
+    curl_share_setopt(handle_, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+    curl_share_setopt(handle_, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  }
+  Share(const Share&) = delete;
+  Share& operator=(const Share&) = delete;
+  ~Share() { curl_share_cleanup(handle_); }
+
+  CURLSH* handle() const { return handle_; }
+
+ private:
+  static void lock(CURL*, curl_lock_data data, curl_lock_access, void* share) noexcept {
+    static_cast<Share*>(share)->mutexes_[data].lock();
+  }
+  static void unlock(CURL*, curl_lock_data data, void* share) noexcept {
+    static_cast<Share*>(share)->mutexes_[data].unlock();
+  }
+
+  CURLSH* handle_;
+  std::array<std::mutex, CURL_LOCK_DATA_LAST> mutexes_;
+};
+
+/// The network library, once in a process.
+struct Network {
+  std::mutex mutex;  ///< guards all below but the atomic members, and every pool
+  bool isSetUp = false;
+  ChannelPool* pools = nullptr;
+  std::atomic<bool> isCutOff = false;
+  std::atomic<void (*)()> shutDown = nullptr;
+
+  /// Under the lock. Throws CInternetException.
+  void setUp() {
+    if (isSetUp) return;
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+      throw CInternetException("The network library cannot be set up");
+    }
+    isSetUp = true;
+    // At once, so that it comes before what the network library is built on tears itself down.
+    callAtExit(atExit);
+  }
+
+  void cutOff() {
+    const std::lock_guard lock(mutex);
+    isCutOff = true;
+    for (ChannelPool* pool = pools; pool; pool = pool->next_) {
+      std::erase_if(pool->channels_, ChannelPool::isIdle);
+      pool->share_.reset();
+      for (const auto& channel : pool->channels_) curl_multi_wakeup(channel->multi());
+    }
+  }
+
+  void giveBack() {
+    const std::lock_guard lock(mutex);
+    for (ChannelPool* pool = pools; pool; pool = pool->next_) {
+      if (!pool->channels_.empty()) return;
+    }
+    if (std::exchange(isSetUp, false)) curl_global_cleanup();
+  }
+
+  static void atExit();
+};
+
+namespace {
+
+constinit Network network;
+static_assert(std::is_trivially_destructible_v<Network>, "used beyond the end of static objects");
+
+}  // namespace
+
+void Network::atExit() {
+  if (void (*const shutDown)() = network.shutDown) shutDown();
+  network.cutOff();
+  network.giveBack();
+}
+
+Channel::Channel(std::shared_ptr<Share> share)
+    : share_(std::move(share)),
+      multi_(curl_multi_init(), &curl_multi_cleanup),
+      easy_(curl_easy_init(), &curl_easy_cleanup) {
+  if (!multi_ || !easy_) throw CInternetException("Out of memory");
+  curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
+  curl_easy_setopt(easy(), CURLOPT_SHARE, share_->handle());
+}
+
+ChannelPool::ChannelPool() {
+  const std::lock_guard lock(network.mutex);
+  next_ = std::exchange(network.pools, this);
+}
+
+ChannelPool::~ChannelPool() {
+  const std::lock_guard lock(network.mutex);
+  ChannelPool** link = &network.pools;
+  while (*link != this) link = &(*link)->next_;
+  *link = next_;
+}
+
+Channel* ChannelPool::acquire(const std::string& server, HttpRequest* request) {
+  const std::lock_guard lock(network.mutex);
+  checkCutOff();
+  network.setUp();
+
+  auto chosen = chooseIdle(server);
+  if (chosen == channels_.end()) {
+    if (!share_) share_ = std::make_shared<Share>();
+    chosen = channels_.insert(channels_.end(), std::make_unique<Channel>(share_));
+  }
+  (*chosen)->server = server;
+  (*chosen)->request = request;
+  return chosen->get();
+}
+
+ChannelPool::Channels::iterator ChannelPool::chooseIdle(const std::string& server) {
+  const auto same = std::ranges::find_if(
+      channels_, [&](const auto& channel) { return isIdle(channel) && channel->server == server; });
+  if (same != channels_.end()) return same;
+  const bool isFull = std::ranges::count_if(channels_, isIdle) >= kMaxIdleChannels;
+  return isFull ? std::ranges::find_if(channels_, isIdle) : channels_.end();
+}
+
+void ChannelPool::release(Channel* channel) noexcept {
+  const std::lock_guard lock(network.mutex);
+  channel->request = nullptr;
+  const auto its = std::ranges::find(channels_, channel, &std::unique_ptr<Channel>::get);
+  std::rotate(its, its + 1, channels_.end());
+  if (network.isCutOff) {
+    channels_.pop_back();
+  } else if (std::ranges::count_if(channels_, isIdle) > kMaxIdleChannels) {
+    channels_.erase(std::ranges::find_if(channels_, isIdle));
+  }
+}
+
+void cutOffTransfers() { network.cutOff(); }
+
+void resumeTransfers() { network.isCutOff = false; }
+
+void setNetworkShutDown(void (*shutDown)()) { network.shutDown = shutDown; }
+
+void checkCutOff() {
+  if (network.isCutOff) throw CInternetException("The transfer was cut off");
+}
+
+}  // namespace quillmoria

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quillmoria {
+
+class HttpRequest;
+class Share;
+
+/// A multi handle, which keeps a connection, and its one easy handle. The connection cache of several threads cannot be
+/// shared safely, so each request has a channel to itself.
+class Channel {
+ public:
+  explicit Channel(std::shared_ptr<Share> share);
+
+  CURLM* multi() const { return multi_.get(); }
+  CURL* easy() const { return easy_.get(); }
+
+  std::string server;              ///< scheme, host and port it talked to last
+  HttpRequest* request = nullptr;  ///< what uses it; null while it is idle
+
+ private:
+  std::shared_ptr<Share> share_;
+  std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
+  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+};
+
+/// The channels of one session. The first request of a process sets the network library up. Any thread.
+class ChannelPool {
+ public:
+  ChannelPool();
+  ChannelPool(const ChannelPool&) = delete;
+  ChannelPool& operator=(const ChannelPool&) = delete;
+  ~ChannelPool();
+
+  /// A channel for `request` to `server`, if possible one that talked to it before. Throws CInternetException.
+  Channel* acquire(const std::string& server, HttpRequest* request);
+
+  /// Takes back what acquire gave.
+  void release(Channel* channel) noexcept;
+
+ private:
+  friend struct Network;
+  using Channels = std::vector<std::unique_ptr<Channel>>;
+
+  static bool isIdle(const std::unique_ptr<Channel>& channel) { return !channel->request; }
+  Channels::iterator chooseIdle(const std::string& server);
+
+  Channels channels_;  ///< the one used last at the end
+  std::shared_ptr<Share> share_;
+  ChannelPool* next_;
+};
+
+// See the calls of CInternetSession.
+void cutOffTransfers();
+void resumeTransfers();
+void setNetworkShutDown(void (*shutDown)());
+
+/// Throws CInternetException if transfers are cut off. A multi handle is woken when that happens.
+void checkCutOff();
+
+}  // namespace quillmoria

@@ -1,0 +1,460 @@
+#include "platform/posix/HttpRequest.h"
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+#include "platform/Text.h"
+
+namespace quillmoria {
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
+constexpr long kNetworkPieceBytes = 64 * 1024;
+constexpr int kDrainSteps = 4;
+constexpr long kSwitchingProtocols = 101;
+constexpr long kUnauthorized = 401;
+constexpr long kProxyAuthenticationRequired = 407;
+
+/// What a request target is made of; '%' as well, so that what is encoded already stays as it is.
+constexpr std::string_view kTargetBytes =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~:/?[]@!$&'()*+,;=%";
+
+/// `target` with a leading "/" and with all bytes encoded that no request line may hold.
+std::string encodeTarget(std::string_view target) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  if (!target.starts_with('/')) encoded = "/";
+  for (const char c : target) {
+    if (kTargetBytes.find(c) != std::string_view::npos) {
+      encoded += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+  }
+  return encoded;
+}
+
+std::string_view withoutLineEnd(std::string_view line) {
+  while (line.ends_with('\n') || line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+std::string_view nameOf(std::string_view headerLine) { return headerLine.substr(0, headerLine.find(':')); }
+
+std::string textOf(const sockaddr& address, socklen_t size) {
+  char host[NI_MAXHOST] = "";
+  getnameinfo(&address, size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
+  return host;
+}
+
+}  // namespace
+
+void HeaderList::append(const std::string& line) {
+  curl_slist* const longer = curl_slist_append(first_.get(), line.c_str());
+  if (!longer) throw CInternetException("Out of memory");
+  static_cast<void>(first_.release());
+  first_.reset(longer);
+}
+
+bool HeaderList::hasName(std::string_view name) const {
+  const std::string wanted = lowerAscii(name);
+  for (const curl_slist* line = first_.get(); line; line = line->next) {
+    if (lowerAscii(nameOf(line->data)) == wanted) return true;
+  }
+  return false;
+}
+
+HttpRequest::HttpRequest(CInternetSession& session, SessionState& state, Destination destination, std::string_view verb,
+                         std::string_view objectPath, bool isSecure)
+    : session_(session),
+      state_(state),
+      destination_(std::move(destination)),
+      verb_(verb),
+      isSecure_(isSecure),
+      server_((isSecure ? "https://" : "http://") + destination_.host + ":" + std::to_string(destination_.port)),
+      target_(encodeTarget(objectPath)) {
+  notify(INTERNET_STATUS_HANDLE_CREATED);
+}
+
+void HttpRequest::AddRequestHeaders(std::string_view lines, std::uint32_t flags) {
+  while (!lines.empty()) {
+    const std::size_t end = std::min(lines.find('\n'), lines.size() - 1) + 1;
+    const std::string_view line = withoutLineEnd(lines.substr(0, end));
+    lines.remove_prefix(end);
+    if (flags & HTTP_ADDREQ_FLAG_ADD_IF_NEW && headers_.hasName(nameOf(line))) continue;
+    headers_.append(std::string(line));
+  }
+}
+
+void HttpRequest::SetOption(std::uint32_t option, std::string_view value) {
+  if (option == INTERNET_OPTION_PROXY_USERNAME) proxyCredentials_.userName = value;
+  if (option == INTERNET_OPTION_PROXY_PASSWORD) proxyCredentials_.password = value;
+}
+
+void HttpRequest::SendRequest() {
+  channel_ = state_.pool.acquire(server_, this);
+  configure();
+  start_ = Clock::now();
+  for (std::uint32_t retries = options().connectRetries;; --retries) {
+    begin();
+    driveUntil([this] { return status_ != 0; });
+    if (retries == 0 || !isWithoutConnection()) break;
+    curl_multi_remove_handle(channel_->multi(), channel_->easy());
+    waitBeforeRetry();
+  }
+  if (status_ == 0) checkEnd();
+}
+
+std::size_t HttpRequest::Read(void* buffer, std::size_t count) {
+  if (!fill()) return 0;
+  const std::size_t taken = unread().copy(static_cast<char*>(buffer), count);
+  taken_ += taken;
+  return taken;
+}
+
+bool HttpRequest::ReadString(CString& text) {
+  const std::size_t before = text.size();
+  bool isLine = false;
+  try {
+    while (fill()) {
+      isLine = true;
+      const std::string_view bytes = unread();
+      const std::size_t lineFeed = bytes.find('\n');
+      text.append(bytes.substr(0, lineFeed));
+      taken_ += std::min(lineFeed, bytes.size() - 1) + 1;
+      if (lineFeed != std::string_view::npos) break;
+    }
+  } catch (...) {
+    text.resize(before);
+    throw;
+  }
+  return isLine;
+}
+
+void HttpRequest::Close() {
+  if (std::exchange(isClosed_, true)) return;
+  if (channel_) {
+    try {
+      // The rest of a short body is mostly there already, and then the connection can be kept.
+      for (int step = 0; step < kDrainSteps && status_ != 0 && !result_; ++step) perform();
+    } catch (const std::exception&) {
+      // Nobody is left who would want to know.
+    }
+    curl_multi_remove_handle(channel_->multi(), channel_->easy());
+    state_.pool.release(std::exchange(channel_, nullptr));
+  }
+  guarded([this] { notify(INTERNET_STATUS_HANDLE_CLOSING); });
+}
+
+template <class Value>
+void HttpRequest::set(CURLoption option, Value value) {
+  if (const CURLcode error = curl_easy_setopt(channel_->easy(), option, value)) {
+    throw CInternetException(curl_easy_strerror(error));
+  }
+}
+
+void HttpRequest::configure() {
+  curl_easy_reset(channel_->easy());
+  set(CURLOPT_ERRORBUFFER, errorText_);
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_BUFFERSIZE, kNetworkPieceBytes);
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options().connectTimeout));
+  set(CURLOPT_URL, (server_ + target_).c_str());
+  set(CURLOPT_CUSTOMREQUEST, verb_.c_str());
+  set(CURLOPT_USERAGENT, state_.agent.c_str());
+  set(CURLOPT_HTTPHEADER, headers_.get());
+  set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+  if (!destination_.credentials.userName.empty()) {
+    set(CURLOPT_USERNAME, destination_.credentials.userName.c_str());
+    set(CURLOPT_PASSWORD, destination_.credentials.password.c_str());
+  }
+  if (!state_.certificates.empty()) {
+    set(CURLOPT_CAINFO, state_.certificates.c_str());
+    set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+  }
+  configureProxy();
+  configureCallbacks();
+}
+
+void HttpRequest::configureProxy() {
+  const std::string& proxy = isSecure_ ? state_.proxyForHttps : state_.proxyForHttp;
+  // An empty text is no proxy, whatever the environment says.
+  set(CURLOPT_PROXY, proxy.c_str());
+  set(CURLOPT_NOPROXY, state_.proxyBypass.c_str());
+  set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+  if (!proxyCredentials_.userName.empty()) {
+    set(CURLOPT_PROXYUSERNAME, proxyCredentials_.userName.c_str());
+    set(CURLOPT_PROXYPASSWORD, proxyCredentials_.password.c_str());
+  }
+  hasProxyCredentials_ = !proxyCredentials_.userName.empty() || proxy.find('@') != std::string::npos;
+  proxyHeaders_.append("Proxy-Connection:");  // keeps the network library from adding one
+  set(CURLOPT_PROXYHEADER, proxyHeaders_.get());
+}
+
+void HttpRequest::configureCallbacks() {
+  set(CURLOPT_RESOLVER_START_FUNCTION, &onResolve);
+  set(CURLOPT_RESOLVER_START_DATA, this);
+  set(CURLOPT_OPENSOCKETFUNCTION, &onOpen);
+  set(CURLOPT_OPENSOCKETDATA, this);
+  set(CURLOPT_CLOSESOCKETFUNCTION, &onClose);
+  set(CURLOPT_CLOSESOCKETDATA, channel_);  // a connection outlives the request that opened it
+  set(CURLOPT_PREREQFUNCTION, &onConnected);
+  set(CURLOPT_PREREQDATA, this);
+  set(CURLOPT_HEADERFUNCTION, &onHeader);
+  set(CURLOPT_HEADERDATA, this);
+  set(CURLOPT_WRITEFUNCTION, &onBody);
+  set(CURLOPT_WRITEDATA, this);
+}
+
+void HttpRequest::begin() {
+  result_.reset();
+  if (const CURLMcode error = curl_multi_add_handle(channel_->multi(), channel_->easy())) {
+    throw CInternetException(curl_multi_strerror(error));
+  }
+}
+
+bool HttpRequest::isWithoutConnection() const {
+  if (result_ == CURLE_COULDNT_CONNECT) return true;
+  curl_off_t connectTime = 0;
+  curl_easy_getinfo(channel_->easy(), CURLINFO_CONNECT_TIME_T, &connectTime);
+  return result_ == CURLE_OPERATION_TIMEDOUT && connectTime == 0;
+}
+
+void HttpRequest::waitBeforeRetry() {
+  const auto until = Clock::now() + Milliseconds(options().connectBackoff);
+  while (Clock::now() < until) poll(until);
+}
+
+template <class Condition>
+void HttpRequest::driveUntil(const Condition& isReached) {
+  lastActivity_ = Clock::now();
+  while (!isReached() && !result_) {
+    perform();
+    if (isReached() || result_) return;
+    checkBounds();
+    waitForActivity();
+  }
+}
+
+void HttpRequest::perform() {
+  int running = 0;
+  const CURLMcode error = curl_multi_perform(channel_->multi(), &running);
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+  if (error != CURLM_OK) throw CInternetException(curl_multi_strerror(error));
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(channel_->multi(), &left)) {
+    if (message->msg == CURLMSG_DONE) result_ = isRefusedForGood_ ? CURLE_OK : message->data.result;
+  }
+}
+
+void HttpRequest::checkBounds() {
+  const auto now = Clock::now();
+  if (now >= transferEnd()) throw CInternetException("The transfer took too long");
+  if (now >= idleEnd()) throw CInternetException("The server has stopped sending");
+  if (now < periodEnd()) return;
+  if (periodBytes_ < options().slowBytes) throw CInternetException("The server sends too slowly");
+  periodStart_ = now;
+  periodBytes_ = 0;
+}
+
+HttpRequest::Clock::time_point HttpRequest::transferEnd() const {
+  return start_ + Milliseconds(options().transferTimeout);
+}
+
+HttpRequest::Clock::time_point HttpRequest::idleEnd() const {
+  // Before that the connection's own time-out holds.
+  return isConnected_ ? lastActivity_ + Milliseconds(options().idleTimeout) : Clock::time_point::max();
+}
+
+HttpRequest::Clock::time_point HttpRequest::periodEnd() const {
+  return periodStart_ ? *periodStart_ + Milliseconds(options().slowPeriod) : Clock::time_point::max();
+}
+
+void HttpRequest::waitForActivity() {
+  if (!poll(std::min({transferEnd(), idleEnd(), periodEnd()}))) return;
+  lastActivity_ = Clock::now();
+  if (isConnected_) noteBytes(0);
+}
+
+/// Waits until `until`, or less; true if a connection has something to do.
+bool HttpRequest::poll(Clock::time_point until) {
+  checkCutOff();
+  const auto wait = std::chrono::ceil<Milliseconds>(until - Clock::now());
+  int active = 0;
+  curl_multi_poll(channel_->multi(), nullptr, 0, static_cast<int>(std::clamp<std::int64_t>(wait.count(), 0, INT_MAX)),
+                  &active);
+  return active > 0;
+}
+
+/// The transfer has ended: throws if that was before its proper end.
+void HttpRequest::checkEnd() {
+  if (result_ != CURLE_OK) throw CInternetException(*errorText_ ? errorText_ : curl_easy_strerror(*result_));
+  if (status_ != 0) return;
+  // Credentials could have answered this response, but the network library knows none of the ways it asks for.
+  const long status = responseCode();
+  if (!isBlockEnded_ || status < 200) throw CInternetException("The response ended within its header lines");
+  finalHeaders(status);
+}
+
+/// Whether there are bytes to be read, once some have come or the body has ended.
+bool HttpRequest::fill() {
+  if (!unread().empty()) return true;
+  if (!channel_) return false;
+  piece_.clear();
+  taken_ = 0;
+  driveUntil([this] { return !piece_.empty(); });
+  if (piece_.empty()) checkEnd();
+  return !piece_.empty();
+}
+
+long HttpRequest::responseCode() const {
+  long code = 0;
+  curl_easy_getinfo(channel_->easy(), isConnected_ ? CURLINFO_RESPONSE_CODE : CURLINFO_HTTP_CONNECTCODE, &code);
+  return code;
+}
+
+template <class Action>
+bool HttpRequest::guarded(const Action& action) noexcept {
+  if (failure_) return false;
+  try {
+    action();
+    return true;
+  } catch (...) {
+    failure_ = std::current_exception();
+    return false;
+  }
+}
+
+void HttpRequest::notify(std::uint32_t status, std::optional<std::string_view> information) {
+  if (!state_.notifies) return;
+  const std::string_view text = information.value_or("");
+  session_.OnStatusCallback(state_.context, status, information ? text.data() : nullptr,
+                            static_cast<std::uint32_t>(text.size()));
+}
+
+void HttpRequest::resolving() {
+  isResolving_ = true;
+  notify(INTERNET_STATUS_RESOLVING_NAME, destination_.host);
+}
+
+void HttpRequest::connecting(const curl_sockaddr& address) {
+  isConnected_ = false;
+  if (std::exchange(isResolving_, false)) notify(INTERNET_STATUS_NAME_RESOLVED, destination_.host);
+  isConnecting_ = true;
+  notify(INTERNET_STATUS_CONNECTING_TO_SERVER, textOf(address.addr, address.addrlen));
+}
+
+void HttpRequest::connected(std::string_view address) {
+  isConnected_ = true;
+  lastActivity_ = Clock::now();
+  if (std::exchange(isConnecting_, false)) notify(INTERNET_STATUS_CONNECTED_TO_SERVER, address);
+  isSending_ = true;
+  notify(INTERNET_STATUS_SENDING_REQUEST);
+}
+
+/// Gets the lines of every response, those of a proxy that opens a tunnel and those behind a chunked body included.
+void HttpRequest::headerLine(std::string_view line) {
+  noteBytes(line.size());
+  headerBytes_ += line.size();
+  if (headerBytes_ > kMaxHeaderBytes) throw CInternetException("The header lines are too large");
+  if (status_ != 0) return;
+
+  if (std::exchange(isSending_, false)) {
+    notify(INTERNET_STATUS_REQUEST_SENT);
+    notify(INTERNET_STATUS_RECEIVING_RESPONSE);
+  }
+  const std::string_view text = withoutLineEnd(line);
+  if (std::exchange(isBlockEnded_, text.empty())) rawHeaders_.clear();
+  if (!text.empty()) {
+    rawHeaders_.append(text).append("\r\n");
+  } else {
+    endOfHeaders();
+  }
+}
+
+void HttpRequest::endOfHeaders() {
+  const long status = responseCode();
+  const bool isRefusal = status == kUnauthorized || status == kProxyAuthenticationRequired;
+  if (isRefusal && mayAnswer(status)) return;
+  if (!isConnected_) {
+    if (isRefusal) throw CInternetException("The proxy has refused the credentials");
+    return;
+  }
+  const bool isProvisional = status < 200 && status != kSwitchingProtocols;
+  if (isProvisional) return;
+  // Lest a server that calls each nonce a stale one is answered for ever.
+  isRefusedForGood_ = serverRefusals_ > 1 || proxyRefusals_ > 1;
+  finalHeaders(status);
+}
+
+/// Whether the network library answers this refusal with credentials, if it can: the first of its kind.
+bool HttpRequest::mayAnswer(long status) {
+  if (status == kUnauthorized) return !destination_.credentials.userName.empty() && serverRefusals_++ == 0;
+  return hasProxyCredentials_ && proxyRefusals_++ == 0;
+}
+
+void HttpRequest::finalHeaders(long status) {
+  status_ = status;
+  notify(INTERNET_STATUS_RESPONSE_RECEIVED);
+}
+
+void HttpRequest::bodyPiece(std::string_view bytes) {
+  noteBytes(bytes.size());
+  bodyBytes_ += bytes.size();
+  if (bodyBytes_ > options().maximumBody) throw CInternetException("The body is too large");
+  if (status_ == 0) finalHeaders(responseCode());
+  piece_.append(bytes);
+}
+
+void HttpRequest::noteBytes(std::size_t count) {
+  if (!periodStart_) periodStart_ = Clock::now();
+  periodBytes_ += count;
+}
+
+int HttpRequest::onResolve(void*, void*, void* request) noexcept {
+  auto& self = *static_cast<HttpRequest*>(request);
+  return self.guarded([&] { self.resolving(); }) ? 0 : 1;
+}
+
+curl_socket_t HttpRequest::onOpen(void* request, curlsocktype, curl_sockaddr* address) noexcept {
+  auto& self = *static_cast<HttpRequest*>(request);
+  if (!self.guarded([&] { self.connecting(*address); })) return CURL_SOCKET_BAD;
+  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+int HttpRequest::onClose(void* channel, curl_socket_t socket) noexcept {
+  HttpRequest* const self = static_cast<Channel*>(channel)->request;
+  if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CLOSING_CONNECTION); });
+  const int result = close(socket);
+  if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CONNECTION_CLOSED); });
+  return result;
+}
+
+int HttpRequest::onConnected(void* request, char* address, char*, int, int) noexcept {
+  auto& self = *static_cast<HttpRequest*>(request);
+  return self.guarded([&] { self.connected(address); }) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+}
+
+std::size_t HttpRequest::onHeader(char* bytes, std::size_t, std::size_t count, void* request) noexcept {
+  auto& self = *static_cast<HttpRequest*>(request);
+  const bool goesOn = self.guarded([&] { self.headerLine({bytes, count}); }) && !self.isRefusedForGood_;
+  return goesOn ? count : 0;
+}
+
+std::size_t HttpRequest::onBody(char* bytes, std::size_t, std::size_t count, void* request) noexcept {
+  auto& self = *static_cast<HttpRequest*>(request);
+  return self.guarded([&] { self.bodyPiece({bytes, count}); }) ? count : 0;
+}
+
+}  // namespace quillmoria
