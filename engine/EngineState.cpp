@@ -170,7 +170,11 @@ std::list<EngineState::PullThread> EngineState::takeEndedPulls() {
 }
 
 void EngineState::join(std::list<PullThread> pulls) {
-  for (PullThread& pull : pulls) pull.thread.join();
+  for (PullThread& pull : pulls) {
+    pull.thread.join();
+    // At the end this code may be what the last reference keeps mapped.
+    if (isShuttingDown()) pull.module.keepForGood();
+  }
 }
 
 }  // namespace quillmoria

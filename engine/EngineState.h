@@ -86,7 +86,7 @@ class EngineState {
   PullThread* ownPull();
   bool isAnyPull(Phase phase) const;
   std::list<PullThread> takeEndedPulls();
-  static void join(std::list<PullThread> pulls);
+  void join(std::list<PullThread> pulls);
 
   void (*const shutDown_)();
   std::once_flag exitHandler_;

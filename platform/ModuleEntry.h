@@ -46,6 +46,9 @@ class ModuleReference {
   ModuleReference& operator=(ModuleReference&& other) noexcept;
   ~ModuleReference();
 
+  /// Never drops the reference: the library stays mapped.
+  void keepForGood() { handle_ = nullptr; }
+
  private:
   void* handle_;  ///< null where the code is part of the program itself
 };
