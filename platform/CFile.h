@@ -23,6 +23,9 @@ class CFileException : public std::runtime_error {
 /// subfolders. The base folder is the host's and is taken as it is. The name is anybody's: one that is empty or
 /// absolute, that holds "..", a backslash or NUL, or that leads over a link below the three folders, cannot be opened
 /// or created. One thread at a time.
+///
+/// A file that is replaced is whole at any moment, however the process ends; nothing is forced out to the disk. Under a
+/// limit on file sizes the exception comes only to a process that ignores SIGXFSZ.
 class CFile {
  public:
   enum OpenFlags : unsigned {
