@@ -141,12 +141,12 @@ ChannelPool::Channels::iterator ChannelPool::chooseIdle(const std::string& serve
   return isFull ? std::ranges::find_if(channels_, isIdle) : channels_.end();
 }
 
-void ChannelPool::release(Channel* channel) noexcept {
+void ChannelPool::release(Channel* channel, bool isReusable) noexcept {
   const std::lock_guard lock(network.mutex);
   channel->request = nullptr;
   const auto its = std::ranges::find(channels_, channel, &std::unique_ptr<Channel>::get);
   std::rotate(its, its + 1, channels_.end());
-  if (network.isCutOff) {
+  if (!isReusable || network.isCutOff) {
     channels_.pop_back();
   } else if (std::ranges::count_if(channels_, isIdle) > kMaxIdleChannels) {
     channels_.erase(std::ranges::find_if(channels_, isIdle));

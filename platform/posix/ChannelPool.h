@@ -40,8 +40,8 @@ class ChannelPool {
   /// A channel for `request` to `server`, if possible one that talked to it before. Throws CInternetException.
   Channel* acquire(const std::string& server, HttpRequest* request);
 
-  /// Takes back what acquire gave.
-  void release(Channel* channel) noexcept;
+  /// Takes back what acquire gave, to be used again or not.
+  void release(Channel* channel, bool isReusable) noexcept;
 
  private:
   friend struct Network;

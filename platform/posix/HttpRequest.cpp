@@ -16,7 +16,6 @@ namespace {
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
-constexpr long kNetworkPieceBytes = 64 * 1024;
 constexpr int kDrainSteps = 4;
 constexpr long kSwitchingProtocols = 101;
 constexpr long kUnauthorized = 401;
@@ -149,7 +148,7 @@ void HttpRequest::Close() {
       // Nobody is left who would want to know.
     }
     curl_multi_remove_handle(channel_->multi(), channel_->easy());
-    state_.pool.release(std::exchange(channel_, nullptr));
+    state_.pool.release(std::exchange(channel_, nullptr), result_ == CURLE_OK);
   }
   guarded([this] { notify(INTERNET_STATUS_HANDLE_CLOSING); });
 }
@@ -168,7 +167,6 @@ void HttpRequest::configure() {
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   set(CURLOPT_PATH_AS_IS, 1L);
-  set(CURLOPT_BUFFERSIZE, kNetworkPieceBytes);
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options().connectTimeout));
   set(CURLOPT_URL, (server_ + target_).c_str());
   set(CURLOPT_CUSTOMREQUEST, verb_.c_str());
