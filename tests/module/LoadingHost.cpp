@@ -135,8 +135,8 @@ void repeat(bool isUsed, const char* file, const char* base, const char* url) {
   if (traces(file) != before) fail("left behind: " + traces(file) + " after " + before);
   const auto grown = static_cast<long>(mallinfo2().uordblks - memory);
   std::printf("grown by %ld bytes\n", grown);
-  // The factory, one pointer and its block's head, stays of each load.
-  if (grown > 98 * 32) fail("memory grows: " + std::to_string(grown) + " bytes in 98 loads");
+  // The factory, one pointer and its block's head, stays of each load; chunks that are rounded up come and go.
+  if (grown > 98 * 32 + 1024) fail("memory grows: " + std::to_string(grown) + " bytes in 98 loads");
 }
 
 /// Nothing here is freed: the pull may go on after it.
