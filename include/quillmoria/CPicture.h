@@ -53,8 +53,9 @@ class QUILLMORIA_EXPORT CPicture {
   /// Holds no picture.
   CPicture();
   ~CPicture();
+  /// A copy shares the picture.
   CPicture(const CPicture&);
-  CPicture& operator=(const CPicture&);
+  CPicture& operator=(const CPicture&);  ///< Shares the other's picture.
 
   /// Lets go of the picture, if there is one.
   void Free();
@@ -65,10 +66,13 @@ class QUILLMORIA_EXPORT CPicture {
   /// an earlier picture stays.
   bool LoadFromURL(std::string url, std::string baseFolder);
 
-  /// The engine's own steps of a load, not for hosts: each replaces the picture by the one the source holds, or by none
-  /// if it holds none, and returns true.
+  // The engine's own steps of a load, not for hosts.
+
+  /// Replaces the picture by the one that the open `file` holds, or by none if it holds none. True.
   bool LoadFromFile(CFile& file);
+  /// As LoadFromFile, with the rest of a loading `archive`.
   bool LoadFromArchive(CArchive& archive);
+  /// As LoadFromFile, with the rest of `stream`.
   bool LoadFromStream(IStream* stream);
 
   /// The loaded picture, or null. A copy of the pointer keeps the picture alive on its own.

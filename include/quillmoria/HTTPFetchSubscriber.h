@@ -6,8 +6,8 @@
 class QUILLMORIA_EXPORT HTTPFetchSubscriber {
  public:
   HTTPFetchSubscriber();
-  HTTPFetchSubscriber(const HTTPFetchSubscriber&);
-  HTTPFetchSubscriber& operator=(const HTTPFetchSubscriber&);
+  HTTPFetchSubscriber(const HTTPFetchSubscriber&);             ///< There is nothing to copy.
+  HTTPFetchSubscriber& operator=(const HTTPFetchSubscriber&);  ///< There is nothing to copy.
   virtual ~HTTPFetchSubscriber();
 
   /// A fetch has reached `stage`, a number whose meaning is the sender's.

@@ -26,13 +26,13 @@ class QUILLMORIA_EXPORT RSSEvent {
  public:
   /// An event with an empty message.
   explicit RSSEvent(std::int32_t eventID);
-  RSSEvent(const RSSEvent&);
-  RSSEvent& operator=(const RSSEvent&);
+  RSSEvent(const RSSEvent&);             ///< Copies number and message.
+  RSSEvent& operator=(const RSSEvent&);  ///< Copies number and message.
   virtual ~RSSEvent();
 
-  std::int32_t GetEventID() const;
-  void SetMessage(std::string message);
-  std::string GetMessage() const;
+  std::int32_t GetEventID() const;       ///< The number, as given to the constructor.
+  void SetMessage(std::string message);  ///< Replaces the message of this copy of the event.
+  std::string GetMessage() const;        ///< The message; empty for all events but 12.
 
  private:
   std::int32_t eventID_;
@@ -47,8 +47,8 @@ class QUILLMORIA_EXPORT RSSEvent {
 class QUILLMORIA_EXPORT RSSSubscriber {
  public:
   RSSSubscriber();
-  RSSSubscriber(const RSSSubscriber&);
-  RSSSubscriber& operator=(const RSSSubscriber&);
+  RSSSubscriber(const RSSSubscriber&);             ///< There is nothing to copy; the copy is not attached.
+  RSSSubscriber& operator=(const RSSSubscriber&);  ///< There is nothing to copy.
   virtual ~RSSSubscriber();
 
   /// A feed has been fetched or read from the cache, or has failed (`feed->itemCount` is -1 and `feed->statusMessage`
@@ -81,8 +81,8 @@ class QUILLMORIA_EXPORT NewsServer {
   /// and must live, unchanged, as long as a pull may read them. The base folder's `cache`, `feed_imgs` and `config`
   /// must exist where they are to be used; the engine creates no folder.
   NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
-  NewsServer(const NewsServer&);
-  NewsServer& operator=(const NewsServer&);
+  NewsServer(const NewsServer&);             ///< Another handle on the same engine, whose state stays as it is.
+  NewsServer& operator=(const NewsServer&);  ///< Changes nothing.
 
   /// Touches neither the engine's state nor a running pull.
   virtual ~NewsServer();
@@ -128,8 +128,8 @@ class QUILLMORIA_EXPORT NewsServer {
 /// Makes news servers. There is one factory in a process; it is never destroyed.
 class QUILLMORIA_EXPORT NewsServerFactory {
  public:
-  NewsServerFactory(const NewsServerFactory&);
-  NewsServerFactory& operator=(const NewsServerFactory&);
+  NewsServerFactory(const NewsServerFactory&);             ///< There is nothing to copy.
+  NewsServerFactory& operator=(const NewsServerFactory&);  ///< There is nothing to copy.
 
   /// The factory, made by the first call. Any thread.
   static NewsServerFactory* GetFactory();

@@ -24,17 +24,17 @@ class QUILLMORIA_EXPORT OPMLDoc {
  public:
   /// What the document says of itself. New records hold their reset values.
   struct QUILLMORIA_EXPORT HeadStruct {
-    std::u16string title;
-    CTime dateCreated;
-    CTime dateModified;
-    std::u16string ownerName;
-    std::u16string ownerEmail;
-    std::string expansionState;
+    std::u16string title;               ///< of the list
+    CTime dateCreated;                  ///< none unless the document gives it as an RFC 822 date
+    CTime dateModified;                 ///< likewise
+    std::u16string ownerName;           ///< who keeps the list
+    std::u16string ownerEmail;          ///< and where to write to
+    std::string expansionState;         ///< lines that are shown expanded, as the document has them
     std::int32_t vertScrollState = -1;  ///< never read from a document
-    std::int32_t windowTop = -1;
-    std::int32_t windowLeft = -1;
-    std::int32_t windowBottom = -1;
-    std::int32_t windowRight = -1;
+    std::int32_t windowTop = -1;        ///< in pixels of the screen that the list was written on
+    std::int32_t windowLeft = -1;       ///< likewise
+    std::int32_t windowBottom = -1;     ///< likewise
+    std::int32_t windowRight = -1;      ///< likewise
 
     /// Empties the strings and sets the times and integers to -1.
     void reset();
@@ -48,9 +48,9 @@ class QUILLMORIA_EXPORT OPMLDoc {
     std::u16string text;                   ///< the label
     std::string type;                      ///< "rss" for every outline with a feed address
     std::string xmlUrl;                    ///< the feed's address
-    std::string url;
-    std::u16string description;
-    CTime dateCreated;
+    std::string url;                       ///< a further address
+    std::u16string description;            ///< free text
+    CTime dateCreated;                     ///< none unless the outline gives it as an RFC 822 date
 
     /// Sets every field but `level` to its start value; listed children are not freed.
     void reset();
@@ -60,13 +60,13 @@ class QUILLMORIA_EXPORT OPMLDoc {
 
   /// A copy has a tree of its own.
   OPMLDoc(const OPMLDoc& other);
-  OPMLDoc& operator=(const OPMLDoc& other);
+  OPMLDoc& operator=(const OPMLDoc& other);  ///< Copies likewise.
 
   /// Frees the tree.
   virtual ~OPMLDoc();
 
-  std::string version;  ///< "1.0", "1.1", or empty for any other
-  HeadStruct head;
+  std::string version;                   ///< "1.0", "1.1", or empty for any other
+  HeadStruct head;                       ///< holds reset values where the document gives none
   std::vector<OutlineStruct*> outlines;  ///< the top-level outlines in document order, owned with all below them
   OutlineStruct* lastOutline = nullptr;  ///< the outline that was read last
 
@@ -79,25 +79,25 @@ class QUILLMORIA_EXPORT OPMLOutline {
  public:
   /// `parent` may be null and is not owned.
   explicit OPMLOutline(OPMLOutline* parent);
-  OPMLOutline(const OPMLOutline&);
-  OPMLOutline& operator=(const OPMLOutline&);
+  OPMLOutline(const OPMLOutline&);             ///< Copies all four fields; not the parent itself.
+  OPMLOutline& operator=(const OPMLOutline&);  ///< Copies likewise.
   virtual ~OPMLOutline();
 
   /// The parent as given, or null.
   OPMLOutline* GetParent() const;
 
-  OPMLOutline* parent;
-  std::u16string firstText;
-  std::u16string secondText;
-  std::int32_t data = 0;
+  OPMLOutline* parent;        ///< as given to the constructor
+  std::u16string firstText;   ///< the host's own
+  std::u16string secondText;  ///< the host's own
+  std::int32_t data = 0;      ///< the host's own
 };
 
 /// What a host derives from to hear how the reading of a subscription list goes on.
 class QUILLMORIA_EXPORT OPMLSubscriber {
  public:
   OPMLSubscriber();
-  OPMLSubscriber(const OPMLSubscriber&);
-  OPMLSubscriber& operator=(const OPMLSubscriber&);
+  OPMLSubscriber(const OPMLSubscriber&);             ///< There is nothing to copy.
+  OPMLSubscriber& operator=(const OPMLSubscriber&);  ///< There is nothing to copy.
   virtual ~OPMLSubscriber();
 
   /// Called on the thread that reads the list:

@@ -29,10 +29,10 @@ class QUILLMORIA_EXPORT RSSObject {
  public:
   /// The channel image. New records hold their reset values.
   struct QUILLMORIA_EXPORT ImageStruct {
-    std::string title;
-    std::string url;  ///< where the picture is fetched from
-    std::string link;
-    std::string description;
+    std::string title;         ///< the image's own
+    std::string url;           ///< where the picture is fetched from
+    std::string link;          ///< what a click on it leads to
+    std::string description;   ///< for a tooltip
     std::int32_t width = 1;    ///< in pixels as the document says, 1 if it does not
     std::int32_t height = -1;  ///< in pixels as the document says, -1 if it does not
     std::u16string extraW;     ///< the host's own; kept in the cache
@@ -43,13 +43,13 @@ class QUILLMORIA_EXPORT RSSObject {
 
   /// The header of one feed document.
   struct QUILLMORIA_EXPORT ChannelStruct {
-    std::string title;
-    std::u16string titleW;
-    std::string link;             ///< for Atom the `href` of a feed-level link
-    std::string description;      ///< RSS only
-    std::u16string descriptionW;  ///< RSS description or Atom tagline
-    std::string language;
-    ImageStruct image;
+    std::string title;                  ///< in the cache only as `titleW`
+    std::u16string titleW;              ///< the same in UTF-16
+    std::string link;                   ///< for Atom the `href` of a feed-level link
+    std::string description;            ///< RSS only
+    std::u16string descriptionW;        ///< RSS description or Atom tagline
+    std::string language;               ///< as in "en-us"
+    ImageStruct image;                  ///< the channel image; the picture itself is the feed object's
     CTime updateBase;                   ///< syn:updateBase; RSS documents start from 2000-01-01 12:00 local time
     std::string updatePeriod;           ///< syn:updatePeriod; RSS documents start from "hourly"
     std::int32_t updateFrequency = -1;  ///< syn:updateFrequency; RSS documents start from 1
@@ -63,9 +63,9 @@ class QUILLMORIA_EXPORT RSSObject {
 
   /// One item (RSS) or entry (Atom).
   struct QUILLMORIA_EXPORT NewsItemStruct {
-    std::string title;  ///< RSS only
-    std::u16string titleW;
-    std::string link;
+    std::string title;            ///< RSS only
+    std::u16string titleW;        ///< title
+    std::string link;             ///< address; of a kept item without one, its permalink guid
     std::string description;      ///< RSS only
     std::u16string descriptionW;  ///< description, Atom content or summary; of a kept item, as FormatHTMLString left it
     std::u16string creatorW;      ///< author
@@ -87,7 +87,7 @@ class QUILLMORIA_EXPORT RSSObject {
     std::uint8_t enabled = 0;   ///< a pull takes only feeds where this is exactly 1
     std::uint8_t userFlag = 0;  ///< the host's own
     std::string userName;       ///< for HTTP authentication, sent only when the server asks
-    std::string password;
+    std::string password;       ///< that goes with it
 
     /// Empties the strings and clears both flags.
     void initialize();
@@ -95,9 +95,9 @@ class QUILLMORIA_EXPORT RSSObject {
 
   /// The feeds of one category, filled by the host, which owns the array; copies share it.
   struct QUILLMORIA_EXPORT NewsFeedsPerCategoryStruct {
-    NewsFeed* feeds = nullptr;
-    std::int32_t feedCount = 0;
-    std::string category;
+    NewsFeed* feeds = nullptr;     ///< the first of the array, not owned
+    std::int32_t feedCount = 0;    ///< entries of the array
+    std::string category;          ///< name, sent with event 12
     std::int32_t categoryId = -1;  ///< the host's own
 
     /// Sets `feedCount` to 0, `category` to empty and `categoryId` to -1; `feeds` stays.
@@ -106,8 +106,8 @@ class QUILLMORIA_EXPORT RSSObject {
 
   /// All categories, filled by the host, which owns the array; copies share it.
   struct QUILLMORIA_EXPORT CategoryHolderStruct {
-    NewsFeedsPerCategoryStruct* categories = nullptr;
-    std::int32_t categoryCount = 0;
+    NewsFeedsPerCategoryStruct* categories = nullptr;  ///< the first of the array, not owned
+    std::int32_t categoryCount = 0;                    ///< entries of the array
 
     /// Sets `categoryCount` to 0; `categories` stays.
     void initialize();
@@ -124,7 +124,7 @@ class QUILLMORIA_EXPORT RSSObject {
 
   /// Copies have items of their own and share the decoded picture, which never changes.
   RSSObject(const RSSObject& other);
-  RSSObject& operator=(const RSSObject& other);
+  RSSObject& operator=(const RSSObject& other);  ///< Copies likewise.
 
   /// Releases the items and the picture.
   virtual ~RSSObject();
@@ -147,15 +147,15 @@ class QUILLMORIA_EXPORT RSSObject {
   /// follows. Text without a table, or with a complete one, comes back as it is.
   static std::u16string FormatHTMLString(std::u16string html);
 
-  NewsItemStruct* items = nullptr;  ///< owned, made by new[]; null until a document is finished
-  ChannelStruct channel;
+  NewsItemStruct* items = nullptr;          ///< owned, made by new[]; null until a document is finished
+  ChannelStruct channel;                    ///< the header; holds reset values where the document gives none
   std::int32_t itemCount = -1;              ///< meaningful entries of `items`; -1 if there is no finished document
   std::int32_t newItemCount = 0;            ///< items that were not in the cache before
   std::string statusMessage;                ///< "OK", a fetch error, "Failed to parse feed" or "Resource not cached"
   std::vector<NewsItemStruct> parsedItems;  ///< all items in document order, those without an address included
   CPicture* channelPicture = nullptr;       ///< owned, or null
-  std::string category;
-  std::string baseFolder;  ///< images are kept under it
+  std::string category;                     ///< see GetCategory
+  std::string baseFolder;                   ///< images are kept under it
 
  private:
   std::unique_ptr<FeedParseState> initialize();
