@@ -12,9 +12,9 @@
 
 namespace {
 
-constexpr std::size_t kMostBytes = 4U * 1024 * 1024;
+constexpr std::size_t kMostBytes = std::size_t{4} * 1024 * 1024;
 constexpr int kLongestSide = 4096;
-constexpr std::size_t kPieceBytes = 64U * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 constexpr std::size_t kBytesPerPixel = 4;
 
 /// What one named loader of the decoder is to be given.

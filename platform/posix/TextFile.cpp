@@ -6,7 +6,7 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::size_t kPieceBytes = 64U * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 
 /// Everything that `read(buffer, count)` delivers; nothing if it fails (-1) or delivers more than `maxBytes`.
 template <class Read>
