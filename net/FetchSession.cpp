@@ -10,26 +10,26 @@ namespace {
 constexpr std::uintptr_t kContext = 1;
 
 struct StatusText {
-  std::uint32_t status;
   std::string_view text;  ///< empty: nothing is reported
+  std::uint32_t status;
   bool endsInInformation = false;
 };
 
 constexpr StatusText kStatusTexts[] = {
-    {INTERNET_STATUS_RESOLVING_NAME, "Resolving name ", true},
-    {INTERNET_STATUS_NAME_RESOLVED, "Name resolved ", true},
-    {INTERNET_STATUS_CONNECTING_TO_SERVER, "Connecting to socket address"},
-    {INTERNET_STATUS_CONNECTED_TO_SERVER, "Connected to socket address"},
-    {INTERNET_STATUS_SENDING_REQUEST, "Sending request"},
-    {INTERNET_STATUS_REQUEST_SENT, "Request sent"},
-    {INTERNET_STATUS_RECEIVING_RESPONSE, ""},
-    {INTERNET_STATUS_RESPONSE_RECEIVED, "Response received"},
-    {INTERNET_STATUS_CLOSING_CONNECTION, "Closing the connection to the server"},
-    {INTERNET_STATUS_CONNECTION_CLOSED, "Connection to the server closed"},
-    {INTERNET_STATUS_HANDLE_CREATED, "Handle created"},
-    {INTERNET_STATUS_HANDLE_CLOSING, ""},
-    {INTERNET_STATUS_REQUEST_COMPLETE, "Request complete"},
-    {INTERNET_STATUS_REDIRECT, "Being redirected"},
+    {"Resolving name ", INTERNET_STATUS_RESOLVING_NAME, true},
+    {"Name resolved ", INTERNET_STATUS_NAME_RESOLVED, true},
+    {"Connecting to socket address", INTERNET_STATUS_CONNECTING_TO_SERVER},
+    {"Connected to socket address", INTERNET_STATUS_CONNECTED_TO_SERVER},
+    {"Sending request", INTERNET_STATUS_SENDING_REQUEST},
+    {"Request sent", INTERNET_STATUS_REQUEST_SENT},
+    {"", INTERNET_STATUS_RECEIVING_RESPONSE},
+    {"Response received", INTERNET_STATUS_RESPONSE_RECEIVED},
+    {"Closing the connection to the server", INTERNET_STATUS_CLOSING_CONNECTION},
+    {"Connection to the server closed", INTERNET_STATUS_CONNECTION_CLOSED},
+    {"Handle created", INTERNET_STATUS_HANDLE_CREATED},
+    {"", INTERNET_STATUS_HANDLE_CLOSING},
+    {"Request complete", INTERNET_STATUS_REQUEST_COMPLETE},
+    {"Being redirected", INTERNET_STATUS_REDIRECT},
 };
 
 }  // namespace

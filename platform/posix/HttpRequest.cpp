@@ -15,7 +15,7 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
+constexpr std::size_t kMaxHeaderBytes = std::size_t{256} * 1024;
 constexpr int kDrainSteps = 4;
 constexpr long kSwitchingProtocols = 101;
 constexpr long kUnauthorized = 401;
