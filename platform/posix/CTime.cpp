@@ -31,7 +31,7 @@ std::int32_t countOrNoTime(std::int64_t seconds) {
 /// than all the rest of reading a date; where the clock is not changed for a day around, the zone's offset says the
 /// same.
 std::int64_t secondsOf(tm fields) {
-  constexpr std::int64_t kDay = 24 * 60 * 60;
+  constexpr std::int64_t kDay = 86'400;
   const auto local = [](std::int64_t seconds) {
     const time_t moment = seconds;
     tm result{};

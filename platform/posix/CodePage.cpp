@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <new>
 
 #include "platform/Text.h"
@@ -29,7 +30,7 @@ class Converter {
   ~Converter() {
     if (*this) iconv_close(handle_);
   }
-  explicit operator bool() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  explicit operator bool() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }
 
   /// Appends to `out` what `in` converts to and moves past it. Returns false at input that does not convert.
   template <class Text>
