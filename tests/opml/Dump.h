@@ -46,10 +46,9 @@ inline std::string dump(const std::vector<OPMLDoc::OutlineStruct*>& outlines,
 /// The set fields of the document's head, then its tree.
 inline std::string dump(const OPMLDoc& document) {
   const OPMLDoc::HeadStruct& head = document.head;
-  const std::string fields =
-      field("version", document.version) + field("title", head.title) + field("created", head.dateCreated) +
-      field("modified", head.dateModified) + field("owner", head.ownerName) + field("email", head.ownerEmail) +
-      field("expansion", head.expansionState) + field("scroll", head.vertScrollState) + field("top", head.windowTop) +
-      field("left", head.windowLeft) + field("bottom", head.windowBottom) + field("right", head.windowRight);
-  return (fields.empty() ? "" : fields.substr(1)) + " | " + dump(document.outlines);
+  return field("version", document.version) + field("title", head.title) + field("created", head.dateCreated) +
+         field("modified", head.dateModified) + field("owner", head.ownerName) + field("email", head.ownerEmail) +
+         field("expansion", head.expansionState) + field("scroll", head.vertScrollState) +
+         field("top", head.windowTop) + field("left", head.windowLeft) + field("bottom", head.windowBottom) +
+         field("right", head.windowRight) + " | " + dump(document.outlines);
 }
