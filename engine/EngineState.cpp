@@ -36,6 +36,16 @@ std::string EngineState::baseFolder() const {
   return baseFolder_;
 }
 
+void EngineState::setFetchLimits(FetchLimits limits) {
+  std::lock_guard lock(mutex_);
+  fetchLimits_ = limits;
+}
+
+FetchLimits EngineState::fetchLimits() const {
+  std::lock_guard lock(mutex_);
+  return fetchLimits_;
+}
+
 void EngineState::attach(RSSSubscriber* subscriber) {
   std::lock_guard lock(mutex_);
   attachments_.push_back({++lastSerial_, subscriber});

@@ -17,6 +17,12 @@
 
 namespace quillmoria {
 
+/// How much a pull fetches at once.
+struct FetchLimits {
+  std::int32_t feeds = 1;    ///< in all; 1 is one feed after the other
+  std::int32_t perHost = 2;  ///< from one host and port
+};
+
 /// The engine's state: one for all news servers, which are handles on it. Any thread may make any call.
 class EngineState {
  public:
@@ -28,6 +34,10 @@ class EngineState {
   void setUp(RSSObject::CategoryHolderStruct categories, std::string baseFolder);
   RSSObject::CategoryHolderStruct categories() const;
   std::string baseFolder() const;
+
+  // How pulls fetch; looked at when one begins.
+  void setFetchLimits(FetchLimits limits);
+  FetchLimits fetchLimits() const;
 
   // Who listens.
   void attach(RSSSubscriber* subscriber);
@@ -97,6 +107,7 @@ class EngineState {
   std::uint64_t lastSerial_ = 0;
   RSSObject::CategoryHolderStruct categories_;
   std::string baseFolder_;
+  FetchLimits fetchLimits_;
   std::list<PullThread> pulls_;
   std::condition_variable pullEnded_;
   bool stopRequested_ = false;

@@ -1,5 +1,6 @@
 #include "quillmoria/NewsServer.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -54,6 +55,11 @@ void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
 
 void NewsServer::TerminateNewsPullThread(RSSSubscriber*) {
   if (engineState) engineState->requestStop();
+}
+
+void NewsServer::SetParallelFetches(std::int32_t feeds, std::int32_t perHost) {
+  constexpr std::int32_t kMost = 64;
+  if (engineState) engineState->setFetchLimits({std::clamp(feeds, 1, kMost), std::clamp(perHost, 1, kMost)});
 }
 
 bool NewsServer::WaitForPulls(std::int32_t milliseconds) {

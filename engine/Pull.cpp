@@ -28,18 +28,27 @@ void endIfStopped([[maybe_unused]] const char* traceText) {
 
 Pull::Pull(RSSSubscriber& subscriber) : subscriber_(subscriber) { engineState->beginPull(); }
 
-Pull::~Pull() { engineState->endPull(); }
+Pull::~Pull() {
+  ahead_.reset();
+  engineState->endPull();
+}
 
 void Pull::run() {
   trace("Pull News Thread started\n");
   send(engineState->pullStarted);
   categories_ = engineState->categories();
+  beginFetchingAhead();
   for (std::int32_t i = 0; i < categoryCount(); ++i) {
     endIfStopped("Pull News Thread ended on demand");
     pullCategory(categories_.categories[i]);
   }
   send(engineState->offline ? engineState->pullFinishedOffline : engineState->pullFinished);
   trace("Pull News Thread final end.\n");
+}
+
+void Pull::beginFetchingAhead() {
+  const FetchLimits limits = engineState->fetchLimits();
+  if (limits.feeds > 1 && !engineState->offline) ahead_.emplace(categories_, limits);
 }
 
 /// The host may change the count of the array that the pull began with; the count of another array says nothing about
@@ -78,10 +87,14 @@ void Pull::pullFeed(const Feed& feed) {
   deliver(std::move(news));
 }
 
-std::unique_ptr<RSSObject> Pull::load(const Feed& feed) const {
+std::unique_ptr<RSSObject> Pull::load(const Feed& feed) {
   const std::string baseFolder = engineState->baseFolder();
-  if (!engineState->offline) return std::make_unique<RSSObject>(feed, "", baseFolder);
-  return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(NewsItemCache::filePath(baseFolder, feed.name)));
+  if (engineState->offline) {
+    ahead_.reset();
+    return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(NewsItemCache::filePath(baseFolder, feed.name)));
+  }
+  std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
+  return news ? std::move(news) : std::make_unique<RSSObject>(feed, "", baseFolder);
 }
 
 /// From the first call on the object is the subscriber's; one that nobody takes is released here.

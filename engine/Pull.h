@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
+#include "engine/FetchAhead.h"
 #include "quillmoria/NewsServer.h"
 
 namespace quillmoria {
@@ -30,12 +32,14 @@ class Pull {
   void pullCategory(const Category& category);
   void pullFeeds(const Category& category);
   void pullFeed(const Feed& feed);
-  std::unique_ptr<RSSObject> load(const Feed& feed) const;
+  void beginFetchingAhead();
+  std::unique_ptr<RSSObject> load(const Feed& feed);
   void deliver(std::unique_ptr<RSSObject> news) const;
   void send(const RSSEvent& event) const;
 
   RSSSubscriber& subscriber_;
   RSSObject::CategoryHolderStruct categories_;  ///< the array as it was when the pull began, and its count as last read
+  std::optional<FetchAhead> ahead_;             ///< where several feeds are fetched at once
 };
 
 }  // namespace quillmoria

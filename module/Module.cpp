@@ -5,6 +5,7 @@
 #include "opml/OPMLState.h"
 #include "platform/CInternetSession.h"
 #include "platform/ExtensionModule.h"
+#include "store/ImageDownloads.h"
 
 namespace quillmoria {
 namespace {
@@ -27,6 +28,7 @@ void buildModuleObjects() {
   CInternetSession::ResumeTransfers();
   CInternetSession::SetShutDown(atExit);
   fetchState.build();
+  imageDownloads.build();
   opmlState.build();
   engineState.build(atExit);
 }
@@ -36,6 +38,7 @@ void destroyModuleObjects() {
   if (!shutDown()) return;
   engineState.destroy();
   opmlState.destroy();
+  imageDownloads.destroy();
   fetchState.destroy();
 }
 

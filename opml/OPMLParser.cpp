@@ -65,11 +65,13 @@ OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(kFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
+  if (!quillmoria::opmlState) return;
   const std::optional<std::string> file = quillmoria::readTextFile(path, quillmoria::PathForm::Host, kMaxFileBytes);
   ParseContent(file ? joinPieces(*file) : std::string());
 }
 
 void OPMLParser::ParseFromURL(std::string url) {
+  if (!quillmoria::opmlState) return;
   SendEventToAllSubscribers(kStarted);
   {
     const std::lock_guard lock(quillmoria::opmlState->mutex);

@@ -46,6 +46,9 @@ class CFile {
   /// engine's own (above).
   bool Open(const std::string& path, OpenFlags flags);
 
+  /// Removes the file at `path`, if it is one that could be opened. Nothing if there is none.
+  static void Remove(const std::string& path);
+
   /// Reads up to `count` bytes; fewer only at the file's end, 0 behind it. Throws CFileException.
   std::size_t Read(void* buffer, std::size_t count);
 

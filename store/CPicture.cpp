@@ -11,6 +11,8 @@
 #include "platform/CFile.h"
 #include "platform/IStream.h"
 #include "platform/InternetQueryOption.h"
+#include "platform/TransferGroup.h"
+#include "store/ImageDownloads.h"
 
 namespace {
 
@@ -60,6 +62,9 @@ void download(const ImageAddress& from, const std::string& file, const std::stri
   if (!sink.Open(file, CFile::modeCreate)) throw CFileException("image file cannot be made");
   fetcher.SendHTTPRequest(kAgentName, from.host.c_str(), from.port, from.path, &sink, nullptr, nullptr, nullptr,
                           from.secure);
+  // The server is not to blame for what we have cut off ourselves, and the image may be asked for again.
+  const auto* const group = quillmoria::TransferGroup::current();
+  if (group && group->isCutOff()) CFile::Remove(file);
 }
 
 void openDownloaded(CFile& file, const std::string& path) {
@@ -99,6 +104,7 @@ bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
   try {
     const ImageAddress address = split(url);
     const std::string path = cachePath(baseFolder, address.path);
+    const quillmoria::ImageDownloads::Claim claim(path);
     CFile file;
     if (!file.Open(path, CFile::modeRead)) {
       if (!isOnline()) return false;

@@ -119,6 +119,12 @@ class QUILLMORIA_EXPORT NewsServer {
   /// subscribers and categories.
   static bool WaitForPulls(std::int32_t milliseconds);
 
+  /// Lets pulls that begin from now on fetch and parse up to `feeds` feeds at once, at most `perHost` of them from one
+  /// host and port, ahead of the feed that is delivered. Both count from 1 to 64; what is beyond becomes the nearest.
+  /// Starts as 1: one feed after the other. Events and deliveries keep their order and their thread, so nothing but the
+  /// clock tells; event 10 then comes when the pull is at the feed, whose fetch may long be over.
+  static void SetParallelFetches(std::int32_t feeds, std::int32_t perHost = 2);
+
  private:
   friend class quillmoria::Pull;
   static void pullNews(void* subscriber);

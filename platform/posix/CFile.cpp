@@ -153,6 +153,11 @@ bool CFile::Open(const std::string& path, OpenFlags flags) {
   return true;
 }
 
+void CFile::Remove(const std::string& path) {
+  const std::optional<Place> place = locate(path);
+  if (place) ::unlinkat(place->directory.get(), place->name.c_str(), 0);
+}
+
 std::size_t CFile::Read(void* buffer, std::size_t count) {
   const ssize_t done = handle_ ? quillmoria::readFully(handle_->file.get(), buffer, count) : -1;
   if (done < 0) throw CFileException("file cannot be read");

@@ -73,6 +73,15 @@ struct Network {
     }
   }
 
+  void wake(const TransferGroup& group) {
+    const std::lock_guard lock(mutex);
+    for (ChannelPool* pool = pools; pool; pool = pool->next_) {
+      for (const auto& channel : pool->channels_) {
+        if (channel->group == &group) curl_multi_wakeup(channel->multi());
+      }
+    }
+  }
+
   void giveBack() {
     const std::lock_guard lock(mutex);
     for (ChannelPool* pool = pools; pool; pool = pool->next_) {
@@ -87,6 +96,7 @@ struct Network {
 namespace {
 
 constinit Network network;
+constinit thread_local TransferGroup* currentGroup = nullptr;
 static_assert(std::is_trivially_destructible_v<Network>, "used beyond the end of static objects");
 
 }  // namespace
@@ -130,6 +140,7 @@ Channel* ChannelPool::acquire(const std::string& server, HttpRequest* request) {
   }
   (*chosen)->server = server;
   (*chosen)->request = request;
+  (*chosen)->group = TransferGroup::current();
   return chosen->get();
 }
 
@@ -144,6 +155,7 @@ ChannelPool::Channels::iterator ChannelPool::chooseIdle(const std::string& serve
 void ChannelPool::release(Channel* channel, bool isReusable) noexcept {
   const std::lock_guard lock(network.mutex);
   channel->request = nullptr;
+  channel->group = nullptr;
   const auto its = std::ranges::find(channels_, channel, &std::unique_ptr<Channel>::get);
   std::rotate(its, its + 1, channels_.end());
   if (!isReusable || network.isCutOff) {
@@ -159,8 +171,20 @@ void resumeTransfers() { network.isCutOff = false; }
 
 void setNetworkShutDown(void (*shutDown)()) { network.shutDown = shutDown; }
 
+void TransferGroup::cutOff() {
+  isCutOff_ = true;
+  network.wake(*this);
+}
+
+TransferGroup* TransferGroup::current() { return currentGroup; }
+
+TransferGroup::Membership::Membership(TransferGroup& group) { currentGroup = &group; }
+
+TransferGroup::Membership::~Membership() { currentGroup = nullptr; }
+
 void checkCutOff() {
-  if (network.isCutOff) throw CInternetException("The transfer was cut off");
+  const TransferGroup* const group = TransferGroup::current();
+  if (network.isCutOff || (group && group->isCutOff())) throw CInternetException("The transfer was cut off");
 }
 
 }  // namespace quillmoria

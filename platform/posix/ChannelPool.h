@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/TransferGroup.h"
+
 namespace quillmoria {
 
 class HttpRequest;
@@ -22,6 +24,7 @@ class Channel {
 
   std::string server;              ///< scheme, host and port it talked to last
   HttpRequest* request = nullptr;  ///< what uses it; null while it is idle
+  TransferGroup* group = nullptr;  ///< that the request belongs to, or null
 
  private:
   std::shared_ptr<Share> share_;
@@ -60,7 +63,7 @@ void cutOffTransfers();
 void resumeTransfers();
 void setNetworkShutDown(void (*shutDown)());
 
-/// Throws CInternetException if transfers are cut off. A multi handle is woken when that happens.
+/// Throws CInternetException if the calling thread's transfers are cut off. A multi handle is woken when that happens.
 void checkCutOff();
 
 }  // namespace quillmoria

@@ -31,10 +31,12 @@ std::string pull(NewsServer& server, RecordingSubscriber& subscriber) {
   return subscriber.takeEvents();
 }
 
-class Pull : public testing::Test {
+/// The parameter is how many feeds may be fetched at once, of which nothing may be noticed.
+class Pull : public testing::TestWithParam<int> {
  protected:
   Pull() {
     SetConnectedState(ConnectedState::Connected);
+    NewsServer::SetParallelFetches(GetParam());
     http_.serve("/two", kTwoItems);
     http_.serve("/broken", "<rss><channel>");
   }
@@ -44,14 +46,14 @@ class Pull : public testing::Test {
   Subscriptions subscriptions_;
 };
 
-TEST_F(Pull, SendsOnlyItsStartAndEndWithoutCategories) {
+TEST_P(Pull, SendsOnlyItsStartAndEndWithoutCategories) {
   RecordingSubscriber subscriber;
   EXPECT_EQ(pull(*makeServer(subscriptions_, base_), subscriber), "1 | 3");
   SetConnectedState(ConnectedState::Disconnected);
   EXPECT_EQ(pull(*makeServer(subscriptions_, base_), subscriber), "1 | 4");
 }
 
-TEST_F(Pull, TakesOnlyFeedsWhoseFlagIsExactlyOne) {
+TEST_P(Pull, TakesOnlyFeedsWhoseFlagIsExactlyOne) {
   subscriptions_.add("Tech", {{"off", http_.url("/two")}, {"odd", http_.url("/two")}}).add("", {});
   subscriptions_.feed(0, 0).enabled = 0;
   subscriptions_.feed(0, 1).enabled = 2;
@@ -60,7 +62,7 @@ TEST_F(Pull, TakesOnlyFeedsWhoseFlagIsExactlyOne) {
   EXPECT_TRUE(http_.requests().empty());
 }
 
-TEST_F(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
+TEST_P(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
   subscriptions_.add("Tech", {{"a: news?", http_.url("/two")}});
   const auto server = makeServer(subscriptions_, base_);
   RecordingSubscriber subscriber;
@@ -83,7 +85,7 @@ TEST_F(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
   EXPECT_EQ(subscriber.news()[1]->items[1].date, subscriber.news()[0]->items[1].date) << "the first time is kept";
 }
 
-TEST_F(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {
+TEST_P(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {
   base_.write("cache/broken", "untouched");
   subscriptions_.add("x", {{"broken", http_.url("/broken")}, {"missing", http_.url("/404")}, {"none", ""}});
   RecordingSubscriber subscriber;
@@ -98,7 +100,7 @@ TEST_F(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {
               HasSubstr("2 broken: Resource not cached, -1 items, 0 new"));
 }
 
-TEST_F(Pull, RunsAfterTheOneBefore) {
+TEST_P(Pull, RunsAfterTheOneBefore) {
   subscriptions_.add("x", {{"two", http_.url("/two")}});
   const auto server = makeServer(subscriptions_, base_);
   RecordingSubscriber subscriber;
@@ -117,7 +119,7 @@ TEST_F(Pull, RunsAfterTheOneBefore) {
   server->DetachSubscriber(&subscriber);
 }
 
-TEST_F(Pull, SendsADetachedSubscriberEventsButNoFeeds) {
+TEST_P(Pull, SendsADetachedSubscriberEventsButNoFeeds) {
   subscriptions_.add("x", {{"two", http_.url("/two")}});
   const auto server = makeServer(subscriptions_, base_);
   RecordingSubscriber* self = nullptr;
@@ -129,7 +131,7 @@ TEST_F(Pull, SendsADetachedSubscriberEventsButNoFeeds) {
   EXPECT_NE(base_.read("cache/two"), "");
 }
 
-TEST_F(Pull, GoesOnWithTheArrayItBeganWith) {
+TEST_P(Pull, GoesOnWithTheArrayItBeganWith) {
   subscriptions_.add("a", {}).add("b", {}).add("c", {});
   Subscriptions other;
   other.add("other", {}).add("other", {}).add("other", {}).add("other", {});
@@ -153,7 +155,7 @@ TEST_F(Pull, GoesOnWithTheArrayItBeganWith) {
   }
 }
 
-TEST_F(Pull, OfAnyServerUsesWhatTheNewestWasGiven) {
+TEST_P(Pull, OfAnyServerUsesWhatTheNewestWasGiven) {
   subscriptions_.add("first", {{"two", http_.url("/two")}});
   Subscriptions second;
   second.add("second", {{"two", http_.url("/two")}});
@@ -167,7 +169,7 @@ TEST_F(Pull, OfAnyServerUsesWhatTheNewestWasGiven) {
   EXPECT_NE(secondBase.read("cache/two"), "");
 }
 
-TEST_F(Pull, BearsWhatACallbackDoesToTheEngine) {
+TEST_P(Pull, BearsWhatACallbackDoesToTheEngine) {
   subscriptions_.add("x", {{"two", http_.url("/two")}});
   auto server = makeServer(subscriptions_, base_);
   RecordingSubscriber second;
@@ -187,6 +189,8 @@ TEST_F(Pull, BearsWhatACallbackDoesToTheEngine) {
   last->DetachSubscriber(&subscriber);
   last->DetachSubscriber(&second);
 }
+
+INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Pull, testing::Values(1, 8), testing::PrintToStringParamName());
 
 TEST(WaitForPulls, GivesUpAfterItsTimeAndCountsRequestsJustMade) {
   SetConnectedState(ConnectedState::Disconnected);

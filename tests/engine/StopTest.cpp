@@ -17,10 +17,12 @@ constexpr char kWholePull[] =
     "12 category:b | 10 | 11 | 2 3: OK, 0 items, 0 new | 13 | 3";
 
 /// Two categories with two feeds and one, and a server that calls `onFetch` when feed 1 is requested.
-class Stop : public testing::Test {
+/// The parameter is how many feeds may be fetched at once, of which nothing may be noticed.
+class Stop : public testing::TestWithParam<int> {
  protected:
   Stop() {
     SetConnectedState(ConnectedState::Connected);
+    NewsServer::SetParallelFetches(GetParam());
     http_.handle("/1", [this](const std::string&) {
       if (onFetch_) onFetch_();
       return LoopbackServer::response("200 OK", "", kEmptyFeed);
@@ -46,7 +48,7 @@ class Stop : public testing::Test {
   std::function<void()> onFetch_;
 };
 
-TEST_F(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
+TEST_P(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
   const struct {
     const char* at;  // the first event with this text
     const char* events;
@@ -73,7 +75,7 @@ TEST_F(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
   }
 }
 
-TEST_F(Stop, DuringAFetchTakesEffectAfterIt) {
+TEST_P(Stop, DuringAFetchTakesEffectAfterIt) {
   onFetch_ = [this] { server_->TerminateNewsPullThread(nullptr); };
   RecordingSubscriber subscriber;
   EXPECT_EQ(pull(subscriber), "1 | 12 category:a | 10");
@@ -81,7 +83,7 @@ TEST_F(Stop, DuringAFetchTakesEffectAfterIt) {
   EXPECT_EQ(pull(subscriber), kWholePull);
 }
 
-TEST_F(Stop, DoesNothingWhileNoPullRuns) {
+TEST_P(Stop, DoesNothingWhileNoPullRuns) {
   server_->TerminateNewsPullThread(nullptr);
   RecordingSubscriber subscriber;
   EXPECT_EQ(pull(subscriber), kWholePull);
@@ -89,7 +91,7 @@ TEST_F(Stop, DoesNothingWhileNoPullRuns) {
   EXPECT_EQ(pull(subscriber), kWholePull);
 }
 
-TEST_F(Stop, IsTakenBackByANewServer) {
+TEST_P(Stop, IsTakenBackByANewServer) {
   RecordingSubscriber subscriber([&](const std::string& line) {
     if (line != "1") return;
     server_->TerminateNewsPullThread(nullptr);
@@ -101,7 +103,7 @@ TEST_F(Stop, IsTakenBackByANewServer) {
   server_->DetachSubscriber(&subscriber);
 }
 
-TEST_F(Stop, LetsThePullThatWaitsRun) {
+TEST_P(Stop, LetsThePullThatWaitsRun) {
   RecordingSubscriber second;
   RecordingSubscriber first([&](const std::string& line) {
     if (line != "12 category:a") return;
@@ -113,7 +115,7 @@ TEST_F(Stop, LetsThePullThatWaitsRun) {
   server_->DetachSubscriber(&second);
 }
 
-TEST_F(Stop, ComesFromASubscriberThatThrows) {
+TEST_P(Stop, ComesFromASubscriberThatThrows) {
   const struct {
     const char* at;
     const char* events;
@@ -132,5 +134,7 @@ TEST_F(Stop, ComesFromASubscriberThatThrows) {
     EXPECT_EQ(pull(next), kWholePull) << "after a throw at " << row.at;
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Stop, testing::Values(1, 8), testing::PrintToStringParamName());
 
 }  // namespace

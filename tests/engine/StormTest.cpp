@@ -29,7 +29,10 @@ class Counter : public RSSSubscriber {
 void makeCalls(int seed, RSSObject::CategoryHolderStruct categories, const std::string& base, Counter& counter) {
   std::unique_ptr<NewsServer> server(NewsServerFactory::GetFactory()->GetNewsServer(categories, base));
   for (int i = 0; i < 40; ++i) {
-    switch ((i * 7 + seed) % 8) {
+    switch ((i * 7 + seed) % 9) {
+      case 8:
+        NewsServer::SetParallelFetches(i % 5);
+        break;
       case 0:
         server->AttachSubscriber(&counter);
         break;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "platform/ModuleObject.h"
+
+namespace quillmoria {
+
+/// The image files that threads are at, so that an image is downloaded once however many want it at the same time, and
+/// none reads what another has written half.
+class ImageDownloads {
+ public:
+  /// Keeps the file at `path` for the calling thread as long as it lives; waits until no other thread has it.
+  class Claim {
+   public:
+    explicit Claim(std::string path);
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+    ~Claim();
+
+   private:
+    std::string path_;
+  };
+
+ private:
+  std::mutex mutex_;  ///< guards the paths
+  std::condition_variable released_;
+  std::set<std::string> paths_;
+};
+
+extern ModuleObject<ImageDownloads> imageDownloads;
+
+}  // namespace quillmoria
