@@ -22,11 +22,13 @@ std::string timeText(const RSSObject::NewsItemStruct& item) {
 
 /// Items without a title are shown by their address.
 std::string titleText(const RSSObject::NewsItemStruct& item) {
-  return item.titleW.empty() ? item.link : toUtf8(item.titleW);
+  const std::string title = collapsed(toUtf8(item.titleW));
+  return title.empty() ? item.link : title;
 }
 
-void lineIfAny(Output& output, std::string_view before, const std::string& text) {
-  if (!text.empty()) output.line(std::string(before) + text);
+void lineIfAny(Output& output, std::string_view before, std::string_view text) {
+  const std::string words = collapsed(text);
+  if (!words.empty()) output.line(std::string(before) + words);
 }
 
 }  // namespace
@@ -47,7 +49,7 @@ void listNews(Output& output, std::string_view name, const RSSObject& news) {
 
 void listFeed(Output& output, const RSSObject& news) {
   const RSSObject::ChannelStruct& channel = news.channel;
-  output.line(channel.titleW.empty() ? channel.feedName : toUtf8(channel.titleW));
+  lineIfAny(output, "", channel.titleW.empty() ? channel.feedName : toUtf8(channel.titleW));
   lineIfAny(output, "  ", channel.link);
   lineIfAny(output, "  ", toUtf8(channel.descriptionW));
   if (const CPicture* picture = news.GetChannelPicture(); picture && picture->picture) {

@@ -16,7 +16,7 @@ constexpr std::size_t kDeepestIndent = 32;
 
 std::string asLine(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
   std::string line(2 * std::min(level, kDeepestIndent), ' ');
-  line += toUtf8(outline.text);
+  line += collapsed(toUtf8(outline.text));
   if (!outline.xmlUrl.empty()) line += " <" + outline.xmlUrl + ">";
   return line;
 }

@@ -28,6 +28,7 @@ class Output {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
   std::unique_ptr<std::FILE, Close> file_;
+  int error_ = 0;  ///< of a write that failed: on the pull's thread nobody hears of it
 };
 
 /// Writes a line with the program's name and `text`, made safe for a terminal, to standard error. Any thread.

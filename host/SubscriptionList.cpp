@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -17,7 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uintmax_t kLargestFileBytes = 64 << 20;  // the engine reads no larger one
+// Of what the engine reads as a list file.
+constexpr std::uintmax_t kLargestFileBytes = 64 << 20;
+constexpr std::size_t kLongestLineBytes = 1999;
 
 // So that a list of many levels with long labels cannot grow beyond all bounds when each feed gets its path.
 constexpr std::size_t kMostPathLabels = 8;
@@ -34,6 +37,14 @@ void checkFile(const std::string& path) {
   if (fs::file_size(path, error) > kLargestFileBytes) {
     throw Failure(kWrongUse, path + " is above 64 MiB: split the list");
   }
+}
+
+bool hasLongLine(const std::string& path) {
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    if (line.size() > kLongestLineBytes) return true;
+  }
+  return false;
 }
 
 void fetch(OPMLParser& parser, const std::string& url) {
@@ -67,6 +78,10 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
     throw Failure(kWrongUse, source + " cannot be read: give a path or an http or https address");
   } else {
     checkFile(source);
+    if (hasLongLine(source)) {
+      complain(source + " has lines of more than 1,999 bytes, which are read in pieces: outlines may be missing (put " +
+               "each on a line of its own)");
+    }
     parser->ParseFromFile(source);
   }
   const OPMLDoc* list = parser->GetOPMLDoc();

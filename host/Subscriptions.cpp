@@ -18,15 +18,9 @@ std::string cacheFileName(std::string name) {
   return name;
 }
 
-std::string trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return "";
-  return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
-}
-
 /// A slash would lead the cache file into a subfolder, and "." and ".." name no file.
 std::string asFileName(std::string_view text) {
-  std::string name = trimmed(firstBytes(trimmed(printable(text)), kLongestNameBytes));
+  std::string name = collapsed(firstBytes(collapsed(printable(text)), kLongestNameBytes));
   std::replace(name.begin(), name.end(), '/', '_');
   return name == "." || name == ".." ? name + "_" : name;
 }

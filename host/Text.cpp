@@ -87,6 +87,19 @@ std::string printable(std::string_view text) {
   return line;
 }
 
+std::string collapsed(std::string_view text) {
+  constexpr std::string_view kSpace = " \t\r\n";
+  std::string line;
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
+    if (text.empty()) return line;
+    const std::string_view word = text.substr(0, text.find_first_of(kSpace));
+    if (!line.empty()) line += ' ';
+    line += word;
+    text.remove_prefix(word.size());
+  }
+}
+
 std::string_view firstBytes(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   while (bytes > 0 && isContinuation(text[bytes])) --bytes;

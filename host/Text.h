@@ -13,6 +13,9 @@ std::string toUtf8(std::u16string_view text);
 /// control characters and those that turn the writing direction are left out, bytes that are not UTF-8 become U+FFFD.
 std::string printable(std::string_view text);
 
+/// `text` without white space at its ends and with one space for each run of it within.
+std::string collapsed(std::string_view text);
+
 /// The start of `text`, at most `bytes` long and without half a UTF-8 character at its end.
 std::string_view firstBytes(std::string_view text, std::size_t bytes);
 

@@ -8,23 +8,24 @@ _quillmoria() {
 
   COMPREPLY=()
   case $previous in
-    --base) compopt -o filenames && mapfile -t COMPREPLY < <(compgen -d -- "$current") && return ;;
-    --opml | --password-file) compopt -o filenames && mapfile -t COMPREPLY < <(compgen -f -- "$current") && return ;;
+    --base) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
+    --opml | --password-file) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
     --feed | --category | --user) return ;;
   esac
+
+  if [[ $command == opml && $current != -* ]]; then
+    compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    return
+  fi
 
   local words="--base --help --version"
   case $command in
     '') words+=" pull feed opml demo" ;;
     pull) words+=" --feed --category --opml --offline --online --json" ;;
     feed) words+=" --user --password-file --json" ;;
-    opml)
-      words+=" --json"
-      [[ $current == -* ]] || compopt -o filenames
-      ;;
+    opml) words+=" --json" ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
-  if [[ $command == opml && $current != -* ]]; then mapfile -t COMPREPLY < <(compgen -f -- "$current"); fi
 }
 
 complete -F _quillmoria quillmoria

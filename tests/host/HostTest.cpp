@@ -68,17 +68,17 @@ class Host : public testing::Test {
 };
 
 TEST_F(Host, ListsNewItemsOnceAndReadsThemFromTheCacheOffline) {
-  server_.serve("/a.atom", atom({"One", "Two"}));
+  server_.serve("/a.atom", atom({"One", "&#x20;  Two\t&#x20;words "}));
   const auto pull = [&](const char* state) {
     ProgramRun run(inBase({"pull", state, "--category", "Tech", "--feed", "A=" + server_.url("/a.atom")}));
     EXPECT_EQ(run.status(), 0) << run.errors();
     return run.output();
   };
   EXPECT_EQ(pull("--online"),
-            "Tech\n  A: 2 items, 2 new\n  * 2026-01-01 10:00  One\n  * 2026-01-02 10:00  Two\n"
+            "Tech\n  A: 2 items, 2 new\n  * 2026-01-01 10:00  One\n  * 2026-01-02 10:00  Two words\n"
             "1 of 1 feeds: 2 items, 2 new, 0 failed\n");
   const std::string seen =
-      "Tech\n  A: 2 items, 0 new\n    2026-01-01 10:00  One\n    2026-01-02 10:00  Two\n"
+      "Tech\n  A: 2 items, 0 new\n    2026-01-01 10:00  One\n    2026-01-02 10:00  Two words\n"
       "1 of 1 feeds: 2 items, 0 new, 0 failed\n";
   EXPECT_EQ(pull("--online"), seen);
   EXPECT_EQ(pull("--offline"), seen);
@@ -165,6 +165,13 @@ TEST_F(Host, ShowsATreeOfAnyDepthButIndentsNoFurtherThanThirtyTwoLevels) {
   EXPECT_THAT(json.output(), EndsWith(R"({"level":40,"text":"feed","type":"rss","xmlUrl":"http://example.org/\u009b",)"
                                       R"("url":"","description":"","dateCreated":null})"
                                       "\n"));
+}
+
+TEST_F(Host, WarnsOfLinesSoLongThatOutlinesMayBeMissing) {
+  base_.write("long.opml", opml(outline(std::string(2500, 'a'), "http://example.org/")));
+  ProgramRun run(inBase({"opml", (base_ / "long.opml").string()}));
+  EXPECT_EQ(run.status(), 0);
+  EXPECT_THAT(run.errors(), HasSubstr("outlines may be missing"));
 }
 
 TEST_F(Host, StopsAPullOnCtrlCAndLeavesWholeCacheFiles) {
