@@ -124,6 +124,7 @@ int exitStatus(const PullReport& report, bool interrupted) {
 
 int pullCommand(const PullOptions& options, const std::string& baseFolder, Output& output) {
   SetConnectedState(options.connected);
+  NewsServer::SetParallelFetches(options.jobs, options.jobsPerHost);
   Subscriptions subscriptions = subscriptionsOf(options, baseFolder);
   PullReport report(subscriptions.inPullOrder(), baseFolder, options.json, output);
 

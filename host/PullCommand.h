@@ -13,6 +13,8 @@ struct PullOptions {
   std::string category = "News";   ///< of what stands in no container
   std::string list;                ///< path or address; none if empty
   ConnectedState connected = ConnectedState::Automatic;
+  int jobs = 8;         ///< feeds fetched at once
+  int jobsPerHost = 2;  ///< of them from one host
   bool json = false;
 };
 

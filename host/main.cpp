@@ -46,6 +46,15 @@ CLI::App* addPull(CLI::App& app, PullOptions& options) {
           "--online", [&options] { options.connected = ConnectedState::Connected; },
           "Fetch even if the machine seems to be offline")
       ->excludes(offline);
+  const CLI::Range jobs(1, 64);
+  pull->add_option("--jobs", options.jobs, "Fetch up to N feeds at once")
+      ->type_name("N")
+      ->check(jobs)
+      ->capture_default_str();
+  pull->add_option("--jobs-per-host", options.jobsPerHost, "and of them up to N from one host and port")
+      ->type_name("N")
+      ->check(jobs)
+      ->capture_default_str();
   pull->add_flag("--json", options.json, "Print one line of JSON a feed");
   return pull;
 }

@@ -10,7 +10,7 @@ _quillmoria() {
   case $previous in
     --base) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
     --opml | --password-file) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
-    --feed | --category | --user) return ;;
+    --feed | --category | --user | --jobs | --jobs-per-host) return ;;
   esac
 
   if [[ $command == opml && $current != -* ]]; then
@@ -21,7 +21,7 @@ _quillmoria() {
   local words="--base --help --version"
   case $command in
     '') words+=" pull feed opml demo" ;;
-    pull) words+=" --feed --category --opml --offline --online --json" ;;
+    pull) words+=" --feed --category --opml --offline --online --jobs --jobs-per-host --json" ;;
     feed) words+=" --user --password-file --json" ;;
     opml) words+=" --json" ;;
   esac
