@@ -35,12 +35,10 @@ TEST_F(LoadedByHand, LeavesNothingButTheFactoryBehindAHundredTimesUsed) {
 }
 
 // A pull of one feed makes seven callbacks.
-TEST_F(LoadedByHand, MayBeClosedAtAnyStepOfAPull) {
-  for (int step = 1; step <= 7; ++step) EXPECT_EQ(run("close", step), 0) << "at callback " << step;
-}
-
-TEST_F(LoadedByHand, BearsThatMainIsLeftAtAnyStepOfAPull) {
-  for (int step = 1; step <= 7; ++step) EXPECT_EQ(run("leave", step), 0) << "at callback " << step;
+TEST_F(LoadedByHand, MayBeClosedAndMainBeLeftAtAnyStepOfAPull) {
+  for (const char* mode : {"close", "leave"}) {
+    for (int step = 1; step <= 7; ++step) EXPECT_EQ(run(mode, step), 0) << mode << " at callback " << step;
+  }
 }
 
 }  // namespace

@@ -11,13 +11,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <memory>
 #include <string>
 
 #include "quillmoria/ConnectedState.h"
 #include "quillmoria/NewsServer.h"
+#include "support/RecordingSubscriber.h"
+#include "support/Subscriptions.h"
 
 namespace {
 
@@ -60,41 +61,6 @@ class Library {
   void* handle_;
 };
 
-class Subscriber : public RSSSubscriber {
- public:
-  void NewsReceived(RSSObject* feed, RSSEvent) override {
-    if (feed->itemCount == 1) ++feeds;
-    delete feed;
-    count();
-  }
-  void EventReceived(RSSEvent) override { count(); }
-
-  int feeds = 0;
-  int callAt = 0;
-  std::function<void()> call;
-
- private:
-  void count() {
-    if (++calls_ == callAt) call();
-  }
-  int calls_ = 0;
-};
-
-struct Subscription {
-  explicit Subscription(const char* url) {
-    feed.name = "feed";
-    feed.url = url;
-    feed.enabled = 1;
-    category.feeds = &feed;
-    category.feedCount = 1;
-    holder.categories = &category;
-    holder.categoryCount = 1;
-  }
-  RSSObject::NewsFeed feed;
-  RSSObject::NewsFeedsPerCategoryStruct category;
-  RSSObject::CategoryHolderStruct holder;
-};
-
 int count(const char* folder) {
   return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
@@ -106,13 +72,13 @@ std::string traces(const char* library) {
 }
 
 void use(const Library& library, const char* base, const char* url) {
-  Subscription subscription(url);
-  Subscriber subscriber;
+  Subscriptions subscriptions;
+  RecordingSubscriber subscriber;
   library.connect();
-  const std::unique_ptr<NewsServer> server(library.makeServer(subscription.holder, base));
+  const std::unique_ptr<NewsServer> server(library.makeServer(subscriptions.add("", {{"feed", url}}).holder(), base));
   library.attach(server.get(), &subscriber);
   library.wait();
-  if (subscriber.feeds != 1) fail("the pull delivered nothing");
+  if (subscriber.news().size() != 1 || subscriber.news()[0]->itemCount != 1) fail("the pull delivered nothing");
 }
 
 /// Keeps the libraries below the engine loaded: what they and the loader lose at each load is not looked at here.
@@ -134,7 +100,6 @@ void repeat(bool isUsed, const char* file, const char* base, const char* url) {
   }
   if (traces(file) != before) fail("left behind: " + traces(file) + " after " + before);
   const auto grown = static_cast<long>(mallinfo2().uordblks - memory);
-  std::printf("grown by %ld bytes\n", grown);
   // The factory, one pointer and its block's head, stays of each load; chunks that are rounded up come and go.
   if (grown > 98 * 32 + 1024) fail("memory grows: " + std::to_string(grown) + " bytes in 98 loads");
 }
@@ -142,16 +107,15 @@ void repeat(bool isUsed, const char* file, const char* base, const char* url) {
 /// Nothing here is freed: the pull may go on after it.
 void interrupt(bool byClosing, const char* file, const char* base, const char* url, int step) {
   auto* const library = new Library(file);
-  auto* const subscription = new Subscription(url);
-  auto* const subscriber = new Subscriber;
+  auto* const subscriptions = new Subscriptions;
   auto* const reached = new std::promise<void>;
-  subscriber->callAt = step;
-  subscriber->call = [=] {
+  auto* const subscriber = new RecordingSubscriber([=, calls = 0](const std::string&) mutable {
+    if (++calls != step) return;
     if (byClosing && step % 2) library->close();
     reached->set_value();
-  };
+  });
   library->connect();
-  library->attach(library->makeServer(subscription->holder, base), subscriber);
+  library->attach(library->makeServer(subscriptions->add("", {{"feed", url}}).holder(), base), subscriber);
   reached->get_future().wait();
   if (byClosing && step % 2 == 0) library->close();
 }

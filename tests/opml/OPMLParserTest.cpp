@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -12,18 +9,12 @@
 
 #include "opml/Dump.h"
 #include "quillmoria/OPML.h"
+#include "support/Corpus.h"
 #include "support/LoopbackServer.h"
+#include "support/Table.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
-
-const std::filesystem::path kSamples = QUILLMORIA_SAMPLES "/opml";
-
-std::string contentOf(const std::filesystem::path& path) {
-  std::ostringstream bytes;
-  bytes << std::ifstream(path, std::ios::binary).rdbuf();
-  return bytes.str();
-}
 
 class Recorder : public OPMLSubscriber {
  public:
@@ -74,14 +65,12 @@ int countPlaced(const OPMLDoc& document) {
 }  // namespace
 
 TEST_F(OPMLReading, MakesTheTreeAndTheHeadOfADocument) {
-  std::ifstream cases(kSamples / "documents.txt");  // a document on a line, its dump on the next
-  ASSERT_TRUE(cases.is_open());
+  std::istringstream cases(readSample("opml/documents.txt"));  // a document on a line, its dump on the next
   for (std::string text, expected; std::getline(cases, text) && std::getline(cases, expected);) {
     EXPECT_EQ(dump(readFile(text)), expected) << text;
   }
   for (const std::string name : {"nested", "cut-off"}) {
-    parser.ParseFromFile((kSamples / (name + ".opml")).string());
-    EXPECT_EQ(dump(*parser.GetOPMLDoc()) + "\n", contentOf(kSamples / (name + ".txt")));
+    EXPECT_EQ(dump(readFile(readSample("opml/" + name + ".opml"))) + "\n", readSample("opml/" + name + ".txt"));
   }
   EXPECT_EQ(parser.status, "OK");
 }
@@ -170,14 +159,13 @@ TEST_F(OPMLReading, GoesOnInTwoParsersAtOnce) {
 }
 
 TEST_F(OPMLReading, KeepsWhatStandsBeforeACutInRealLists) {
-  const char* const corpus = std::getenv("QUILLMORIA_CORPUS");
-  for (const auto& entry :
-       std::filesystem::directory_iterator(corpus ? std::filesystem::path(corpus) / "opml" : kSamples)) {
-    const std::string text = contentOf(entry.path());
+  for (const auto& [name, text] : readCorpus("opml")) {
     int before = 0;
-    for (std::size_t cut = 0; cut <= 100; ++cut) {
-      const int count = countPlaced(readFile(text.substr(0, text.size() * cut / 100)));
-      ASSERT_GE(count, before) << entry.path() << " cut at " << cut << " %";
+    for (std::size_t percent = 0; percent <= 100; ++percent) {
+      server.serve("/list", text.substr(0, text.size() * percent / 100));
+      parser.ParseFromURL(server.url("/list"));
+      const int count = countPlaced(*parser.GetOPMLDoc());
+      ASSERT_GE(count, before) << name << " cut at " << percent << " %";
       before = count;
     }
   }
