@@ -107,7 +107,8 @@ TEST(Records, KeepWhatAResetDoesNotName) {
   feed.parsedItems[0].reset();
   EXPECT_EQ(feed.channel.image.url + feed.channel.feedName + feed.channel.sourceNote, "unamenote");
   feed.channel.image.reset();
-  EXPECT_EQ(Dump(6).text(feed), "channel\nparsed\n  status 3\n");
+  EXPECT_EQ(dump(feed, 6), "feed\n  itemCount=0\nchannel\n  image.width=1\nparsed\n");
+  EXPECT_EQ(feed.parsedItems[0].status, 3);
 }
 
 TEST(ItemText, GetsTheEndTagsThatATableLacks) {

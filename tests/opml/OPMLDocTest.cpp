@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "opml/Dump.h"
 #include "quillmoria/OPML.h"
+#include "support/Dump.h"
 
 using Outline = OPMLDoc::OutlineStruct;
 

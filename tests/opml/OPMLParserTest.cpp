@@ -7,9 +7,9 @@
 #include <thread>
 #include <utility>
 
-#include "opml/Dump.h"
 #include "quillmoria/OPML.h"
 #include "support/Corpus.h"
+#include "support/Dump.h"
 #include "support/LoopbackServer.h"
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
