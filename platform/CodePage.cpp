@@ -67,6 +67,25 @@ char16_t* widenAsciiBlocks(const char*& in, const char* end, char16_t* out) {
   return out;
 }
 
+/// Writes the ASCII that `in` begins with, eight units at a time, and moves past what it wrote. May leave up to seven.
+char* narrowAsciiBlocks(const char16_t*& in, const char16_t* end, char* out) {
+  for (; end - in >= 8; in += 8, out += 8) {
+    char16_t all = 0;
+    for (int i = 0; i < 8; ++i) all |= in[i];
+    if (all >= 0x80) break;
+    for (int i = 0; i < 8; ++i) out[i] = static_cast<char>(in[i]);
+  }
+  return out;
+}
+
+/// The bytes that `wide` takes in UTF-8, or somewhat more where it has surrogates.
+std::size_t utf8Size(std::u16string_view wide) {
+  std::size_t size = wide.size();
+  for (const char16_t unit : wide)
+    size += static_cast<std::size_t>(unit >= 0x80) + static_cast<std::size_t>(unit >= 0x800);
+  return size;
+}
+
 char* writeUtf8(char* out, char32_t point) {
   const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
   if (point < 0x80) {
@@ -124,13 +143,15 @@ std::u16string utf8ToWide(std::string_view utf8) {
 }
 
 std::string wideToUtf8(std::u16string_view wide) {
-  constexpr std::size_t kMostBytesOfUnit = 3;
-  std::string utf8(wide.size() * kMostBytesOfUnit, '\0');
+  std::string utf8(utf8Size(wide), '\0');
 
   const char16_t* in = wide.data();
   const char16_t* const end = in + wide.size();
   char* out = utf8.data();
-  while (in != end) out = writeUtf8(out, readUtf16(in, end));
+  while (in != end) {
+    out = narrowAsciiBlocks(in, end, out);
+    for (int i = 0; i < 8 && in != end; ++i) out = writeUtf8(out, readUtf16(in, end));
+  }
   utf8.resize(static_cast<std::size_t>(out - utf8.data()));
   return utf8;
 }
