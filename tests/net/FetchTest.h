@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 
@@ -12,9 +12,11 @@
 /// Starts each test as a process starts: without a session.
 class FetchTest : public ::testing::Test {
  protected:
-  FetchTest() { forgetSession(); }
+  FetchTest() { restart(""); }
 
-  void forgetSession() {
+  /// Forgets the session; the next one finds these settings.
+  void restart(const std::string& settings) {
+    base.write("config/quillmoria.ini", settings);
     if (quillmoria::fetchState) quillmoria::fetchState.destroy();
     quillmoria::fetchState.build();
     fetcher.PrepareFetch(base.name());
@@ -32,7 +34,12 @@ class FetchTest : public ::testing::Test {
   HTTPFetcher fetcher;
 };
 
-/// The header line that every request bears.
-inline constexpr char kAcceptLine[] =
-    "Accept: audio/x-aiff, audio/basic, audio/midi, audio/mpeg, audio/wav, image/jpeg, image/gif, image/jpg, "
-    "image/png, image/mng, image/bmp, text/plain, text/html, text/htm, text/xml\r\n";
+/// The first request and the one to a redirect's target, which bears the agent of the session.
+inline std::string request(const std::string& target, const std::string& host, const std::string& more = "",
+                           bool isRedirected = false) {
+  const std::string accept =
+      "Accept: audio/x-aiff, audio/basic, audio/midi, audio/mpeg, audio/wav, image/jpeg, image/gif, image/jpg, "
+      "image/png, image/mng, image/bmp, text/plain, text/html, text/htm, text/xml\r\n";
+  return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n" + more +
+         (isRedirected ? "User-Agent: Quillmoria1.1\r\n" + accept : accept + "User-Agent: Quillmoria/1.1\r\n") + "\r\n";
+}
