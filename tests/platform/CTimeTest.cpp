@@ -9,10 +9,10 @@
 
 namespace {
 
-CTime bySystem(int year, int day, int hour, int second) {
+CTime bySystem(int year, int hour, int second) {
   tm fields{};
   fields.tm_year = year - 1900;
-  fields.tm_mday = day;
+  fields.tm_mday = 1;
   fields.tm_hour = hour;
   fields.tm_sec = second;
   fields.tm_isdst = -1;
@@ -20,22 +20,19 @@ CTime bySystem(int year, int day, int hour, int second) {
   return moment < 0 || moment > std::numeric_limits<std::int32_t>::max() ? -1 : static_cast<std::int32_t>(moment);
 }
 
-class LocalTime : public testing::TestWithParam<const char*> {};
-
 }  // namespace
 
-TEST_P(LocalTime, IsTheSystemsAtEveryHour) {
-  const TimeZone zone(GetParam());
-  for (int year : {1969, 1970, 2004, 2011, 2037, 2038}) {
-    for (int hour = -24; hour < 367 * 24; ++hour) {
-      ASSERT_EQ(CTime(year, 1, 1, hour, 0, 1799), bySystem(year, 1, hour, 1799)) << year << ' ' << hour;
+TEST(LocalTime, IsTheSystemsAtEveryHour) {
+  for (const char* name : {"UTC", "Europe/Berlin", "America/New_York", "Asia/Kolkata", "Australia/Lord_Howe",
+                           "Pacific/Apia", "Africa/Casablanca"}) {
+    const TimeZone zone(name);
+    for (int year : {1969, 1970, 2004, 2011, 2037, 2038}) {
+      for (int hour = -24; hour < 367 * 24; ++hour) {
+        ASSERT_EQ(CTime(year, 1, 1, hour, 0, 1799), bySystem(year, hour, 1799)) << name << year << ' ' << hour;
+      }
     }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Zones, LocalTime,
-                         testing::Values("UTC", "Europe/Berlin", "America/New_York", "Asia/Kolkata",
-                                         "Australia/Lord_Howe", "Pacific/Apia", "Africa/Casablanca"));
 
 TEST(Fields, OfAnySizeGiveAMomentOrNoTime) {
   const TimeZone zone("UTC");
@@ -46,9 +43,8 @@ TEST(Fields, OfAnySizeGiveAMomentOrNoTime) {
   EXPECT_EQ(CTime(2038, 1, 19, 3, 14, 8), CTime());
   for (std::int64_t extreme : {kMost, -kMost - 1}) {
     EXPECT_EQ(CTime(extreme, extreme, extreme, extreme, extreme, extreme), CTime());
-    EXPECT_EQ(CTime(extreme, 1, 1, 0, 0, 0), CTime());
-    EXPECT_EQ(CTime(2004, extreme, 1, 0, 0, 0), CTime());
-    EXPECT_EQ(CTime(2004, 1, extreme, 0, 0, 0), CTime());
+    EXPECT_TRUE(CTime(extreme, 1, 1, 0, 0, 0) == -1 && CTime(2004, extreme, 1, 0, 0, 0) == -1 &&
+                CTime(2004, 1, extreme, 0, 0, 0) == -1);
   }
 }
 
