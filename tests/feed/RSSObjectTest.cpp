@@ -56,7 +56,7 @@ TEST_F(FetchedFeed, LoadsNoMoreThanSixteenPictures) {
 }
 
 // The documents name pictures on real hosts; those are looked for in the cache alone.
-TEST_F(FetchedFeed, OfEveryDocumentOfTheCorpusEndsInOneOfTwoWaysWhereverItIsCut) {
+TEST_F(FetchedFeed, SurvivesEveryDocumentOfTheCorpusWhereverItIsCut) {
   SetConnectedState(ConnectedState::Disconnected);
   for (const auto& [name, document] : readCorpus()) {
     std::size_t parsed = 0;
