@@ -17,8 +17,9 @@ int openMemoryFile() {
   return file;
 }
 
-/// To the end of the file; of a terminal, until its other side is closed.
+/// A file's bytes from its start, or what a terminal still holds after its other side was closed.
 std::string readAll(int file) {
+  lseek(file, 0, SEEK_SET);
   std::string bytes;
   char buffer[4096];
   for (ssize_t n; (n = read(file, buffer, sizeof buffer)) > 0;) bytes.append(buffer, static_cast<std::size_t>(n));
@@ -61,16 +62,10 @@ void ProgramRun::signal(int number) const { kill(process_, number); }
 int ProgramRun::status() {
   if (ended_) return status_;
   ended_ = true;
-  const bool terminal = isatty(errorFile_);
-  if (terminal) errors_ = readAll(errorFile_);
   int wait = 0;
   waitpid(process_, &wait, 0);
   status_ = WIFEXITED(wait) ? WEXITSTATUS(wait) : -WTERMSIG(wait);
-  lseek(outputFile_, 0, SEEK_SET);
   output_ = readAll(outputFile_);
-  if (!terminal) {
-    lseek(errorFile_, 0, SEEK_SET);
-    errors_ = readAll(errorFile_);
-  }
+  errors_ = readAll(errorFile_);
   return status_;
 }

@@ -13,7 +13,8 @@ class ProgramRun {
  public:
   enum class Errors { File, Terminal };
 
-  /// Starts the program; with `Errors::Terminal` its standard error is a terminal of 40 columns.
+  /// Starts the program; with `Errors::Terminal` its standard error is a terminal of 40 columns, which
+  /// holds 4 KiB.
   explicit ProgramRun(std::vector<std::string> arguments, Errors errors = Errors::File);
   ~ProgramRun();
   ProgramRun(const ProgramRun&) = delete;
