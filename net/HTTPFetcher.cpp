@@ -191,6 +191,8 @@ class Download {
 
   template <class Progress>
   void readLines(CHttpFile& file, const Progress& progress) {
+    constexpr std::size_t kLastLineFeed = 1;
+    bodyText_->reserve(bodyText_->size() + file.QueryInfoContentLength() + kLastLineFeed);
     while (file.ReadString(*bodyText_)) {
       progress();
       *bodyText_ += '\n';

@@ -78,6 +78,10 @@ class CHttpFile {
   /// that sends more than 256 KiB of them has failed.
   virtual std::string QueryInfoRawHeaders() const = 0;
 
+  /// Bytes that the body of the last response has, as its header lines say; at most INTERNET_OPTION_MAXIMUM_BODY, and 0
+  /// if they say nothing.
+  virtual std::size_t QueryInfoContentLength() const = 0;
+
   /// Reads up to `count` bytes of the body as soon as some are there; 0 at its end. A body that ends before its stated
   /// length is a failure.
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;

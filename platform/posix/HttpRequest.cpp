@@ -138,6 +138,12 @@ bool HttpRequest::ReadString(CString& text) {
   return isLine;
 }
 
+std::size_t HttpRequest::QueryInfoContentLength() const {
+  curl_off_t length = 0;
+  if (channel_) curl_easy_getinfo(channel_->easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  return static_cast<std::size_t>(std::clamp<curl_off_t>(length, 0, options().maximumBody));
+}
+
 void HttpRequest::Close() {
   if (std::exchange(isClosed_, true)) return;
   if (channel_) {

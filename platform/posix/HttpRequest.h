@@ -58,6 +58,7 @@ class HttpRequest : public CHttpFile {
   void SendRequest() override;
   std::int32_t QueryInfoStatusCode() const override { return static_cast<std::int32_t>(status_); }
   std::string QueryInfoRawHeaders() const override { return rawHeaders_; }
+  std::size_t QueryInfoContentLength() const override;
   std::size_t Read(void* buffer, std::size_t count) override;
   bool ReadString(CString& text) override;
   void Close() override;

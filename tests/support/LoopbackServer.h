@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -23,6 +24,9 @@ class LoopbackServer {
   /// connection.
   using Handler = std::function<std::string(const std::string& head)>;
 
+  /// Sends bytes at once; false when the other side has gone.
+  using Send = std::function<bool(const std::string& bytes)>;
+
   LoopbackServer();
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
@@ -33,7 +37,8 @@ class LoopbackServer {
 
   void serve(const std::string& target, const std::string& body) { answer(target, response("200 OK", "", body)); }
   void answer(const std::string& target, std::string bytes) {
-    handle(target, [bytes = std::move(bytes)](const std::string&) { return bytes; });
+    const auto shared = std::make_shared<const std::string>(std::move(bytes));
+    talk(target, [shared](const std::string&, const Send& send) { return !shared->empty() && send(*shared); });
   }
   void handle(const std::string& target, Handler handler) {
     talk(target, [handler = std::move(handler)](const std::string& head, const Send& send) {
@@ -41,9 +46,6 @@ class LoopbackServer {
       return !bytes.empty() && send(bytes);
     });
   }
-
-  /// Sends bytes at once; false when the other side has gone.
-  using Send = std::function<bool(const std::string& bytes)>;
 
   /// For servers that misbehave: `talk` gets the request's head and sends what it likes. False closes the connection.
   using Talk = std::function<bool(const std::string& head, const Send& send)>;
