@@ -1,29 +1,43 @@
 #include "platform/CInternetSession.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <future>
 #include <thread>
-#include <vector>
 
 #include "support/LoopbackServer.h"
+#include "support/Table.h"
 
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 using ::testing::HasSubstr;
 
 namespace {
 
-using Send = LoopbackServer::Send;
+class ObservedSession : public CInternetSession {
+ public:
+  using CInternetSession::CInternetSession;
+  void OnStatusCallback(std::uintptr_t, std::uint32_t status, const void*, std::uint32_t) override {
+    connections += status == INTERNET_STATUS_CONNECTING_TO_SERVER;
+    if (status == INTERNET_STATUS_SENDING_REQUEST && throws) throw std::logic_error("the observer's own");
+  }
+  int connections = 0;
+  bool throws = false;
+};
 
-std::unique_ptr<CHttpFile> requestTo(CInternetSession& session, const LoopbackServer& server, const char* target) {
-  return session.GetHttpConnection("127.0.0.1", server.port(), nullptr, nullptr)->OpenRequest("GET", target, 0);
-}
+class InternetSession : public testing::Test {
+ protected:
+  using Send = LoopbackServer::Send;
 
-/// The status and the body, or the error text.
-std::string outcomeOf(CInternetSession& session, const LoopbackServer& server, const char* target) {
-  try {
-    const auto request = requestTo(session, server, target);
+  std::unique_ptr<CHttpFile> requestFor(const char* target, int port) {
+    return session_.GetHttpConnection("127.0.0.1", static_cast<std::uint16_t>(port), nullptr, nullptr)
+        ->OpenRequest("GET", target, 0);
+  }
+
+  /// The status and the body, or the error text.
+  std::string outcomeOf(const char* target, int port) try {
+    const auto request = requestFor(target, port);
     request->SendRequest();
     std::string outcome = std::to_string(request->QueryInfoStatusCode()) + " ";
     char piece[1000];
@@ -32,83 +46,45 @@ std::string outcomeOf(CInternetSession& session, const LoopbackServer& server, c
   } catch (const CInternetException& error) {
     return error.what();
   }
-}
+  std::string outcomeOf(const char* target) { return outcomeOf(target, server_.port()); }
 
-/// Sends `first`, and then `piece` again and again until nobody listens any more.
-LoopbackServer::Talk endlessly(std::string first, std::string piece, std::chrono::milliseconds pause = {}) {
-  return [=](const std::string&, const Send& send) {
-    for (bool goesOn = send(first); goesOn; goesOn = send(piece)) std::this_thread::sleep_for(pause);
-    return false;
-  };
-}
+  ObservedSession session_{"Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", ""};
+  LoopbackServer server_;
+};
 
-TEST(CInternetSessionTest, EndsWithAnErrorTextWhateverTheServerDoes) {
-  using std::chrono_literals::operator""ms;
-  const std::string ok = "HTTP/1.1 200 OK\r\n";
-  const auto once = [](std::string bytes) {
-    return [=](const std::string&, const Send& send) { return send(bytes) && false; };
-  };
-  const struct {
-    const char* name;
-    LoopbackServer::Talk talk;
-    const char* text;
-  } rows[] = {
-      {"closes at once", once(""), "Empty reply"},
-      {"closes in the status line", once("HTTP/1."), ""},
-      {"closes in the header lines", once(ok + "Content-Le"), "within its header lines"},
-      {"closes after a provisional response", once("HTTP/1.1 100 Continue\r\n\r\n"), ""},
-      {"closes in the body", once(ok + "Content-Length: 10\r\n\r\nabc"), "transfer closed"},
-      {"closes in a chunk", once(ok + "Transfer-Encoding: chunked\r\n\r\n5\r\nabc"), "transfer closed"},
-      {"closes between chunks", once(ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n"), "transfer closed"},
-      {"sends a chunk size that is none", once(ok + "Transfer-Encoding: chunked\r\n\r\nxyz\r\n"), "chunk"},
-      {"sends no status line", once("<html>hello</html>\r\n\r\n"), "HTTP/0.9"},
-      {"states a negative length", once(ok + "Content-Length: -5\r\n\r\nabc"), "Content-Length"},
-      {"sends one line without end", endlessly(ok + "X: ", std::string(10'000, 'x')), ""},
-      {"sends header lines without end", endlessly(ok, "X: " + std::string(1'000, 'x') + "\r\n"), "too large"},
-      {"sends provisional responses without end", endlessly("", "HTTP/1.1 103 Hints\r\n\r\n"), "too large"},
-      {"sends a body without end", endlessly(ok + "\r\n", std::string(10'000, 'x')), "body is too large"},
-      {"sends nothing", endlessly("", "", 10ms), "stopped sending"},
-      {"stops in the body", endlessly(ok + "\r\nabc", "", 10ms), "stopped sending"},
-      {"drips header bytes", endlessly(ok, "x", 10ms), "too slowly"},
-      {"drips a body", endlessly(ok + "\r\n", "x", 10ms), "too slowly"},
-      {"never ends at a fair pace", endlessly(ok + "\r\n", std::string(200, 'x'), 1ms), "took too long"},
-  };
-  CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  session.SetOption(INTERNET_OPTION_IDLE_TIMEOUT, 150);
-  session.SetOption(INTERNET_OPTION_SLOW_PERIOD, 300);
-  session.SetOption(INTERNET_OPTION_TRANSFER_TIMEOUT, 1500);
-  session.SetOption(INTERNET_OPTION_MAXIMUM_BODY, 4'000'000);
-  LoopbackServer server;
-  for (const auto& row : rows) {
-    server.talk("/row", row.talk);
-    const std::string outcome = outcomeOf(session, server, "/row");
-    EXPECT_THAT(outcome, HasSubstr(row.text)) << row.name;
-    EXPECT_NE(outcome.substr(0, 4), "200 ") << row.name;
+}  // namespace
+
+TEST_F(InternetSession, EndsWithAnErrorTextWhateverTheServerDoes) {
+  session_.SetOption(INTERNET_OPTION_IDLE_TIMEOUT, 150);
+  session_.SetOption(INTERNET_OPTION_SLOW_PERIOD, 300);
+  session_.SetOption(INTERNET_OPTION_TRANSFER_TIMEOUT, 1500);
+  session_.SetOption(INTERNET_OPTION_MAXIMUM_BODY, 4'000'000);
+  for (const auto& [what, text, first, piece, times, pause] : readTable<6>("platform/misbehaving-servers.tsv")) {
+    std::string pieces;
+    for (int i = times.empty() ? 0 : std::stoi(times); i > 0; --i) pieces += piece;
+    const milliseconds wait(times.empty() ? 0 : std::stoi(pause));
+    server_.talk("/row", [=, &first = first, isEndless = !times.empty()](const std::string&, const Send& send) {
+      for (bool goesOn = send(first) && isEndless; goesOn; goesOn = send(pieces)) std::this_thread::sleep_for(wait);
+      return false;
+    });
+    const std::string outcome = outcomeOf("/row");
+    EXPECT_THAT(outcome, HasSubstr(text)) << what;
+    EXPECT_FALSE(outcome.starts_with("200 ")) << what;
   }
-  server.serve("/row", "well");
-  EXPECT_EQ(outcomeOf(session, server, "/row"), "200 well");
+  server_.serve("/row", std::string(4'000'001, 'x'));
+  EXPECT_EQ(outcomeOf("/row"), "The body is too large");
+  server_.serve("/row", std::string(4'000'000, 'x'));
+  EXPECT_EQ(outcomeOf("/row"), "200 " + std::string(4'000'000, 'x'));
 }
 
-TEST(CInternetSessionTest, AcceptsABodyOfTheLargestSizeAndNotAByteMore) {
-  CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  session.SetOption(INTERNET_OPTION_MAXIMUM_BODY, 100'000);
-  LoopbackServer server;
-  server.serve("/largest", std::string(100'000, 'x'));
-  server.serve("/larger", std::string(100'001, 'x'));
-  EXPECT_EQ(outcomeOf(session, server, "/largest"), "200 " + std::string(100'000, 'x'));
-  EXPECT_EQ(outcomeOf(session, server, "/larger"), "The body is too large");
-}
-
-TEST(CInternetSessionTest, ReadsLinesAcrossPiecesAndHandsOutWhatHasComeBeforeTheRestHas) {
+TEST_F(InternetSession, ReadsLinesAcrossPiecesAndHandsOutWhatHasComeBeforeTheRestHas) {
   std::promise<void> isRead;
-  LoopbackServer server;
-  server.talk("/feed", [&](const std::string&, const Send& send) {
+  server_.talk("/feed", [&](const std::string&, const Send& send) {
     send("HTTP/1.1 200 Fine\r\nx-CASE: Kept \r\nContent-Length: 10\r\n\r\none\nt");
     isRead.get_future().wait();
     return send("wo\n\nx");
   });
-  CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  const auto request = requestTo(session, server, "feed");
+  const auto request = requestFor("feed", server_.port());
   request->SendRequest();
   EXPECT_EQ(request->QueryInfoRawHeaders(), "HTTP/1.1 200 Fine\r\nx-CASE: Kept \r\nContent-Length: 10\r\n");
   CString lines;
@@ -119,63 +95,41 @@ TEST(CInternetSessionTest, ReadsLinesAcrossPiecesAndHandsOutWhatHasComeBeforeThe
   EXPECT_EQ(lines, "onetwo||x|");
 }
 
-class CountingSession : public CInternetSession {
- public:
-  using CInternetSession::CInternetSession;
-  void OnStatusCallback(std::uintptr_t, std::uint32_t status, const void*, std::uint32_t) override {
-    connections += status == INTERNET_STATUS_CONNECTING_TO_SERVER;
-    if (status == INTERNET_STATUS_SENDING_REQUEST && throws) throw std::runtime_error("the observer's own");
-  }
-  int connections = 0;
-  bool throws = false;
-};
+TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
+  server_.handle("/closes", [](const std::string&) { return ""; });
+  session_.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 2);
+  session_.SetOption(INTERNET_OPTION_CONNECT_BACKOFF, 100);
+  session_.EnableStatusCallback(true);
+  EXPECT_THAT(outcomeOf("/closes"), HasSubstr("Empty reply"));
+  EXPECT_EQ(session_.connections, 1);
 
-TEST(CInternetSessionTest, TriesAgainOnlyWhereNoConnectionCameAbout) {
-  LoopbackServer server;
-  server.handle("/closes", [](const std::string&) { return ""; });
-  CountingSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  session.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 2);
-  session.SetOption(INTERNET_OPTION_CONNECT_BACKOFF, 100);
-  session.EnableStatusCallback(true);
-
-  EXPECT_THAT(outcomeOf(session, server, "/closes"), HasSubstr("Empty reply"));
-  EXPECT_EQ(session.connections, 1);
-
-  const auto start = std::chrono::steady_clock::now();
-  const auto nowhere = session.GetHttpConnection("127.0.0.1", 1, nullptr, nullptr)->OpenRequest("GET", "/", 0);
-  EXPECT_THROW(nowhere->SendRequest(), CInternetException);
-  EXPECT_EQ(session.connections, 1 + 3);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+  const auto start = steady_clock::now();
+  EXPECT_THAT(outcomeOf("/", 1), HasSubstr("Failed to connect"));
+  EXPECT_EQ(session_.connections, 1 + 3);
+  EXPECT_GE(steady_clock::now() - start, milliseconds(200));
 }
 
-TEST(CInternetSessionTest, LetsAnObserversExceptionThroughToTheCaller) {
-  LoopbackServer server;
-  server.serve("/feed", "x");
-  CountingSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  session.EnableStatusCallback(true);
-  session.throws = true;
-  EXPECT_THROW(requestTo(session, server, "feed")->SendRequest(), std::runtime_error);
-  EXPECT_TRUE(server.requests().empty());
+TEST_F(InternetSession, LetsAnObserversExceptionThroughToTheCaller) {
+  server_.serve("/feed", "x");
+  session_.EnableStatusCallback(true);
+  session_.throws = true;
+  EXPECT_THROW(outcomeOf("/feed"), std::logic_error);
+  EXPECT_TRUE(server_.requests().empty());
 }
 
-TEST(CInternetSessionTest, CutsOffTransfersAndLetsNoneBeginUntilTheyAreResumed) {
+TEST_F(InternetSession, CutsOffTransfersAndLetsNoneBeginUntilTheyAreResumed) {
   std::promise<void> hasBegun;
-  LoopbackServer server;
-  server.talk("/slow", [&](const std::string&, const Send&) {
+  server_.talk("/slow", [&](const std::string&, const Send&) {
     hasBegun.set_value();
     return true;
   });
-  server.serve("/feed", "x");
-  CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", "");
-  EXPECT_EQ(outcomeOf(session, server, "/feed"), "200 x");
-  auto slow = std::async(std::launch::async, [&] { return outcomeOf(session, server, "/slow"); });
+  server_.serve("/feed", "x");
+  EXPECT_EQ(outcomeOf("/feed"), "200 x");
+  auto slow = std::async(std::launch::async, [&] { return outcomeOf("/slow"); });
   hasBegun.get_future().wait();
   CInternetSession::CutOffTransfers();
-  EXPECT_EQ(slow.get(), "The transfer was cut off");
-  EXPECT_EQ(outcomeOf(session, server, "/feed"), "The transfer was cut off");
+  EXPECT_EQ(slow.get() + ", " + outcomeOf("/feed"), "The transfer was cut off, The transfer was cut off");
   CInternetSession::ResumeTransfers();
-  EXPECT_EQ(outcomeOf(session, server, "/feed"), "200 x");
-  EXPECT_EQ(server.connections(), 2);
+  EXPECT_EQ(outcomeOf("/feed"), "200 x");
+  EXPECT_EQ(server_.connections(), 2);
 }
-
-}  // namespace
