@@ -75,6 +75,31 @@ TEST_F(OPMLReading, MakesTheTreeAndTheHeadOfADocument) {
   EXPECT_EQ(parser.status, "OK");
 }
 
+TEST_F(OPMLReading, GivesADocumentWhoseCopiesHaveTreesOfTheirOwn) {
+  const OPMLDoc copy =
+      readFile("<opml version='1.1'><outline text='A'><outline text='B'/><outline text='C'/></outline>");
+  OPMLDoc assigned;
+  assigned.outlines = {new OPMLDoc::OutlineStruct};
+  assigned = *parser.GetOPMLDoc();
+  readFile("<o/>");
+  for (const OPMLDoc* document : {&copy, &std::as_const(assigned)}) {
+    EXPECT_EQ(dump(*document), " version=1.1 | A(B C)");
+    EXPECT_EQ(document->lastOutline, document->outlines[0]->children[1]);
+  }
+}
+
+TEST(OPMLRecords, KeepWhatAResetDoesNotName) {
+  OPMLDoc document;
+  document.version = "1.1";
+  document.head = {u"t", CTime(1), CTime(1), u"o", u"e", "x", 1, 2, 3, 4, 5};
+  document.outlines = {new OPMLDoc::OutlineStruct};
+  *document.outlines[0] = {document.outlines[0], {nullptr}, 3, u"t", "type", "x", "u", u"d", CTime(1)};
+  document.head.reset();
+  document.outlines[0]->reset();
+  EXPECT_EQ(dump(document), " version=1.1 | *");
+  EXPECT_EQ(document.outlines[0]->level, 3);
+}
+
 TEST_F(OPMLReading, TakesFilesApartIntoLinesAndPieces) {
   const std::string start = "<o><outline text='", end = "'/></o>";
   const auto label = [&](const std::string& bytes) { return dump(readFile(bytes)).substr(3); };

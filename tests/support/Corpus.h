@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
 
 /// The bytes of each file, by path, below `folder` of the folder that QUILLMORIA_CORPUS names, or else of
@@ -15,9 +15,8 @@ inline std::map<std::string, std::string> readCorpus(const std::string& folder =
   for (const auto& entry : std::filesystem::recursive_directory_iterator(
            std::filesystem::path(corpus ? corpus : QUILLMORIA_SAMPLES) / folder)) {
     if (!entry.is_regular_file()) continue;
-    std::ostringstream bytes;
-    bytes << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-    documents[entry.path()] = bytes.str();
+    std::ifstream file(entry.path(), std::ios::binary);
+    documents[entry.path()] = {std::istreambuf_iterator<char>(file), {}};
   }
   return documents;
 }
