@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <random>
+#include <sstream>
 
 #include "platform/IStream.h"
 #include "support/Table.h"
@@ -10,20 +11,18 @@ namespace {
 
 class TextStream : public IStream {
  public:
-  explicit TextStream(std::string bytes) : bytes_(std::move(bytes)) {}
+  explicit TextStream(const std::string& bytes) : bytes_(bytes) {}
   std::size_t Read(void* buffer, std::size_t count) override {
-    const std::size_t done = bytes_.copy(static_cast<char*>(buffer), count, at_);
-    at_ += done;
-    return done;
+    bytes_.read(static_cast<char*>(buffer), static_cast<std::streamsize>(count));
+    return static_cast<std::size_t>(bytes_.gcount());
   }
 
  private:
-  std::string bytes_;
-  std::size_t at_ = 0;
+  std::istringstream bytes_;
 };
 
-std::shared_ptr<const IPicture> load(std::string bytes) {
-  TextStream stream(std::move(bytes));
+std::shared_ptr<const IPicture> load(const std::string& bytes) {
+  TextStream stream(bytes);
   return OleLoadPicture(&stream);
 }
 

@@ -5,37 +5,10 @@
 #include <memory>
 
 #include "platform/CFile.h"
+#include "support/Table.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
-
-using namespace std::string_literals;
-
-// A cache file, written by hand. No text here needs more than one byte of length.
-std::string text(const std::string& bytes) { return static_cast<char>(bytes.size()) + bytes; }
-
-std::string number(std::int32_t value) {
-  std::string bytes;
-  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift & 0xFF);
-  return bytes;
-}
-
-std::string header(std::int32_t version, std::int32_t count, const std::string& signature = "Quillmoria News Items") {
-  return text(signature) + number(version) + number(count) + (version > 1 ? text("note") : "") + text("Caf\xE9 ?") +
-         text("http://a/") + text("about") + text("de") + number(100) + text("daily") + number(7) + text("A: b?") +
-         number(-1) + text("logo") + text("http://a/l.gif") + text("http://a/l") + number(88) + number(31) +
-         text("more");
-}
-
-std::string records(std::int32_t version, const std::string& guid) {
-  const auto identity = [&](const std::string& id) {
-    return version == 4 ? text(id) + number(id.empty() ? 0 : 1) : "";
-  };
-  return text("one") + identity(guid) + text("link") + text("what") + text("who") + number(200) + text("GMT") +
-         text("") + identity("") + text("") + text("") + text("") + number(-1) + text("");
-}
-
-std::string file(std::int32_t version) { return header(version, 2) + (version < 3 ? "" : records(version, "id")); }
 
 std::unique_ptr<RSSObject> feed() {
   const RSSObject::ImageStruct image{"logo", "http://a/l.gif", "http://a/l", "not stored", 88, 31, u"more"};
@@ -53,9 +26,13 @@ std::unique_ptr<RSSObject> feed() {
 
 class CacheFile : public testing::Test {
  protected:
+  std::unique_ptr<RSSObject> loaded() {
+    return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(base_.name() + "\\cache\\x"));
+  }
+
   std::unique_ptr<RSSObject> loaded(const std::string& bytes) {
     base_.write("cache/x", bytes);
-    return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(base_.name() + "\\cache\\x"));
+    return loaded();
   }
 
   std::string stored(const RSSObject& feed, std::int32_t version) {
@@ -63,10 +40,9 @@ class CacheFile : public testing::Test {
     return base_.read("cache/A_ b_");
   }
 
-  void expectNotCached(const std::string& bytes) {
-    const auto feed = loaded(bytes);
-    EXPECT_EQ(feed->statusMessage + " " + feed->channel.feedName, "Resource not cached x") << bytes.size();
-    EXPECT_EQ(feed->itemCount, -1);
+  static void expectNotCached(const RSSObject& feed, const std::string& why) {
+    EXPECT_EQ(feed.statusMessage + " " + feed.channel.feedName, "Resource not cached x") << why;
+    EXPECT_EQ(feed.itemCount, -1) << why;
   }
 
   TemporaryBaseFolder base_;
@@ -76,38 +52,30 @@ class CacheFile : public testing::Test {
 }  // namespace
 
 TEST_F(CacheFile, IsWrittenAsItsFormatSaysAndReadBackInEveryVersion) {
-  for (const std::int32_t version : {1, 2, 3, 4, 5}) {
-    EXPECT_EQ(stored(*feed(), version), file(version)) << version;
-    EXPECT_EQ(stored(*loaded(file(version) + "ignored"), version), file(version)) << version;
+  for (const auto& [version, bytes, latest] : readTable<3>("store/formats.tsv")) {
+    EXPECT_EQ(stored(*feed(), std::stoi(version)), bytes) << version;
+    EXPECT_EQ(stored(*loaded(bytes + "ignored"), std::stoi(version)), bytes) << version;
+    const auto read = loaded(bytes);
+    EXPECT_EQ(stored(*read, 4), latest) << version;
+    const auto& [channel, item] = std::tie(read->channel, read->items[0]);
+    EXPECT_EQ(channel.title + channel.description + channel.sourceNote + channel.image.description, "");
+    EXPECT_EQ(item.title + item.description + std::to_string(item.status), version < "3" ? "0" : "4");
   }
-  const std::string unidentified = header(4, 2) + records(4, "");
-  EXPECT_EQ(stored(*loaded(file(3)), 4), unidentified);
-  const auto read = loaded(file(4));
-  const auto& [channel, item] = std::tie(read->channel, read->items[0]);
-  EXPECT_EQ(item.status, 4);
-  EXPECT_EQ(channel.title + channel.description + channel.sourceNote + channel.image.description, "");
-  EXPECT_EQ(item.title + item.description, "");
-  const auto unsignedFile = loaded(header(4, 2, "quillmoria News Items"));
-  EXPECT_EQ(stored(*unsignedFile, 2), header(2, 2));
-  EXPECT_EQ(unsignedFile->items[1].titleW, u"");
 }
 
 TEST_F(CacheFile, ThatIsMissingCutOffOrImpossibleIsNotCached) {
-  for (const std::int32_t version : {1, 3, 4}) {
-    const std::string whole = file(version);
-    for (std::size_t i = 0; i < whole.size(); ++i) expectNotCached(whole.substr(0, i));
+  for (const auto& [version, whole, latest] : readTable<3>("store/formats.tsv")) {
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+      expectNotCached(*loaded(whole.substr(0, i)), version + " up to " + std::to_string(i));
+    }
   }
-  const std::string empty4(14, '\0'), empty3(9, '\0');
-  EXPECT_EQ(loaded(header(4, 2) + empty4 + empty4)->itemCount, 2);
-  EXPECT_EQ(loaded(header(3, 2) + empty3 + empty3)->itemCount, 2);
-  for (const std::string& bytes :
-       {header(4, -1), header(4, 1) + empty4.substr(1), header(4, 0x7FFFFFFF), header(3, 3) + empty3 + empty3,
-        header(2, 1000001), header(4, 1000001, "other"), header(1, -2), "\xFF\xFF\xFF\xF0\xFF\xFF\x7F"s}) {
-    expectNotCached(bytes);
+  for (const auto& [count, bytes] : readTable<2>("store/item-counts.tsv")) {
+    const auto read = loaded(bytes);
+    EXPECT_EQ(read->itemCount, std::stoi(count)) << bytes;
+    if (count == "-1") expectNotCached(*read, bytes);
   }
   std::filesystem::remove(base_ / "cache/x");
-  const std::unique_ptr<RSSObject> none(NewsItemCache().LoadFeed(base_.name() + "\\cache\\x"));
-  EXPECT_EQ(none->statusMessage + none->channel.feedName, "Resource not cachedx");
+  expectNotCached(*loaded(), "missing");
 }
 
 TEST_F(CacheFile, IsNamedAfterTheFeedAndStaysAsItWasWhereItCannotBeWritten) {
