@@ -1,0 +1,17 @@
+#include <stdexcept>
+
+#include "Fuzzing.h"
+#include "net/ProxySettings.h"
+
+/// A settings file with its enciphered credentials.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr std::size_t kMostCredentialBytes = 500;
+  baseFolder().write("config/quillmoria.ini", textOf(data, size));
+  try {
+    const ProxySettings proxy = LoadProxySettings(baseFolder().name());
+    require(proxy.userName.size() + proxy.password.size() <= kMostCredentialBytes);
+  } catch (const std::runtime_error&) {
+    // Fewer than two digits are no ciphertext.
+  }
+  return 0;
+}
