@@ -106,10 +106,13 @@ std::optional<Source> boundedJpeg(std::string_view jpeg) {
   return std::nullopt;
 }
 
-/// The image, unless it is shorter than it says.
+/// The image, unless it is shorter than it says, as a whole or up to its pixels, or its second header goes beyond it:
+/// the decoder makes room for that header before it has read it.
 std::optional<Source> wholeBmp(std::string_view bmp) {
   constexpr std::size_t kHeaderBytes = 14;
-  if (bmp.size() < kHeaderBytes || littleEndian(bmp, 2, 4) > bmp.size()) return std::nullopt;
+  if (bmp.size() < kHeaderBytes + 4 || littleEndian(bmp, 2, 4) > bmp.size()) return std::nullopt;
+  if (littleEndian(bmp, 10, 4) > bmp.size()) return std::nullopt;
+  if (littleEndian(bmp, kHeaderBytes, 4) > bmp.size() - kHeaderBytes) return std::nullopt;
   return Source{"bmp", std::string(bmp)};
 }
 
