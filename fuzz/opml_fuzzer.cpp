@@ -11,7 +11,8 @@ using Outlines = std::vector<OPMLDoc::OutlineStruct*>;
 /// Walks a tree and its copy side by side.
 void requireEqualTrees(const OPMLDoc& list, const OPMLDoc& copy) {
   require((list.lastOutline == nullptr) == (copy.lastOutline == nullptr));
-  for (std::vector<std::pair<const Outlines*, const Outlines*>> left{{&list.outlines, &copy.outlines}}; !left.empty();) {
+  for (std::vector<std::pair<const Outlines*, const Outlines*>> left{{&list.outlines, &copy.outlines}};
+       !left.empty();) {
     const auto [originals, copies] = left.back();
     left.pop_back();
     require(originals->size() == copies->size());
