@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <utility>
 
 #include "net/FetchState.h"
 #include "net/HTTPFetcher.h"
@@ -27,6 +28,13 @@ class FetchTest : public ::testing::Test {
     std::string body = "untouched";
     const std::string status = fetcher.FetchURL(url, userName, password, &body);
     return status + "|" + body;
+  }
+
+  /// Has `from` refuse with `refusal` what bears no credentials.
+  static void guard(LoopbackServer& from, const std::string& target, std::string refusal, std::string answer) {
+    from.handle(target, [refusal = std::move(refusal), answer = std::move(answer)](const std::string& head) {
+      return head.find("Authorization: ") == std::string::npos ? refusal : answer;
+    });
   }
 
   TemporaryBaseFolder base;

@@ -50,33 +50,19 @@ TEST_F(HTTPFetcherTest, SplitsAnAddressIntoServerAndRequestTarget) {
 }
 
 TEST_F(HTTPFetcherTest, AnswersARefusalWithCredentialsOnceAndKeepsThemBackUntilThen) {
-  const struct {
-    std::string target, challenge, outcome, authorization;
-  } rows[] = {
-      {"/basic", "Basic realm=\"r\"", "OK|in\n", "\r\nAuthorization: Basic bWU6c2VjcmV0"},
-      {"/digest", "Digest realm=\"r\", nonce=\"n\", qop=\"auth\"", "OK|in\n",
-       "\r\nAuthorization: Digest username=\"me\", realm=\"r\", nonce=\"n\", uri=\"/digest\""},
-      {"/wrong", "Basic realm=\"r\"", "HTTP_STATUS_DENIED|", "\r\nAuthorization: Basic bWU6c2VjcmV0"},
-      {"/stale", "Digest realm=\"r\", nonce=\"n\", stale=true", "HTTP_STATUS_DENIED|",
-       "\r\nAuthorization: Digest username=\"me\""},
-      {"/unknown", "Negotiate", "HTTP_STATUS_DENIED|", ""},
-  };
-  for (const auto& [target, challenge, outcome, authorization] : rows) {
-    server.handle(target, [isForgiving = outcome.starts_with("OK"), &challenge = challenge](const std::string& head) {
-      return isForgiving && head.find("Authorization: ") != std::string::npos
-                 ? LoopbackServer::response("200 OK", "", "in")
-                 : LoopbackServer::response("401 No", "WWW-Authenticate: " + challenge + "\r\n", "out");
-    });
+  for (const auto& [challenge, entry, outcome, authorization] : readTable<4>("net/challenges.tsv")) {
+    const std::string refusal = LoopbackServer::response("401 No", "WWW-Authenticate: " + challenge + "\r\n", "out");
+    guard(server, "/row", refusal, entry == "in" ? LoopbackServer::response("200 OK", "", "in") : refusal);
     const std::size_t before = server.requests().size();
-    EXPECT_EQ(fetch(server.url(target), "me", "secret"), outcome) << target;
+    EXPECT_EQ(fetch(server.url("/row"), "me", "secret"), outcome) << challenge;
     const auto requests = server.requests();
-    EXPECT_EQ(requests.size() - before, authorization.empty() ? 1 : 2) << target;
-    EXPECT_EQ(requests[before], request(target, host));
+    EXPECT_EQ(requests.size() - before, authorization.empty() ? 1 : 2) << challenge;
+    EXPECT_EQ(requests[before], request("/row", host));
     EXPECT_THAT(requests.back(), HasSubstr(authorization));
-    EXPECT_TRUE(server.connections() == 1 || outcome != "OK|in\n") << target;
+    EXPECT_TRUE(server.connections() == 1 || entry == "out" || authorization.empty()) << challenge;
   }
-  EXPECT_EQ(fetch(server.url("/basic")), "HTTP_STATUS_DENIED|");
-  EXPECT_EQ(server.requests().back(), request("/basic", host));
+  EXPECT_EQ(fetch(server.url("/row")), "HTTP_STATUS_DENIED|");
+  EXPECT_EQ(server.requests().back(), request("/row", host));
 }
 
 TEST_F(HTTPFetcherTest, SetsUpOneSessionForFirstFetchesThatRace) {

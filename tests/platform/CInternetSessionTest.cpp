@@ -63,7 +63,7 @@ TEST_F(InternetSession, EndsWithAnErrorTextWhateverTheServerDoes) {
     std::string pieces;
     for (int i = times.empty() ? 0 : std::stoi(times); i > 0; --i) pieces += piece;
     const milliseconds wait(times.empty() ? 0 : std::stoi(pause));
-    server_.talk("/row", [=, &first = first, isEndless = !times.empty()](const std::string&, const Send& send) {
+    server_.talk("/row", [=, first = first, isEndless = !times.empty()](const std::string&, const Send& send) {
       for (bool goesOn = send(first) && isEndless; goesOn; goesOn = send(pieces)) std::this_thread::sleep_for(wait);
       return false;
     });
