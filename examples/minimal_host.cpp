@@ -6,18 +6,22 @@
 
 #include <quillmoria/NewsServer.h>
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 namespace {
 
+/// Wide fields are UTF-16, which paths convert.
+std::string utf8(const std::u16string& wide) { return std::filesystem::path(wide).string(); }
+
 class TitlePrinter : public RSSSubscriber {
  public:
   void NewsReceived(RSSObject* feed, RSSEvent) override {
     const std::unique_ptr<RSSObject> owned(feed);
     std::cout << feed->channel.feedName << ": " << feed->statusMessage << ", " << feed->newItemCount << " new\n";
-    for (std::int32_t i = 0; i < feed->itemCount; ++i) std::cout << "  " << feed->items[i].title << '\n';
+    for (std::int32_t i = 0; i < feed->itemCount; ++i) std::cout << "  " << utf8(feed->items[i].titleW) << '\n';
   }
   void EventReceived(RSSEvent) override {}
 };

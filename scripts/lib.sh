@@ -1,6 +1,6 @@
 # Shared by the scripts: the project's folder, and what it needs from the system.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake ninja-build pkg-config libexpat1-dev libcurl4-openssl-dev libgdk-pixbuf-2.0-dev
   libcli11-dev nlohmann-json3-dev libcpp-httplib-dev)
@@ -21,11 +21,11 @@ install_missing() {
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# Configures and builds a preset; further arguments go to the configuration.
-build() {
-  local preset=$1
+# build PRESET OPTION...: configures and builds a preset. Only a failed configuration is shown.
+build() (
+  cd "$project"
+  preset=$1
   shift
-  cmake --preset "$preset" "$@" >"build-$preset.log" 2>&1 || { cat "build-$preset.log" >&2; rm -f "build-$preset.log"; exit 1; }
-  rm -f "build-$preset.log"
+  log=$(cmake --preset "$preset" "$@" 2>&1) || { echo "$log" >&2; exit 1; }
   cmake --build --preset "$preset" >&2
-}
+)
