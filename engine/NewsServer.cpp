@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/EngineState.h"
+#include "platform/CInternetSession.h"
 #include "platform/InternetQueryOption.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
@@ -50,6 +51,7 @@ void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
   if (const auto state = InternetQueryConnectedState()) {
     engineState->offline = (*state & INTERNET_STATE_DISCONNECTED) != 0;
   }
+  if (!engineState->offline) CInternetSession::SetUpNetwork();
   engineState->startPull(&pullNews, subscriber);
 }
 

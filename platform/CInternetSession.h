@@ -138,6 +138,10 @@ class CInternetSession {
   std::unique_ptr<CHttpConnection> GetHttpConnection(std::string_view host, std::uint16_t port, const char* userName,
                                                      const char* password);
 
+  /// Sets the network library up, if it is not; otherwise the first request does. For a thread that starts others which
+  /// make requests: done by one of those while the process is ending, it could come between the exit handlers.
+  static void SetUpNetwork();
+
   /// Cuts off the transfers of every session, from any thread, closes the connections that are kept, and lets no
   /// transfer begin any more; they fail with an error text. Until ResumeTransfers, which is for the module's next load.
   static void CutOffTransfers();

@@ -95,6 +95,8 @@ std::unique_ptr<CHttpConnection> CInternetSession::GetHttpConnection(std::string
   return std::make_unique<HttpConnection>(*this, *state_, Destination{std::string(name), port, std::move(credentials)});
 }
 
+void CInternetSession::SetUpNetwork() { quillmoria::setUpNetwork(); }
+
 void CInternetSession::CutOffTransfers() { quillmoria::cutOffTransfers(); }
 
 void CInternetSession::ResumeTransfers() { quillmoria::resumeTransfers(); }

@@ -165,6 +165,15 @@ void ChannelPool::release(Channel* channel, bool isReusable) noexcept {
   }
 }
 
+void setUpNetwork() noexcept {
+  try {
+    const std::lock_guard lock(network.mutex);
+    network.setUp();
+  } catch (const CInternetException&) {
+    // The first request tries again, and tells.
+  }
+}
+
 void cutOffTransfers() { network.cutOff(); }
 
 void resumeTransfers() { network.isCutOff = false; }

@@ -59,6 +59,7 @@ class ChannelPool {
 };
 
 // See the calls of CInternetSession.
+void setUpNetwork() noexcept;
 void cutOffTransfers();
 void resumeTransfers();
 void setNetworkShutDown(void (*shutDown)());

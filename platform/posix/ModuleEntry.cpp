@@ -1,9 +1,12 @@
 #include "platform/ModuleEntry.h"
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <utility>
+
+/// Stands for the library that this is linked into.
+extern "C" [[gnu::visibility("hidden")]] void* __dso_handle;
 
 namespace quillmoria {
 namespace {
@@ -34,7 +37,11 @@ void unloadModule(void* instance) {
   destroyModuleObjects();
 }
 
-void callAtExit(void (*shutDown)()) { std::atexit(shutDown); }
+void callAtExit(void (*shutDown)()) {
+  // What std::atexit does, but with this library's name to it also where a sanitizer stands in between.
+  abi::__cxa_atexit([](void* function) { reinterpret_cast<void (*)()>(function)(); }, reinterpret_cast<void*>(shutDown),
+                    &__dso_handle);
+}
 
 ModuleReference::ModuleReference() : handle_(dlopen(ownFile(), RTLD_NOLOAD | RTLD_LAZY)) {}
 
