@@ -1,16 +1,9 @@
-#include <gmock/gmock.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <future>
-#include <memory>
 #include <mutex>
 
-#include "quillmoria/ConnectedState.h"
-#include "support/LoopbackServer.h"
-#include "support/RecordingSubscriber.h"
-#include "support/Subscriptions.h"
-#include "support/TemporaryFolder.h"
+#include "engine/PullFixture.h"
 
 namespace {
 
@@ -43,11 +36,8 @@ class Gate {
   int most_ = 0;
 };
 
-class FetchAhead : public testing::Test {
+class FetchAhead : public PullFixture {
  protected:
-  FetchAhead() { SetConnectedState(ConnectedState::Connected); }
-  ~FetchAhead() override { NewsServer::WaitForPulls(-1); }
-
   /// Feeds "0" to "n-1" at `server`, whose answers wait for `gate`.
   void subscribe(LoopbackServer& server, int count, Gate& gate) {
     std::vector<std::pair<std::string, std::string>> feeds;
@@ -55,26 +45,14 @@ class FetchAhead : public testing::Test {
       const std::string target = "/" + std::to_string(i);
       feeds.emplace_back(std::to_string(i), server.url(target));
       server.handle(target, [&gate](const std::string&) {
-        return gate.pass() ? LoopbackServer::response("200 OK", "", "<rss><channel></channel></rss>") : "";
+        return gate.pass() ? LoopbackServer::response("200 OK", "", kEmptyFeed) : "";
       });
     }
     subscriptions_.add("a", feeds);
   }
-
-  std::string pull(RecordingSubscriber& subscriber) {
-    const std::unique_ptr<NewsServer> server(
-        NewsServerFactory::GetFactory()->GetNewsServer(subscriptions_.holder(), base_.name()));
-    server->AttachSubscriber(&subscriber);
-    NewsServer::WaitForPulls(-1);
-    server->DetachSubscriber(&subscriber);
-    return subscriber.takeEvents();
-  }
-
-  TemporaryBaseFolder base_;
-  Subscriptions subscriptions_;
 };
 
-TEST_F(FetchAhead, AsksEachHostForAsManyFeedsAtOnceAsItMayAndDeliversInOrder) {
+TEST_P(FetchAhead, AsksEachHostForAsManyFeedsAtOnceAsItMayAndDeliversInOrder) {
   LoopbackServer first, second;
   Gate firstGate(2), secondGate(2);
   subscribe(first, 5, firstGate);
@@ -87,12 +65,12 @@ TEST_F(FetchAhead, AsksEachHostForAsManyFeedsAtOnceAsItMayAndDeliversInOrder) {
     for (int i = 0; i < 5; ++i) expected += " | 10 | 11 | 2 " + std::to_string(i) + ": OK, 0 items, 0 new";
     expected += " | 13";
   }
-  EXPECT_EQ(pull(subscriber), expected + " | 3");
+  EXPECT_EQ(pull(*makeServer(), subscriber), expected + " | 3");
   EXPECT_EQ(firstGate.most(), 2);
   EXPECT_EQ(secondGate.most(), 2);
 }
 
-TEST_F(FetchAhead, IsCutOffByAStop) {
+TEST_P(FetchAhead, IsCutOffByAStop) {
   std::promise<void> underWay, over;
   LoopbackServer server;
   Gate open(1);
@@ -110,7 +88,7 @@ TEST_F(FetchAhead, IsCutOffByAStop) {
     underWay.get_future().wait();
     handle->TerminateNewsPullThread(nullptr);
   });
-  handle.reset(NewsServerFactory::GetFactory()->GetNewsServer(subscriptions_.holder(), base_.name()));
+  handle = makeServer();
   handle->AttachSubscriber(&subscriber);
   EXPECT_TRUE(NewsServer::WaitForPulls(20'000)) << "waits for a server that does not answer";
   EXPECT_EQ(subscriber.events(), "1 | 12 category:a | 10 | 11 | 2 0: OK, 0 items, 0 new | 13");
@@ -118,7 +96,7 @@ TEST_F(FetchAhead, IsCutOffByAStop) {
   over.set_value();
 }
 
-TEST_F(FetchAhead, DownloadsAnImageOfSeveralFeedsOnce) {
+TEST_P(FetchAhead, DownloadsAnImageOfSeveralFeedsOnce) {
   LoopbackServer server;
   server.serve("/logo.gif", "GIF89a");
   const std::string document =
@@ -131,11 +109,13 @@ TEST_F(FetchAhead, DownloadsAnImageOfSeveralFeedsOnce) {
   subscriptions_.add("a", feeds);
   NewsServer::SetParallelFetches(4, 4);
   RecordingSubscriber subscriber;
-  pull(subscriber);
+  pull(*makeServer(), subscriber);
   EXPECT_EQ(subscriber.news().size(), 4u);
   int images = 0;
   for (const std::string& request : server.requests()) images += request.starts_with("GET /logo.gif ");
   EXPECT_EQ(images, 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(EightAtOnce, FetchAhead, testing::Values(8), testing::PrintToStringParamName());
 
 }  // namespace
