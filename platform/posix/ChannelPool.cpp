@@ -110,9 +110,14 @@ void Network::atExit() {
 Channel::Channel(std::shared_ptr<Share> share)
     : share_(std::move(share)),
       multi_(curl_multi_init(), &curl_multi_cleanup),
-      easy_(curl_easy_init(), &curl_easy_cleanup) {
-  if (!multi_ || !easy_) throw CInternetException("Out of memory");
+      easy_(nullptr, &curl_easy_cleanup) {
+  if (!multi_) throw CInternetException("Out of memory");
   curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
+}
+
+void Channel::renewEasy() {
+  easy_.reset(curl_easy_init());
+  if (!easy_) throw CInternetException("Out of memory");
   curl_easy_setopt(easy(), CURLOPT_SHARE, share_->handle());
 }
 

@@ -13,11 +13,15 @@ namespace quillmoria {
 class HttpRequest;
 class Share;
 
-/// A multi handle, which keeps a connection, and its one easy handle. The connection cache of several threads cannot be
+/// A multi handle, which keeps a connection, and the easy handle of the request under way. The connection cache of several threads cannot be
 /// shared safely, so each request has a channel to itself.
 class Channel {
  public:
   explicit Channel(std::shared_ptr<Share> share);
+
+  /// Gives a request an easy handle of its own: one that is reset still points to header lines of its last transfer,
+  /// which the network library then takes for there. Throws CInternetException.
+  void renewEasy();
 
   CURLM* multi() const { return multi_.get(); }
   CURL* easy() const { return easy_.get(); }

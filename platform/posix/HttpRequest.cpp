@@ -167,7 +167,7 @@ void HttpRequest::set(CURLoption option, Value value) {
 }
 
 void HttpRequest::configure() {
-  curl_easy_reset(channel_->easy());
+  channel_->renewEasy();
   set(CURLOPT_ERRORBUFFER, errorText_);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
