@@ -24,10 +24,12 @@ void requireSoundRequest(std::string_view head) {
   }
 }
 
-/// A proxy on loopback that stands for every server: nothing leaves the machine. Answers each request with the same
-/// bytes and closes.
+/// A proxy on loopback that stands for every server: nothing leaves the machine. Answers a request with the bytes up to
+/// the next mark, those behind the last mark to all further requests, and closes.
 class Proxy {
  public:
+  static constexpr char kMark = '\x1e';
+
   Proxy() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
     socklen_t size = sizeof address_;
     address_.sin_family = AF_INET;
@@ -48,9 +50,9 @@ class Proxy {
     close(listener_);
   }
 
-  void answer(std::string bytes) {
+  void answer(std::string answers) {
     const std::lock_guard lock(mutex_);
-    answer_ = std::move(bytes);
+    answers_ = std::move(answers);
   }
 
  private:
@@ -64,13 +66,15 @@ class Proxy {
     }
     requireSoundRequest(std::string_view(head).substr(0, head.size() - 2));
     const std::lock_guard lock(mutex_);
-    send(client, answer_.data(), answer_.size(), MSG_NOSIGNAL);
+    const std::size_t end = answers_.find(kMark);
+    send(client, answers_.data(), std::min(end, answers_.size()), MSG_NOSIGNAL);
+    if (end != std::string::npos) answers_.erase(0, end + 1);
   }
 
   int listener_;
   sockaddr_in address_{};
-  std::mutex mutex_;  ///< guards the answer
-  std::string answer_;
+  std::mutex mutex_;  ///< guards the answers
+  std::string answers_;
   std::thread thread_;
 };
 
@@ -85,7 +89,7 @@ void requireSoundParts(std::string_view url) {
 
 }  // namespace
 
-/// The first line is fetched; the rest is what the server sends, at the redirect's target too.
+/// The first line is fetched; the rest is what the servers send.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Proxy proxy;
   const std::string input = textOf(data, size);
