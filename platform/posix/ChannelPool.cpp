@@ -108,9 +108,7 @@ void Network::atExit() {
 }
 
 Channel::Channel(std::shared_ptr<Share> share)
-    : share_(std::move(share)),
-      multi_(curl_multi_init(), &curl_multi_cleanup),
-      easy_(nullptr, &curl_easy_cleanup) {
+    : share_(std::move(share)), multi_(curl_multi_init(), &curl_multi_cleanup), easy_(nullptr, &curl_easy_cleanup) {
   if (!multi_) throw CInternetException("Out of memory");
   curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
 }

@@ -13,8 +13,8 @@ namespace quillmoria {
 class HttpRequest;
 class Share;
 
-/// A multi handle, which keeps a connection, and the easy handle of the request under way. The connection cache of several threads cannot be
-/// shared safely, so each request has a channel to itself.
+/// A multi handle, which keeps a connection, and the easy handle of the request under way. The connection cache of
+/// several threads cannot be shared safely, so each request has a channel to itself.
 class Channel {
  public:
   explicit Channel(std::shared_ptr<Share> share);
