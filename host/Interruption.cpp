@@ -2,6 +2,11 @@
 
 #include <semaphore.h>
 #include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "Output.h"
 
 namespace quillmoria {
 namespace {
@@ -22,6 +27,12 @@ void setHandlers(void (*handler)(int)) {
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART | SA_RESETHAND;
   for (int signal : kSignals) sigaction(signal, &action, nullptr);
+}
+
+/// The fetch under way may last until its time-out.
+void announceStop() {
+  if (isatty(STDERR_FILENO)) std::fputc('\n', stderr);  // the progress bar and "^C" stand in the last line
+  complain("stopping after the fetch under way; Ctrl-C again ends at once");
 }
 
 timespec inMilliseconds(long milliseconds) {
@@ -53,6 +64,7 @@ bool Interruption::happened() const { return signalled != 0; }
 void Interruption::stopPulls() {
   while (sem_wait(&wake) != 0) {
   }
+  if (!over_) announceStop();
   while (!over_) {
     server_.TerminateNewsPullThread(&subscriber_);
     const timespec deadline = inMilliseconds(20);

@@ -7,8 +7,8 @@
 
 namespace quillmoria {
 
-/// Turns Ctrl-C (SIGINT, SIGTERM) into the end of the engine's pull at its next check, while it lives. A second one
-/// ends the program at once, as it does outside. One at a time in a process.
+/// Turns Ctrl-C (SIGINT, SIGTERM) into the end of the engine's pull at its next check, and says so, while it lives. A
+/// second one ends the program at once, as it does outside. One at a time in a process.
 class Interruption {
  public:
   /// `server` and `subscriber` must outlive the object.
