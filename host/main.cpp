@@ -3,6 +3,7 @@
 #include <exception>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "BaseFolder.h"
 #include "Demo.h"
@@ -90,6 +91,13 @@ int report(const CLI::App& app, const CLI::ParseError& end, Output& output) {
   return asked ? kDone : kWrongUse;
 }
 
+/// The word that stands where a command should; empty if there is none.
+std::string unknownCommand(const CLI::App& app) {
+  const std::vector<std::string> words = app.remaining();
+  const bool isMissing = app.get_subcommands().empty() && !words.empty() && !words.front().starts_with('-');
+  return isMissing ? words.front() : "";
+}
+
 int run(int argc, char** argv, Output& output) {
   CLI::App app("Reads feeds: RSS 0.90 to 2.0 and Atom.", "quillmoria");
   app.footer(kFooter);
@@ -109,6 +117,9 @@ int run(int argc, char** argv, Output& output) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& end) {
+    if (const std::string word = unknownCommand(app); !word.empty()) {
+      throw Failure(kWrongUse, "there is no command " + word + ": pull, feed, opml or demo");
+    }
     return report(app, end, output);
   }
   if (demo->parsed()) return demoCommand(base, output);
