@@ -20,6 +20,12 @@ std::string timeText(const RSSObject::NewsItemStruct& item) {
   return text.empty() ? std::string(kNoTime) : text;
 }
 
+/// The time is shown by a 24-hour clock, which needs no AM or PM.
+std::string zoneText(const RSSObject::NewsItemStruct& item) {
+  const std::string& suffix = item.timeSuffix;
+  return suffix.empty() || suffix == "AM" || suffix == "PM" ? "" : " " + suffix;
+}
+
 /// Items without a title are shown by their address.
 std::string titleText(const RSSObject::NewsItemStruct& item) {
   const std::string title = collapsed(toUtf8(item.titleW));
@@ -58,7 +64,7 @@ void listFeed(Output& output, const RSSObject& news) {
   }
   for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
     output.line("");
-    output.line(timeText(item) + " " + item.timeSuffix + "  " + titleText(item));
+    output.line(timeText(item) + zoneText(item) + "  " + titleText(item));
     lineIfAny(output, "  by ", toUtf8(item.creatorW));
     lineIfAny(output, "  ", item.link);
   }
