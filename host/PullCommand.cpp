@@ -1,8 +1,11 @@
 #include "PullCommand.h"
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <tuple>
 
 #include "Failure.h"
 #include "Json.h"
@@ -16,6 +19,17 @@
 namespace quillmoria {
 namespace {
 
+/// What changes whenever a file is written: the time is too coarse on some file systems, but a file that replaces
+/// another is a different one.
+using FileState = std::tuple<ino_t, time_t, long>;
+
+/// Nothing if there is no such file.
+std::optional<FileState> stateOf(const std::string& path) {
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0) return std::nullopt;
+  return FileState(info.st_ino, info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
+}
+
 /// What a pull brought, feed by feed in the order of the subscriptions. Filled on the pull's thread, read after its
 /// end.
 class PullReport : public RSSSubscriber {
@@ -24,7 +38,11 @@ class PullReport : public RSSSubscriber {
       : feeds_(std::move(feeds)), baseFolder_(baseFolder), json_(json), output_(output), progress_(feeds_.size()) {}
 
   void EventReceived(RSSEvent event) override {
-    if (event.GetEventID() == kFeedLoading) progress_.feedStarted(feeds_[endedCount_]->name);
+    if (event.GetEventID() == kFeedLoading) {
+      const RSSObject::NewsFeed& feed = *feeds_[endedCount_];
+      cacheFileBefore_ = stateOf(cacheFile(feed));
+      progress_.feedStarted(feed.name);
+    }
     if (event.GetEventID() == kPullFinishedOffline) offline_ = true;
   }
 
@@ -38,6 +56,11 @@ class PullReport : public RSSSubscriber {
       failures_.push_back(subscribed.name + ": " + failureText(*news) + " <" + subscribed.url + ">");
     } else {
       itemCount_ += news->itemCount;
+      if (wasFetched(*news) && !wasCached(subscribed)) {
+        failures_.push_back(subscribed.name +
+                            ": its cache file cannot be written (is the disk full or read-only?): its items will be "
+                            "new again");
+      }
     }
     if (json_) {
       loadStoredPicture(*news, baseFolder_);
@@ -71,6 +94,19 @@ class PullReport : public RSSSubscriber {
   std::string share() const { return std::to_string(endedCount_) + " of " + std::to_string(feeds_.size()) + " feeds"; }
 
  private:
+  static bool wasFetched(const RSSObject& news) { return news.statusMessage == "OK"; }
+
+  std::string cacheFile(const RSSObject::NewsFeed& feed) const {
+    return baseFolder_ + "/cache/" + cacheFileName(feed.name);
+  }
+
+  /// Whether the feed that has just ended got a new cache file: the engine writes it before it hands out the news, and
+  /// does not say when it cannot.
+  bool wasCached(const RSSObject::NewsFeed& feed) const {
+    const std::optional<FileState> now = stateOf(cacheFile(feed));
+    return now && now != cacheFileBefore_;
+  }
+
   std::string summary() const {
     return share() + ": " + std::to_string(itemCount_) + " items, " + std::to_string(newItemCount_) + " new, " +
            std::to_string(failures_.size()) + " failed";
@@ -83,6 +119,7 @@ class PullReport : public RSSSubscriber {
   Progress progress_;
   bool offline_ = false;
   std::size_t endedCount_ = 0;
+  std::optional<FileState> cacheFileBefore_;  ///< of the feed under way
   long itemCount_ = 0;
   long newItemCount_ = 0;
   std::vector<std::string> failures_;

@@ -10,14 +10,6 @@ namespace {
 
 constexpr std::size_t kLongestNameBytes = 200;  // a file name has at most 255, the engine's and our additions included
 
-/// The name of the cache file that the engine makes of a feed's name.
-std::string cacheFileName(std::string name) {
-  constexpr std::string_view kReplaced = "\"\\><:*?|";
-  std::replace_if(
-      name.begin(), name.end(), [&](char c) { return kReplaced.find(c) != std::string_view::npos; }, '_');
-  return name;
-}
-
 /// A slash would lead the cache file into a subfolder, and "." and ".." name no file.
 std::string asFileName(std::string_view text) {
   std::string name = collapsed(firstBytes(collapsed(printable(text)), kLongestNameBytes));
@@ -31,6 +23,13 @@ std::string_view withoutScheme(std::string_view url) {
 }
 
 }  // namespace
+
+std::string cacheFileName(std::string name) {
+  constexpr std::string_view kReplaced = "\"\\><:*?|";
+  std::replace_if(
+      name.begin(), name.end(), [&](char c) { return kReplaced.find(c) != std::string_view::npos; }, '_');
+  return name;
+}
 
 void Subscriptions::add(std::string_view category, std::string_view name, const std::string& url) {
   std::string fileName = asFileName(name);

@@ -98,9 +98,8 @@ TEST_F(Host, ShowsOneFeedWithTheCredentialsThatTheServerAsksFor) {
     return LoopbackServer::response("401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n", "");
   });
   files_.write("password", "secret\r\nignored\n");
-  EXPECT_EQ(
-      run("feed @SERVER/closed --user me --password-file @FILES/password").output(),
-      "Ex\u00E4mple\n  http://example.org/\n\n2026-01-01 10:00 AM  One\n  by A. Writer\n  http://example.org/1\n");
+  EXPECT_EQ(run("feed @SERVER/closed --user me --password-file @FILES/password").output(),
+            "Ex\u00E4mple\n  http://example.org/\n\n2026-01-01 10:00  One\n  by A. Writer\n  http://example.org/1\n");
   ProgramRun unknown = run("feed @SERVER/closed");
   EXPECT_EQ(unknown.status(), 1);
   EXPECT_THAT(unknown.errors(), HasSubstr(server_.url("/closed: HTTP_STATUS_DENIED")));
@@ -175,6 +174,7 @@ TEST_F(Host, StopsAPullOnCtrlCAndLeavesWholeCacheFiles) {
   EXPECT_EQ(pull.status(), 130);
   const long pulled = linesWith(pull.output(), R"("status":"OK")");
   EXPECT_LT(pulled, kFeeds);
+  EXPECT_EQ(linesWith(pull.errors(), "stopping after the fetch under way; Ctrl-C again"), 1);
   EXPECT_THAT(pull.errors(), HasSubstr("stopped after " + std::to_string(pulled) + " of 400 feeds"));
   EXPECT_EQ(filesIn(base_ / "cache").size(), static_cast<std::size_t>(pulled));
   const std::string cached = run("pull --offline --json --opml @FILES/list.opml").output();
@@ -208,6 +208,7 @@ TEST_F(Host, EndsWithItsStatusAndSaysWhy) {
   files_.write("no-feeds.opml", "<opml><outline text='News'/></opml>");
   server_.serve("/page.html", "<!DOCTYPE html><html></html>");
   server_.answer("/closed", "");
+  std::filesystem::create_directories(base_ / "cache/Folder_");
   for (const auto& [status, says, command] : readTable<3>("host/uses.tsv")) {
     ProgramRun use = run(command);
     EXPECT_EQ(std::to_string(use.status()), status) << command;
