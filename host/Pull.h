@@ -9,9 +9,6 @@
 
 namespace quillmoria {
 
-/// The ids of the engine's events that the host acts on.
-enum PullEvent : int { kPullFinishedOffline = 4, kFeedLoading = 10 };
-
 /// Pulls over the same subscriptions for one subscriber, each waited for.
 ///
 ///     PullRunner runner(subscriptions, baseFolder, subscriber);

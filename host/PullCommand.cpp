@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -19,6 +20,9 @@
 namespace quillmoria {
 namespace {
 
+/// The id of the engine's event before each feed.
+constexpr std::int32_t kFeedLoading = 10;
+
 /// What changes whenever a file is written: the time is too coarse on some file systems, but a file that replaces
 /// another is a different one.
 using FileState = std::tuple<ino_t, time_t, long>;
@@ -34,8 +38,13 @@ std::optional<FileState> stateOf(const std::string& path) {
 /// end.
 class PullReport : public RSSSubscriber {
  public:
-  PullReport(std::vector<const RSSObject::NewsFeed*> feeds, const std::string& baseFolder, bool json, Output& output)
-      : feeds_(std::move(feeds)), baseFolder_(baseFolder), json_(json), output_(output), progress_(feeds_.size()) {}
+  PullReport(std::vector<const RSSObject::NewsFeed*> feeds, const std::string& baseFolder, const PullOptions& options,
+             Output& output)
+      : feeds_(std::move(feeds)),
+        baseFolder_(baseFolder),
+        options_(options),
+        output_(output),
+        progress_(feeds_.size()) {}
 
   void EventReceived(RSSEvent event) override {
     if (event.GetEventID() == kFeedLoading) {
@@ -43,12 +52,15 @@ class PullReport : public RSSSubscriber {
       cacheFileBefore_ = stateOf(cacheFile(feed));
       progress_.feedStarted(feed.name);
     }
-    if (event.GetEventID() == kPullFinishedOffline) offline_ = true;
   }
 
   /// A throw, as of output that cannot be written, ends the pull.
   void NewsReceived(RSSObject* feed, RSSEvent) override {
     std::unique_ptr<RSSObject> news(feed);
+    if (endedCount_ == 0 && options_.connected == ConnectedState::Automatic && wasReadFromCache(*news)) {
+      progress_.erase();
+      complain("there is no network: the news come from the cache (--online fetches all the same)");
+    }
     const RSSObject::NewsFeed& subscribed = *feeds_[endedCount_++];
     progress_.feedEnded(subscribed.name, *news);
     newItemCount_ += news->newItemCount;
@@ -62,7 +74,7 @@ class PullReport : public RSSSubscriber {
                             "new again");
       }
     }
-    if (json_) {
+    if (options_.json) {
       loadStoredPicture(*news, baseFolder_);
       output_.line(feedAsJson(subscribed, *news));
       output_.flush();
@@ -86,7 +98,6 @@ class PullReport : public RSSSubscriber {
   }
 
   void eraseProgress() const { progress_.erase(); }
-  bool offline() const { return offline_; }
   bool complete() const { return endedCount_ == feeds_.size(); }
   bool failed() const { return !failures_.empty(); }
 
@@ -95,6 +106,10 @@ class PullReport : public RSSSubscriber {
 
  private:
   static bool wasFetched(const RSSObject& news) { return news.statusMessage == "OK"; }
+
+  static bool wasReadFromCache(const RSSObject& news) {
+    return news.itemCount < 0 ? news.statusMessage == "Resource not cached" : !wasFetched(news);
+  }
 
   std::string cacheFile(const RSSObject::NewsFeed& feed) const {
     return baseFolder_ + "/cache/" + cacheFileName(feed.name);
@@ -114,10 +129,9 @@ class PullReport : public RSSSubscriber {
 
   const std::vector<const RSSObject::NewsFeed*> feeds_;
   const std::string& baseFolder_;
-  const bool json_;
+  const PullOptions& options_;
   Output& output_;
   Progress progress_;
-  bool offline_ = false;
   std::size_t endedCount_ = 0;
   std::optional<FileState> cacheFileBefore_;  ///< of the feed under way
   long itemCount_ = 0;
@@ -163,15 +177,12 @@ int pullCommand(const PullOptions& options, const std::string& baseFolder, Outpu
   SetConnectedState(options.connected);
   NewsServer::SetParallelFetches(options.jobs, options.jobsPerHost);
   Subscriptions subscriptions = subscriptionsOf(options, baseFolder);
-  PullReport report(subscriptions.inPullOrder(), baseFolder, options.json, output);
+  PullReport report(subscriptions.inPullOrder(), baseFolder, options, output);
 
   PullRunner runner(subscriptions, baseFolder, report);
   runner.pull();
 
   report.eraseProgress();
-  if (report.offline() && options.connected == ConnectedState::Automatic) {
-    complain("there is no network: the news come from the cache (--online fetches all the same)");
-  }
   if (!options.json) report.listByCategory();
   output.flush();
   report.complainOfFailures();
