@@ -106,13 +106,25 @@ std::optional<Source> boundedJpeg(std::string_view jpeg) {
   return std::nullopt;
 }
 
-/// The image, unless it is shorter than it says, as a whole or up to its pixels, or its second header goes beyond it:
-/// the decoder makes room for that header before it has read it.
+/// Whether a bitmap, from its information header on, has that header and as many colours as it says. The decoder makes
+/// room for both before it has read them.
+bool holdsItsColors(std::string_view bitmap) {
+  constexpr std::size_t kColorCountAt = 32;  // in all headers that reach so far
+  constexpr std::size_t kColorBytes = 4;
+  if (bitmap.size() < 4) return false;
+  const std::size_t headerBytes = littleEndian(bitmap, 0, 4);
+  if (headerBytes > bitmap.size()) return false;
+  const std::size_t colors = headerBytes < kColorCountAt + 4 ? 0 : littleEndian(bitmap, kColorCountAt, 4);
+  return colors <= (bitmap.size() - headerBytes) / kColorBytes;
+}
+
+/// The image, unless it is shorter than it says.
 std::optional<Source> wholeBmp(std::string_view bmp) {
   constexpr std::size_t kHeaderBytes = 14;
-  if (bmp.size() < kHeaderBytes + 4 || littleEndian(bmp, 2, 4) > bmp.size()) return std::nullopt;
-  if (littleEndian(bmp, 10, 4) > bmp.size()) return std::nullopt;
-  if (littleEndian(bmp, kHeaderBytes, 4) > bmp.size() - kHeaderBytes) return std::nullopt;
+  if (bmp.size() < kHeaderBytes || std::max(littleEndian(bmp, 2, 4), littleEndian(bmp, 10, 4)) > bmp.size() ||
+      !holdsItsColors(bmp.substr(kHeaderBytes))) {
+    return std::nullopt;
+  }
   return Source{"bmp", std::string(bmp)};
 }
 
@@ -140,10 +152,11 @@ std::optional<Source> largestOfIco(std::string_view ico) {
   if (offset > ico.size() || size > ico.size() - offset) return std::nullopt;
   const std::string_view image = ico.substr(offset, size);
   if (image.starts_with(kPngSignature)) return essentialsOfPng(image);
-  // The height counts the rows of the picture and of its mask.
-  if (size < kBitmapHeaderBytes || !isAllowed(littleEndian(image, 4, 4), littleEndian(image, 8, 4) / 2)) {
+  if (size < kBitmapHeaderBytes || littleEndian(image, 0, 4) != kBitmapHeaderBytes || !holdsItsColors(image)) {
     return std::nullopt;
   }
+  // The height counts the rows of the picture and of its mask.
+  if (!isAllowed(littleEndian(image, 4, 4), littleEndian(image, 8, 4) / 2)) return std::nullopt;
   Source source{"ico", std::string("\0\0\1\0\1\0", kHeaderBytes)};
   source.bytes.append(best.substr(0, 12)).append("\x16\0\0\0", 4).append(image);
   return source;
