@@ -1,3 +1,4 @@
+#include <future>
 #include <stdexcept>
 
 #include "engine/PullFixture.h"
@@ -31,10 +32,17 @@ TEST_P(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
       if (action == "throw") throw std::runtime_error("no more");
       server_->TerminateNewsPullThread(nullptr);
     };
+    std::promise<void> loading;
     RecordingSubscriber subscriber([&, &at = at](const std::string& line) {
       if (line == at) act();
+      if (at == "fetch" && line == "10") loading.set_value();
     });
-    if (at == "fetch") onFetch_ = act;
+    if (at == "fetch") {
+      onFetch_ = [&] {
+        loading.get_future().wait();  // a fetch ahead may be earlier
+        act();
+      };
+    }
     EXPECT_EQ(pull(*server_, subscriber), events) << action << " at " << at;
     onFetch_ = nullptr;
     RecordingSubscriber next;

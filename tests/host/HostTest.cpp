@@ -154,7 +154,7 @@ TEST_F(Host, StopsAPullOnCtrlCAndLeavesWholeCacheFiles) {
   const std::string feed = readSample("host/one.atom");
   std::promise<void> requested;
   std::promise<void> signalled;
-  server_.handle("/0", [&](const std::string&) {
+  server_.handle("/0", [&, feed](const std::string&) {
     requested.set_value();
     signalled.get_future().wait();
     return LoopbackServer::response("200 OK", "", feed);
