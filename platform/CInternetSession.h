@@ -133,8 +133,8 @@ class CInternetSession {
   void EnableStatusCallback(bool enable);
 
   /// `host` may be a name, an IPv4 address or an IPv6 address in brackets. An explicit port behind it ("host:8080")
-  /// replaces `port`. Credentials may be null. Throws CInternetException for a port outside 1 to 65535 and for a host
-  /// text that is empty or holds '@', '?', '#', a space or a control character.
+  /// replaces `port`. Credentials may be null; a user name with a line end is none. Throws CInternetException for a
+  /// port outside 1 to 65535 and for a host text that is empty or holds '@', '?', '#', a space or a control character.
   std::unique_ptr<CHttpConnection> GetHttpConnection(std::string_view host, std::uint16_t port, const char* userName,
                                                      const char* password);
 

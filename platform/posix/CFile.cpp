@@ -82,6 +82,12 @@ std::optional<Place> locate(const std::string& path) {
 /// False if somebody else holds the file. A file system without locks locks for nobody.
 bool lockForOneself(int file) { return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
 
+/// Empties `file`, but not if it has another name as well, which may stand in another folder.
+bool emptied(int file) {
+  struct stat state;
+  return ::fstat(file, &state) == 0 && state.st_nlink <= 1 && ::ftruncate(file, 0) == 0;
+}
+
 /// What is open may have been renamed or removed by its last holder before it was locked.
 bool isStillNamed(int file, int directory, const std::string& name) {
   struct stat opened;
@@ -96,8 +102,7 @@ Descriptor openForOneself(int directory, const std::string& name) {
     Descriptor file = openRegular(directory, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
     if (!file || !lockForOneself(file.get())) return Descriptor();
     if (!isStillNamed(file.get(), directory, name)) continue;
-    if (::ftruncate(file.get(), 0) != 0) return Descriptor();
-    return file;
+    return emptied(file.get()) ? std::move(file) : Descriptor();
   }
   return Descriptor();
 }
@@ -138,7 +143,7 @@ bool CFile::Open(const std::string& path, OpenFlags flags) {
     handle->file = openRegular(directory, place->name.c_str(), O_RDONLY | O_NOFOLLOW);
   } else if (flags == modeCreate) {
     handle->file = openRegular(directory, place->name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
-    if (handle->file && ::ftruncate(handle->file.get(), 0) != 0) return false;
+    if (handle->file && !emptied(handle->file.get())) return false;
   } else {
     std::string temporary = temporaryName(place->name);
     handle->file = openForOneself(directory, temporary);

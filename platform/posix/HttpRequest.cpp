@@ -48,6 +48,17 @@ std::string_view withoutLineEnd(std::string_view line) {
 
 std::string_view nameOf(std::string_view headerLine) { return headerLine.substr(0, headerLine.find(':')); }
 
+/// Whether the body comes in a coding that nobody has asked for. The network library would undo it, however large the
+/// body grows between two codings, before anybody can stop it.
+bool isForeignCoding(std::string_view headerLine) {
+  if (lowerAscii(nameOf(headerLine)) != "transfer-encoding") return false;
+  std::string coding = lowerAscii(headerLine.substr(headerLine.find(':') + 1));
+  std::erase_if(coding, [](char c) { return c == ' ' || c == '\t'; });
+  return coding != "chunked" && coding != "identity";
+}
+
+[[noreturn]] void throwTooLargeBody() { throw CInternetException("The body is too large"); }
+
 std::string textOf(const sockaddr& address, socklen_t size) {
   char host[NI_MAXHOST] = "";
   getnameinfo(&address, size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
@@ -139,9 +150,7 @@ bool HttpRequest::ReadString(CString& text) {
 }
 
 std::size_t HttpRequest::QueryInfoContentLength() const {
-  curl_off_t length = 0;
-  if (channel_) curl_easy_getinfo(channel_->easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-  return static_cast<std::size_t>(std::clamp<curl_off_t>(length, 0, options().maximumBody));
+  return static_cast<std::size_t>(std::clamp<curl_off_t>(statedLength(), 0, options().maximumBody));
 }
 
 void HttpRequest::Close() {
@@ -179,7 +188,7 @@ void HttpRequest::configure() {
   set(CURLOPT_USERAGENT, state_.agent.c_str());
   set(CURLOPT_HTTPHEADER, headers_.get());
   set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
-  if (!destination_.credentials.userName.empty()) {
+  if (destination_.credentials.canAnswer()) {
     set(CURLOPT_USERNAME, destination_.credentials.userName.c_str());
     set(CURLOPT_PASSWORD, destination_.credentials.password.c_str());
   }
@@ -197,11 +206,11 @@ void HttpRequest::configureProxy() {
   set(CURLOPT_PROXY, proxy.c_str());
   set(CURLOPT_NOPROXY, state_.proxyBypass.c_str());
   set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
-  if (!proxyCredentials_.userName.empty()) {
+  if (proxyCredentials_.canAnswer()) {
     set(CURLOPT_PROXYUSERNAME, proxyCredentials_.userName.c_str());
     set(CURLOPT_PROXYPASSWORD, proxyCredentials_.password.c_str());
   }
-  hasProxyCredentials_ = !proxyCredentials_.userName.empty() || proxy.find('@') != std::string::npos;
+  hasProxyCredentials_ = proxyCredentials_.canAnswer() || proxy.find('@') != std::string::npos;
   proxyHeaders_.append("Proxy-Connection:");  // keeps the network library from adding one
   set(CURLOPT_PROXYHEADER, proxyHeaders_.get());
 }
@@ -315,11 +324,19 @@ void HttpRequest::checkEnd() {
 bool HttpRequest::fill() {
   if (!unread().empty()) return true;
   if (!channel_) return false;
+  if (statedLength() > options().maximumBody) throwTooLargeBody();
   piece_.clear();
   taken_ = 0;
   driveUntil([this] { return !piece_.empty(); });
   if (piece_.empty()) checkEnd();
   return !piece_.empty();
+}
+
+/// -1 if the header lines state none.
+curl_off_t HttpRequest::statedLength() const {
+  curl_off_t length = -1;
+  if (channel_) curl_easy_getinfo(channel_->easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  return length;
 }
 
 long HttpRequest::responseCode() const {
@@ -379,6 +396,7 @@ void HttpRequest::headerLine(std::string_view line) {
     notify(INTERNET_STATUS_RECEIVING_RESPONSE);
   }
   const std::string_view text = withoutLineEnd(line);
+  if (isForeignCoding(text)) throw CInternetException("The transfer coding is unknown");
   if (std::exchange(isBlockEnded_, text.empty())) rawHeaders_.clear();
   if (!text.empty()) {
     rawHeaders_.append(text).append("\r\n");
@@ -404,7 +422,7 @@ void HttpRequest::endOfHeaders() {
 
 /// Whether the network library answers this refusal with credentials, if it can: the first of its kind.
 bool HttpRequest::mayAnswer(long status) {
-  if (status == kUnauthorized) return !destination_.credentials.userName.empty() && serverRefusals_++ == 0;
+  if (status == kUnauthorized) return destination_.credentials.canAnswer() && serverRefusals_++ == 0;
   return hasProxyCredentials_ && proxyRefusals_++ == 0;
 }
 
@@ -416,7 +434,7 @@ void HttpRequest::finalHeaders(long status) {
 void HttpRequest::bodyPiece(std::string_view bytes) {
   noteBytes(bytes.size());
   bodyBytes_ += bytes.size();
-  if (bodyBytes_ > options().maximumBody) throw CInternetException("The body is too large");
+  if (bodyBytes_ > options().maximumBody) throwTooLargeBody();
   if (status_ == 0) finalHeaders(responseCode());
   piece_.append(bytes);
 }

@@ -31,6 +31,9 @@ class HeaderList {
 };
 
 struct Credentials {
+  /// A name with a line end answers nothing: Digest sends it as it is, and another header line would begin there.
+  bool canAnswer() const { return !userName.empty() && userName.find_first_of("\r\n") == std::string::npos; }
+
   std::string userName;
   std::string password;
 };
@@ -90,6 +93,7 @@ class HttpRequest : public CHttpFile {
   Clock::time_point periodEnd() const;
   void checkEnd();
   bool fill();
+  curl_off_t statedLength() const;
   long responseCode() const;
   std::string_view unread() const { return std::string_view(piece_).substr(taken_); }
 

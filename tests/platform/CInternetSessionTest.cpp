@@ -31,13 +31,12 @@ class InternetSession : public testing::Test {
   using Send = LoopbackServer::Send;
 
   std::unique_ptr<CHttpFile> requestFor(const char* target, int port) {
-    return session_.GetHttpConnection("127.0.0.1", static_cast<std::uint16_t>(port), nullptr, nullptr)
+    return session_.GetHttpConnection("127.0.0.1", static_cast<std::uint16_t>(port), "me", "secret")
         ->OpenRequest("GET", target, 0);
   }
 
   /// The status and the body, or the error text.
-  std::string outcomeOf(const char* target, int port) try {
-    const auto request = requestFor(target, port);
+  static std::string outcomeOf(const std::unique_ptr<CHttpFile>& request) try {
     request->SendRequest();
     std::string outcome = std::to_string(request->QueryInfoStatusCode()) + " ";
     char piece[1000];
@@ -46,30 +45,39 @@ class InternetSession : public testing::Test {
   } catch (const CInternetException& error) {
     return error.what();
   }
-  std::string outcomeOf(const char* target) { return outcomeOf(target, server_.port()); }
+  std::string outcomeOf(const char* target) { return outcomeOf(requestFor(target, server_.port())); }
 
-  ObservedSession session_{"Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", ""};
   LoopbackServer server_;
+  ObservedSession session_{"Agent", 1, INTERNET_OPEN_TYPE_DIRECT, "", ""};
+  ObservedSession proxied_{"Agent", 1, INTERNET_OPEN_TYPE_PROXY, "127.0.0.1:" + std::to_string(server_.port()), ""};
 };
 
 }  // namespace
 
-TEST_F(InternetSession, EndsWithAnErrorTextWhateverTheServerDoes) {
-  session_.SetOption(INTERNET_OPTION_IDLE_TIMEOUT, 150);
-  session_.SetOption(INTERNET_OPTION_SLOW_PERIOD, 300);
-  session_.SetOption(INTERNET_OPTION_TRANSFER_TIMEOUT, 1500);
-  session_.SetOption(INTERNET_OPTION_MAXIMUM_BODY, 4'000'000);
+TEST_F(InternetSession, EndsWithAnErrorTextWhateverTheServerOrTheProxyDoes) {
+  for (ObservedSession* session : {&session_, &proxied_}) {
+    session->SetOption(INTERNET_OPTION_CONNECT_TIMEOUT, 1000);
+    session->SetOption(INTERNET_OPTION_CONNECT_RETRIES, 0);
+    session->SetOption(INTERNET_OPTION_IDLE_TIMEOUT, 150);
+    session->SetOption(INTERNET_OPTION_SLOW_PERIOD, 300);
+    session->SetOption(INTERNET_OPTION_TRANSFER_TIMEOUT, 1500);
+    session->SetOption(INTERNET_OPTION_MAXIMUM_BODY, 4'000'000);
+  }
   for (const auto& [what, text, first, piece, times, pause] : readTable<6>("platform/misbehaving-servers.tsv")) {
     std::string pieces;
     for (int i = times.empty() ? 0 : std::stoi(times); i > 0; --i) pieces += piece;
     const milliseconds wait(times.empty() ? 0 : std::stoi(pause));
-    server_.talk("/row", [=, first = first, isEndless = !times.empty()](const std::string&, const Send& send) {
-      for (bool goesOn = send(first) && isEndless; goesOn; goesOn = send(pieces)) std::this_thread::sleep_for(wait);
-      return false;
-    });
+    for (const char* target : {"/row", "news.example:443"}) {
+      server_.talk(target, [=, first = first, isEndless = !times.empty()](const std::string&, const Send& send) {
+        for (bool goesOn = send(first) && isEndless; goesOn; goesOn = send(pieces)) std::this_thread::sleep_for(wait);
+        return false;
+      });
+    }
     const std::string outcome = outcomeOf("/row");
     EXPECT_THAT(outcome, HasSubstr(text)) << what;
     EXPECT_FALSE(outcome.starts_with("200 ")) << what;
+    const auto tunnel = proxied_.GetHttpConnection("news.example", 443, nullptr, nullptr);
+    EXPECT_FALSE(outcomeOf(tunnel->OpenRequest("GET", "/", INTERNET_FLAG_SECURE)).starts_with("200 ")) << what;
   }
   server_.serve("/row", std::string(4'000'001, 'x'));
   EXPECT_EQ(outcomeOf("/row"), "The body is too large");
@@ -104,7 +112,7 @@ TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
   EXPECT_EQ(session_.connections, 1);
 
   const auto start = steady_clock::now();
-  EXPECT_THAT(outcomeOf("/", 1), HasSubstr("Failed to connect"));
+  EXPECT_THAT(outcomeOf(requestFor("/", 1)), HasSubstr("Failed to connect"));
   EXPECT_EQ(session_.connections, 1 + 3);
   EXPECT_GE(steady_clock::now() - start, milliseconds(200));
 }
