@@ -1,4 +1,7 @@
+#include <sys/stat.h>
+
 #include "engine/PullFixture.h"
+#include "support/Table.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -55,6 +58,44 @@ TEST_P(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
   EXPECT_EQ(statuses, "223344");
   EXPECT_EQ(subscriber.news()[1]->GetCategory(), "Tech");
   EXPECT_EQ(subscriber.news()[1]->items[1].date, subscriber.news()[0]->items[1].date) << "the first time is kept";
+}
+
+TEST_P(Pull, KeepsFilesOfHostileNamesWithinTheirFolders) {
+  const TemporaryBaseFolder outer;
+  outer.write("canary", "alive");
+  std::filesystem::create_directory(outer / "base");
+  for (const std::string folder : {"base/cache", "base/config", "base/feed_imgs"}) {
+    std::filesystem::create_directories(outer / (folder + "/folder"));
+    std::filesystem::create_symlink("../../canary", outer / (folder + "/link"));
+    std::filesystem::create_symlink("../../new", outer / (folder + "/dangling"));
+    std::filesystem::create_directory_symlink("../..", outer / (folder + "/linked"));
+    for (const char* name : {"/hard", "/:held"}) {
+      std::filesystem::create_hard_link(outer / "canary", outer / (folder + name));
+    }
+    mkfifo((outer / (folder + "/fifo")).c_str(), 0600);
+  }
+  auto rows = readTable<3>("engine/hostile-names.tsv");
+  for (const std::size_t length : {254, 255, 256, 5000}) {
+    const std::string name(length, 'n'), file = length > 255 ? "" : name;
+    rows.push_back({"cache", name, file});
+    rows.push_back({"feed_imgs", name, file});
+  }
+  for (const auto& [folder, name, file] : rows) {
+    const bool isImage = folder == "feed_imgs";
+    http_.serve("/feed", "<rss><channel><image><url>" + (isImage ? http_.url("/" + name) : "") +
+                             "</url></image></channel></rss>");
+    Subscriptions subscriptions;
+    subscriptions.add("C", {{isImage ? "feed" : name, http_.url("/feed")}});
+    auto before = outer.tree();
+    RecordingSubscriber subscriber;
+    const auto server = NewsServerFactory::GetFactory()->GetNewsServer(subscriptions.holder(), outer / "base");
+    EXPECT_THAT(pull(*std::unique_ptr<NewsServer>(server), subscriber), HasSubstr("OK, 0 items, 0 new")) << name;
+    auto after = outer.tree();
+    const std::string path = "base/" + folder + "/" + file;
+    EXPECT_EQ(after.contains(path), !file.empty()) << name;
+    for (auto* tree : {&before, &after}) tree->erase(path), tree->erase("base/cache/feed");
+    EXPECT_EQ(after, before) << name;
+  }
 }
 
 TEST_P(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {

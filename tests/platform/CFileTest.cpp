@@ -7,8 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <map>
-
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
 
@@ -21,22 +19,14 @@ class Files : public testing::Test {
  protected:
   Files() {
     fs::create_directory(base_ / "cache/sub");
-    base_.write("secret", "");
+    base_.write("secret", "kept");
     base_.write("cache/file", "old");
     fs::create_symlink("file", base_ / "cache/link");
     fs::create_symlink("nothing", base_ / "cache/dangling");
     fs::create_directory_symlink("..", base_ / "cache/linked");
     fs::create_directory_symlink(".", base_ / "a\\cache\\b");
+    fs::create_hard_link(base_ / "secret", base_ / "cache/hard");
     mkfifo((base_ / "cache/fifo").c_str(), 0600);
-  }
-
-  /// What is below the base folder: names with contents.
-  std::map<std::string, std::string> tree() const {
-    std::map<std::string, std::string> found;
-    for (const auto& entry : fs::recursive_directory_iterator(base_ / "")) {
-      found[entry.path()] = fs::is_regular_file(entry.symlink_status()) ? base_.read(entry.path()) : "";
-    }
-    return found;
   }
 
   bool opens(const std::string& path, CFile::OpenFlags mode) const { return CFile().Open(base_.name() + path, mode); }
@@ -71,14 +61,15 @@ constexpr char kFile[] = "\\cache\\file";
 }  // namespace
 
 TEST_F(Files, UnderNamesThatLeaveTheFolderOrAreNoFileNeitherOpenNorChange) {
-  const auto before = tree();
+  const auto before = base_.tree();
   for (const auto& [path] : readTable<1>("platform/refused-paths.txt")) {
     for (const auto mode : {CFile::modeRead, CFile::modeCreate, CFile::modeReplace}) {
       EXPECT_FALSE(opens(path, mode)) << path;
     }
   }
   EXPECT_FALSE(store("\\cache\\" + std::string(256, 'n'), ""));
-  EXPECT_EQ(tree(), before);
+  EXPECT_FALSE(opens("\\cache\\hard", CFile::modeCreate)) << "a name of another file";
+  EXPECT_EQ(base_.tree(), before);
 }
 
 TEST_F(Files, UnderNamesThatStayInTheFolderAreThere) {
@@ -94,27 +85,27 @@ TEST_F(Files, UnderNamesThatStayInTheFolderAreThere) {
 
 TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   fs::permissions(base_ / "cache/file", fs::perms(0640));
-  const auto before = tree();
+  const auto before = base_.tree();
   {
     CFile file;
     ASSERT_TRUE(file.Open(base_.name() + kFile, CFile::modeReplace));
     file.Write("new", 3);
     EXPECT_EQ(base_.read("cache/file"), "old");
   }
-  EXPECT_EQ(tree(), before);
+  EXPECT_EQ(base_.tree(), before);
   EXPECT_TRUE(store(kFile, "new"));
   EXPECT_EQ(base_.read("cache/file"), "new");
   EXPECT_EQ(fs::status(base_ / "cache/file").permissions(), fs::perms(0640));
 }
 
 TEST_F(Files, StayWholeWhenAWriteFailsOrTheProcessIsKilled) {
-  const std::size_t before = tree().size();
+  const std::size_t before = base_.tree().size();
   EXPECT_EXIT(failToStore(kFile), testing::KilledBySignal(SIGKILL), "");
   EXPECT_EQ(base_.read("cache/file"), "old");
-  EXPECT_EQ(tree().size(), before + 1);
+  EXPECT_EQ(base_.tree().size(), before + 1);
   EXPECT_TRUE(store(kFile, "n"));
   EXPECT_EQ(base_.read("cache/file"), "n");
-  EXPECT_EQ(tree().size(), before);
+  EXPECT_EQ(base_.tree().size(), before);
 }
 
 TEST_F(Files, AreReplacedByOneAtATime) {
@@ -124,8 +115,8 @@ TEST_F(Files, AreReplacedByOneAtATime) {
   first.Close();
   const int other = open((base_ / "cache/file").c_str(), O_RDONLY | O_CLOEXEC);
   flock(other, LOCK_SH);
-  const auto before = tree();
+  const auto before = base_.tree();
   EXPECT_FALSE(opens(kFile, CFile::modeReplace));
-  EXPECT_EQ(tree(), before);
+  EXPECT_EQ(base_.tree(), before);
   close(other);
 }

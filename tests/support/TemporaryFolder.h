@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -37,6 +38,16 @@ class TemporaryBaseFolder {
     std::ostringstream bytes;
     bytes << std::ifstream(path_ / below, std::ios::binary).rdbuf();
     return bytes.str();
+  }
+
+  /// Everything below the folder: names with the contents of files.
+  std::map<std::string, std::string> tree() const {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
+      const std::string name = entry.path().lexically_relative(path_);
+      found[name] = std::filesystem::is_regular_file(entry.symlink_status()) ? read(name) : "";
+    }
+    return found;
   }
 
  private:
