@@ -239,9 +239,10 @@ void HttpRequest::begin() {
 
 bool HttpRequest::isWithoutConnection() const {
   if (result_ == CURLE_COULDNT_CONNECT) return true;
-  curl_off_t connectTime = 0;
-  curl_easy_getinfo(channel_->easy(), CURLINFO_CONNECT_TIME_T, &connectTime);
-  return result_ == CURLE_OPERATION_TIMEDOUT && connectTime == 0;
+  // The connect time would not do: it is taken once a handshake or a tunnel is through.
+  long localPort = 0;
+  curl_easy_getinfo(channel_->easy(), CURLINFO_LOCAL_PORT, &localPort);
+  return result_ == CURLE_OPERATION_TIMEDOUT && localPort == 0;
 }
 
 void HttpRequest::waitBeforeRetry() {

@@ -30,9 +30,9 @@ class InternetSession : public testing::Test {
  protected:
   using Send = LoopbackServer::Send;
 
-  std::unique_ptr<CHttpFile> requestFor(const char* target, int port) {
+  std::unique_ptr<CHttpFile> requestFor(const char* target, int port, std::uint32_t flags = 0) {
     return session_.GetHttpConnection("127.0.0.1", static_cast<std::uint16_t>(port), "me", "secret")
-        ->OpenRequest("GET", target, 0);
+        ->OpenRequest("GET", target, flags);
   }
 
   /// The status and the body, or the error text.
@@ -110,10 +110,13 @@ TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
   session_.EnableStatusCallback(true);
   EXPECT_THAT(outcomeOf("/closes"), HasSubstr("Empty reply"));
   EXPECT_EQ(session_.connections, 1);
+  session_.SetOption(INTERNET_OPTION_CONNECT_TIMEOUT, 500);
+  EXPECT_THAT(outcomeOf(requestFor("/", server_.port(), INTERNET_FLAG_SECURE)), HasSubstr("timeout"));
+  EXPECT_EQ(session_.connections, 2);
 
   const auto start = steady_clock::now();
   EXPECT_THAT(outcomeOf(requestFor("/", 1)), HasSubstr("Failed to connect"));
-  EXPECT_EQ(session_.connections, 1 + 3);
+  EXPECT_EQ(session_.connections, 2 + 3);
   EXPECT_GE(steady_clock::now() - start, milliseconds(200));
 }
 
