@@ -241,7 +241,7 @@ def cases():
                         ("header lines for ever", [b"HTTP/1.1 200 OK\r\n", Forever(b"X: y\r\n" * 1000)]),
                         ("100 for ever", [Forever(head(b"100 Continue") * 1000)]), ("nothing and closes", []),
                         ("a reset", [RESET]), ("garbage", [b"garbage\r\n" * 99])):
-        yield Case("answers a tunnel with " + what, FAILS, [reply], **tunnel)
+        yield Case("answers a tunnel with " + what, FAILS, [reply], requests=1, **tunnel)
     yield Case("redirects through a proxy to a file", FAILED_LOAD, [[moved(b"file:///etc/passwd")]], proxy=True, requests=1)
 
     # What only time ends
