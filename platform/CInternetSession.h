@@ -147,6 +147,9 @@ class CInternetSession {
   static void CutOffTransfers();
   static void ResumeTransfers();
 
+  /// Whether the calling thread's transfers are cut off, by CutOffTransfers or together with their TransferGroup.
+  static bool AreTransfersCutOff();
+
   /// Has `shutDown` called when the process ends or the library is unloaded, while the network library and what it is
   /// built on still stand; it ends the threads that have requests under way. Afterwards transfers are cut off and the
   /// network library is given back, once nothing uses it any more. Not called if no request was ever sent; may be

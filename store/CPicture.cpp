@@ -9,9 +9,9 @@
 #include "net/HTTPFetcher.h"
 #include "platform/CArchive.h"
 #include "platform/CFile.h"
+#include "platform/CInternetSession.h"
 #include "platform/IStream.h"
 #include "platform/InternetQueryOption.h"
-#include "platform/TransferGroup.h"
 #include "store/ImageDownloads.h"
 
 namespace {
@@ -54,17 +54,17 @@ bool isOnline() {
   return state && !(*state & INTERNET_STATE_DISCONNECTED);
 }
 
-/// Whatever comes of it, there is a file at `file` afterwards, so the image is not asked for again.
+/// Whatever comes of it, there is a file at `file` afterwards, so the image is not asked for again. Only a process that
+/// ends meanwhile leaves none.
 void download(const ImageAddress& from, const std::string& file, const std::string& baseFolder) {
   HTTPFetcher fetcher;
   fetcher.PrepareFetch(baseFolder);
   CFile sink;
-  if (!sink.Open(file, CFile::modeCreate)) throw CFileException("image file cannot be made");
+  if (!sink.Open(file, CFile::modeReplace)) throw CFileException("image file cannot be made");
   fetcher.SendHTTPRequest(kAgentName, from.host.c_str(), from.port, from.path, &sink, nullptr, nullptr, nullptr,
                           from.secure);
   // The server is not to blame for what we have cut off ourselves, and the image may be asked for again.
-  const auto* const group = quillmoria::TransferGroup::current();
-  if (group && group->isCutOff()) CFile::Remove(file);
+  if (CInternetSession::AreTransfersCutOff()) CFile::Remove(file);
 }
 
 void openDownloaded(CFile& file, const std::string& path) {

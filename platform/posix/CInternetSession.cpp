@@ -101,6 +101,8 @@ void CInternetSession::CutOffTransfers() { quillmoria::cutOffTransfers(); }
 
 void CInternetSession::ResumeTransfers() { quillmoria::resumeTransfers(); }
 
+bool CInternetSession::AreTransfersCutOff() { return quillmoria::areTransfersCutOff(); }
+
 void CInternetSession::SetShutDown(void (*shutDown)()) { quillmoria::setNetworkShutDown(shutDown); }
 
 void CInternetSession::OnStatusCallback(std::uintptr_t, std::uint32_t, const void*, std::uint32_t) {}

@@ -194,9 +194,13 @@ TransferGroup::Membership::Membership(TransferGroup& group) { currentGroup = &gr
 
 TransferGroup::Membership::~Membership() { currentGroup = nullptr; }
 
-void checkCutOff() {
+bool areTransfersCutOff() {
   const TransferGroup* const group = TransferGroup::current();
-  if (network.isCutOff || (group && group->isCutOff())) throw CInternetException("The transfer was cut off");
+  return network.isCutOff || (group && group->isCutOff());
+}
+
+void checkCutOff() {
+  if (areTransfersCutOff()) throw CInternetException("The transfer was cut off");
 }
 
 }  // namespace quillmoria

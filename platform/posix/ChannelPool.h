@@ -68,6 +68,9 @@ void cutOffTransfers();
 void resumeTransfers();
 void setNetworkShutDown(void (*shutDown)());
 
+/// Whether the calling thread's transfers are cut off.
+bool areTransfersCutOff();
+
 /// Throws CInternetException if the calling thread's transfers are cut off. A multi handle is woken when that happens.
 void checkCutOff();
 
