@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "platform/Text.h"
@@ -75,7 +74,7 @@ void FetchAhead::startThreads() {
     while (threads_.size() < wanted) {
       threads_.push_back(_beginthread([](void* self) { static_cast<FetchAhead*>(self)->work(); }, this));
     }
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
   }
 }
 

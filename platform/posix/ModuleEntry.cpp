@@ -2,7 +2,9 @@
 
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <utility>
 
 /// Stands for the library that this is linked into.
@@ -12,6 +14,12 @@ namespace quillmoria {
 namespace {
 
 constinit bool loaded = false;
+
+/// The process that has used the library: what there is to shut down. 0 before the first use.
+constinit std::atomic<pid_t> user = 0;
+
+/// In a copy of that process, which has none of its threads, only the locks that they held. Nothing can be shut down.
+bool isForked() { return user != 0 && user != getpid(); }
 
 /// The file that holds this code, as the loader knows it.
 const char* ownFile() {
@@ -32,15 +40,18 @@ bool loadModule(void* instance) {
 }
 
 void unloadModule(void* instance) {
-  if (!std::exchange(loaded, false)) return;
+  if (!std::exchange(loaded, false) || isForked()) return;
   DllMain(instance, DLL_PROCESS_DETACH, nullptr);
   destroyModuleObjects();
 }
 
 void callAtExit(void (*shutDown)()) {
+  user = getpid();
   // What std::atexit does, but with this library's name to it also where a sanitizer stands in between.
-  abi::__cxa_atexit([](void* function) { reinterpret_cast<void (*)()>(function)(); }, reinterpret_cast<void*>(shutDown),
-                    &__dso_handle);
+  constexpr auto unlessForked = [](void* function) {
+    if (!isForked()) reinterpret_cast<void (*)()>(function)();
+  };
+  abi::__cxa_atexit(unlessForked, reinterpret_cast<void*>(shutDown), &__dso_handle);
 }
 
 ModuleReference::ModuleReference() : handle_(dlopen(ownFile(), RTLD_NOLOAD | RTLD_LAZY)) {}

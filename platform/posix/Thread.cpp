@@ -1,6 +1,7 @@
 #include "platform/Thread.h"
 
 #include <cxxabi.h>
+#include <pthread.h>
 #include <signal.h>
 
 #include <atomic>
@@ -18,13 +19,14 @@ struct ThreadEnd {
 constexpr unsigned kExitCodeOfAnException = 1;
 
 unsigned runToEnd(void (*start)(void*), void* argument) {
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);  // the libraries in C below cannot be unwound
   try {
     start(argument);
     return 0;
   } catch (const ThreadEnd& end) {
     return end.exitCode;
   } catch (const abi::__forced_unwind&) {
-    throw;  // pthread_exit and cancellation must not be stopped half-way
+    throw;  // pthread_exit must not be stopped half-way
   } catch (...) {
     return kExitCodeOfAnException;
   }

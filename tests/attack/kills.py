@@ -40,7 +40,7 @@ MODES = [
 def items_of(feed, round_number):
     """The records of a document's items, in the order of the cache file, without time and time suffix."""
     return [
-        (f"Item {n} of {feed} – é", f"{feed}#{n}", 0, f"http://example.org/{n}", "Long. " * (n % 100 * 5) + str(n), "A. N.")
+        (f"Item {n} of {feed} – é", f"{feed}#{n}", 0, f"http://example.org/{n}", "Long. " * (n % 100 * 5) + str(n), "A")
         for n in range(round_number * NEW, round_number * NEW + ITEMS)
     ]
 
@@ -48,7 +48,7 @@ def items_of(feed, round_number):
 def document(feed, round_number, picture):
     items = "".join(
         f"<item><title>{title}</title><guid>{guid}</guid><link>{link}</link><description>{text}</description>"
-        f"<dc:creator>{author}</dc:creator></item>" for title, guid, _, link, text, author in items_of(feed, round_number))
+        f"<dc:creator>{by}</dc:creator></item>" for title, guid, _, link, text, by in items_of(feed, round_number))
     return (f"<rss version='2.0'><channel><title>Round {round_number}</title><image><url>{picture}</url></image>"
             f"{items}</channel></rss>").encode()
 
@@ -109,6 +109,8 @@ class Attack:
 
     def run(self, mode, kills):
         """Kills that many pulls, each at a moment of a whole pull's time, and makes a whole one after most."""
+        if not mode.online:
+            self._whole_pull(MODES[0])  # brings the pictures, too
         took = self._whole_pull(mode, mode.pictures)
         for _ in range(kills):
             if mode.online:

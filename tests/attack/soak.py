@@ -93,11 +93,12 @@ def main():
               "%d feeds with new items, %d without, %d failed, %d pictures" % tuple(samples[-1][3:]))
         assert min(samples[-1][3:]) >= options.pulls, "one kind of feed is missing"
         for column, (name, unit) in enumerate((("descriptors", 1), ("threads", 1), ("memory, KiB", 4))):
-            early, late = (
-                statistics.median(sample[column] * unit for sample in samples[end - options.samples:end])
-                for end in (options.early, options.pulls))
+            marks = range(options.early, options.pulls + 1, options.early)
+            medians = [statistics.median(sample[column] * unit for sample in samples[mark - options.samples:mark])
+                       for mark in marks]
             highest = max(sample[column] for sample in samples) * unit
-            print(f"  {name}: {early:g} after {options.early} pulls, {late:g} at the end, at most {highest:g}")
+            print(f"  {name}: {', '.join(map(str, medians))} after each {options.early} pulls, at most {highest}")
+            early, late = medians[0], medians[-1]
             slack = options.connections if name == "descriptors" else 0
             grown |= late > early * (1 + options.margin / 100) + slack
     return 1 if grown else 0

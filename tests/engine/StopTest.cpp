@@ -1,10 +1,22 @@
+#include <pthread.h>
+
 #include <future>
 #include <stdexcept>
+#include <thread>
 
 #include "engine/PullFixture.h"
 #include "support/Table.h"
 
 namespace {
+
+std::vector<std::string> split(const std::string& events) {
+  std::vector<std::string> lines;
+  for (std::size_t from = 0, end = 0; end != std::string::npos; from = end + 3) {
+    end = events.find(" | ", from);
+    lines.push_back(events.substr(from, end - from));
+  }
+  return lines;
+}
 
 class Stop : public PullFixture {
  protected:
@@ -30,6 +42,8 @@ TEST_P(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
   for (const auto& [action, at, events] : readTable<3>("engine/stops.tsv")) {
     const auto act = [this, &action = action] {
       if (action == "throw") throw std::runtime_error("no more");
+      if (action == "throw a number") throw 7;
+      if (action == "end the thread") pthread_exit(nullptr);
       server_->TerminateNewsPullThread(nullptr);
     };
     std::promise<void> loading;
@@ -47,6 +61,41 @@ TEST_P(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
     onFetch_ = nullptr;
     RecordingSubscriber next;
     EXPECT_EQ(pull(*server_, next), wholePull_) << "after " << action << " at " << at;
+  }
+}
+
+/// What a subscriber may do at any of a pull's events. Feed objects end with some of it, events do not.
+TEST_P(Stop, ComesOfNothingElseThatIsDoneAtAnyEvent) {
+  RecordingSubscriber* self = nullptr;
+  RecordingSubscriber other;
+  const auto detach = [&] { server_->DetachSubscriber(self); };
+  const struct {
+    const char* what;
+    bool endsFeeds;
+    std::function<void()> act;
+  } cases[] = {
+      {"detach itself", true, detach},
+      {"be detached by another thread", true, [&] { std::thread(detach).join(); }},
+      {"make and delete a server", false, [&] { makeServer(); }},
+      {"attach another", false, [&] { server_->AttachSubscriber(&other); }},
+      {"start a pull", false, [&] { server_->RefreshAllNewsForSubscriber(&other); }},
+  };
+  const std::vector<std::string> lines = split(wholePull_);
+  for (const auto& [what, endsFeeds, act] : cases) {
+    for (std::size_t at = 0; at < lines.size(); ++at) {
+      std::size_t count = 0;
+      RecordingSubscriber subscriber([&, &chosen = act](const std::string&) {
+        if (count++ == at) chosen();
+      });
+      self = &subscriber;
+      std::string expected;
+      for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (i > at && endsFeeds && lines[i].starts_with("2 ")) continue;
+        expected += (i ? " | " : "") + lines[i];
+      }
+      EXPECT_EQ(pull(*server_, subscriber), expected) << what << " at event " << at;
+      server_->DetachSubscriber(&other);
+    }
   }
 }
 

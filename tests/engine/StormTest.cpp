@@ -1,90 +1,100 @@
-#include <gtest/gtest.h>
-
+#include <array>
 #include <atomic>
-#include <memory>
 #include <thread>
 #include <vector>
 
-#include "quillmoria/ConnectedState.h"
-#include "quillmoria/NewsServer.h"
-#include "support/LoopbackServer.h"
-#include "support/Subscriptions.h"
-#include "support/TemporaryFolder.h"
+#include "engine/PullFixture.h"
+#include "quillmoria/OPML.h"
+#include "quillmoria/Version.h"
 
 namespace {
 
-class Counter : public RSSSubscriber {
- public:
-  void NewsReceived(RSSObject* feed, RSSEvent) override {
-    delete feed;
-    ++news;
-  }
-  void EventReceived(RSSEvent) override { ++events; }
+using Server = std::unique_ptr<NewsServer>;
 
-  std::atomic<int> news = 0;
-  std::atomic<int> events = 0;
+/// What all calls are made with.
+struct Host {
+  const std::string base, url;
+  const RSSObject::CategoryHolderStruct categories;
+  std::atomic<int> callsLeft = 600;  ///< within callbacks, as those of a pull may start others
+  std::atomic<unsigned> next = 0;
 };
 
-/// One host thread's calls, as mixed as a host can make them.
-void makeCalls(int seed, RSSObject::CategoryHolderStruct categories, const std::string& base, Counter& counter) {
-  std::unique_ptr<NewsServer> server(NewsServerFactory::GetFactory()->GetNewsServer(categories, base));
-  for (int i = 0; i < 40; ++i) {
-    switch ((i * 7 + seed) % 9) {
-      case 8:
-        NewsServer::SetParallelFetches(i % 5);
-        break;
-      case 0:
-        server->AttachSubscriber(&counter);
-        break;
-      case 1:
-        server->RefreshAllNewsForSubscriber(&counter);
-        break;
-      case 2:
-        SetConnectedState(i % 3 ? ConnectedState::Connected : ConnectedState::Disconnected);
-        break;
-      case 3:
-        server->TerminateNewsPullThread(&counter);
-        break;
-      case 4:
-        server->SetCategories(categories);
-        break;
-      case 5:
-        NewsServer::WaitForPulls(5);
-        break;
-      case 6:
-        server.reset(NewsServerFactory::GetFactory()->GetNewsServer(categories, base));
-        break;
-      default:
-        server->DetachSubscriber(&counter);
-    }
-  }
-  NewsServer::WaitForPulls(-1);
-  server->DetachSubscriber(&counter);
+class Caller : public RecordingSubscriber {
+ public:
+  explicit Caller(Host& storming) : RecordingSubscriber([this](const std::string&) { callBack(); }), host(storming) {}
+  void callBack();
+
+  Host& host;
+};
+
+Server newServer(const Host& host) {
+  return Server(NewsServerFactory::GetFactory()->GetNewsServer(host.categories, host.base));
 }
 
-TEST(Storm, OfHostThreadsLeavesTheEngineWorking) {
-  LoopbackServer http;
-  http.serve("/feed", "<rss><channel><item><link>http://example.org/</link></item></channel></rss>");
-  const TemporaryBaseFolder base;
-  Subscriptions subscriptions;
-  subscriptions.add("a", {{"1", http.url("/feed")}, {"2", http.url("/feed")}}).add("b", {{"3", http.url("/feed")}});
-  const RSSObject::CategoryHolderStruct categories = subscriptions.holder();
-  std::vector<Counter> counters(4);
+void (*const kCalls[])(Server& server, Caller& caller) = {
+    [](Server& server, Caller& caller) { server->AttachSubscriber(&caller); },
+    [](Server& server, Caller& caller) { server->RefreshAllNewsForSubscriber(&caller); },
+    [](Server&, Caller&) { SetConnectedState(ConnectedState::Disconnected); },
+    [](Server& server, Caller& caller) { server->TerminateNewsPullThread(&caller); },
+    [](Server&, Caller&) { SetConnectedState(ConnectedState::Connected); },
+    [](Server& server, Caller& caller) { server->SetCategories(caller.host.categories); },
+    [](Server&, Caller&) { NewsServer::WaitForPulls(5); },
+    [](Server& server, Caller& caller) { server = newServer(caller.host); },
+    [](Server&, Caller&) { NewsServer::SetParallelFetches(1); },
+    [](Server& server, Caller&) { server = std::make_unique<NewsServer>(*server); },
+    [](Server& server, Caller& caller) { server->DetachSubscriber(&caller); },
+    [](Server&, Caller& caller) {
+      RSSObject::NewsFeed feed;
+      feed.url = caller.host.url + "/feed";
+      const RSSObject news(feed, "", caller.host.base), copy(news);
+    },
+    [](Server&, Caller&) { NewsServer::SetParallelFetches(8, 8); },
+    [](Server&, Caller& caller) {
+      OPMLParser parser(caller.host.base);
+      parser.ParseFromURL(caller.host.url + "/list");
+      if (parser.GetOPMLDoc()) const OPMLDoc copy(*parser.GetOPMLDoc());
+    },
+    [](Server&, Caller& caller) { CPicture().LoadFromURL(caller.host.url + "/logo.gif", caller.host.base); },
+    [](Server&, Caller&) { EXPECT_FALSE((quillmoria::Version() + quillmoria::LibraryVersions()).empty()); },
+};
+
+void Caller::callBack() {
+  if (host.callsLeft-- <= 0) return;
+  Server server = newServer(host);
+  kCalls[host.next++ * 7 % std::size(kCalls)](server, *this);
+}
+
+class Storm : public PullFixture {};
+
+TEST_P(Storm, OfHostThreadsAndCallbacksLeavesTheEngineWorking) {
+  http_.serve("/feed", "<rss><channel><image><url>" + http_.url("/logo.gif") +
+                           "</url></image><item><link>http://example.org/</link></item></channel></rss>");
+  http_.serve("/list", "<opml version=\"1.1\"><body><outline text=\"a\"/></body></opml>");
+  subscriptions_.add("a", {{"1", http_.url("/feed")}, {"2", http_.url("/feed")}}).add("b", {{"3", http_.url("/feed")}});
+  Host host{base_.name(), http_.url(""), subscriptions_.holder()};
+  std::array<Caller, 8> callers{Caller(host), Caller(host), Caller(host), Caller(host),
+                                Caller(host), Caller(host), Caller(host), Caller(host)};
   std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&, i] { makeCalls(i, categories, base.name(), counters[static_cast<std::size_t>(i)]); });
+  for (unsigned i = 0; i < callers.size(); ++i) {
+    threads.emplace_back([&, i] {
+      Server server = newServer(host);
+      for (unsigned call = 0; call < 48; ++call) kCalls[(call * 7 + i) % std::size(kCalls)](server, callers[i]);
+    });
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_TRUE(NewsServer::WaitForPulls(-1));
 
+  const Server server = newServer(host);
+  for (Caller& caller : callers) server->DetachSubscriber(&caller);
   SetConnectedState(ConnectedState::Connected);
-  const std::unique_ptr<NewsServer> server(NewsServerFactory::GetFactory()->GetNewsServer(categories, base.name()));
-  Counter last;
-  server->AttachSubscriber(&last);
-  NewsServer::WaitForPulls(-1);
-  EXPECT_EQ(last.news, 3);
-  EXPECT_EQ(last.events, 12);
-  server->DetachSubscriber(&last);
+  host.callsLeft = 0;
+  RecordingSubscriber first, last;
+  pull(*server, first);
+  const std::string one = ": OK, 1 items, 0 new | ";
+  EXPECT_EQ(pull(*server, last), "1 | 12 category:a | 10 | 11 | 2 1" + one + "10 | 11 | 2 2" + one +
+                                     "13 | 12 category:b | 10 | 11 | 2 3" + one + "13 | 3");
 }
+
+INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Storm, testing::Values(1, 8), testing::PrintToStringParamName());
 
 }  // namespace

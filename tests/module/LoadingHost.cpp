@@ -1,11 +1,15 @@
-// Loads the library by hand and uses it in one of several ways; LoadTest.cpp runs it and looks at its exit status.
+// Loads the library by hand and uses it in one of several ways; LoadTest.cpp and attack/ends.py run it and look at its
+// exit status.
 //
 //     module_host unused|used LIBRARY BASE URL      a hundred times in one process
-//     module_host close|leave LIBRARY BASE URL N    lets go of the library, or leaves main, at the N-th callback of a
-//     pull
+//     module_host close|leave|exit|quick_exit|_exit|fork LIBRARY BASE URL callback|thread|main JOBS CALL MICROSECONDS
+//
+// The second lets go of the library, ends, or has a child that does, that long after the given call of a pull of ten
+// feeds: within the callback, or while the pull goes on, on another thread or on that of main.
 
 #include <dlfcn.h>
 #include <malloc.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -15,6 +19,8 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "quillmoria/ConnectedState.h"
 #include "quillmoria/NewsServer.h"
@@ -48,6 +54,9 @@ class Library {
   }
   void connect() const {
     function<void(ConnectedState)>("_Z17SetConnectedState14ConnectedState")(ConnectedState::Connected);
+  }
+  void fetchAhead(std::int32_t feeds) const {
+    function<void(std::int32_t, std::int32_t)>("_ZN10NewsServer18SetParallelFetchesEii")(feeds, feeds);
   }
   void wait() const { function<bool(std::int32_t)>("_ZN10NewsServer12WaitForPullsEi")(-1); }
 
@@ -106,30 +115,52 @@ void repeat(bool isUsed, const char* file, const char* base, const char* url) {
   if (grown > 98 * 32 + 1024) fail("memory grows: " + std::to_string(grown) + " bytes in 98 loads");
 }
 
+void end(const std::string& how, Library& library) {
+  if (how == "close") library.close();
+  if (how == "exit") std::exit(0);
+  if (how == "quick_exit") std::quick_exit(0);
+  if (how == "_exit") std::_Exit(0);
+  if (how != "fork") return;
+  const pid_t child = fork();
+  if (child == 0) std::exit(0);
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || status != 0) fail("the child fails to end");
+}
+
 /// Nothing here is freed: the pull may go on after it.
-void interrupt(bool byClosing, const char* file, const char* base, const char* url, int step) {
-  auto* const library = new Library(file);
+void interrupt(char** arguments) {
+  const std::string how = arguments[1], where = arguments[5], url = arguments[4];
+  const int call = std::atoi(arguments[7]), microseconds = std::atoi(arguments[8]);
+  auto* const library = new Library(arguments[2]);
   auto* const subscriptions = new Subscriptions;
   auto* const reached = new std::promise<void>;
+  const auto act = [=] {
+    usleep(static_cast<useconds_t>(microseconds));
+    end(how, *library);
+  };
   auto* const subscriber = new RecordingSubscriber([=, calls = 0](const std::string&) mutable {
-    if (++calls != step) return;
-    if (byClosing && step % 2) library->close();
+    if (++calls != call) return;
+    if (where == "callback") act();
     reached->set_value();
   });
+  std::vector<std::pair<std::string, std::string>> feeds;
+  for (char feed = '0'; feed <= '9'; ++feed) feeds.emplace_back(std::string(1, feed), url + feed);
   library->connect();
-  library->attach(library->makeServer(subscriptions->add("", {{"feed", url}}).holder(), base), subscriber);
+  library->fetchAhead(std::atoi(arguments[6]));
+  library->attach(library->makeServer(subscriptions->add("", feeds).holder(), arguments[3]), subscriber);
   reached->get_future().wait();
-  if (byClosing && step % 2 == 0) library->close();
+  if (where == "thread") std::thread(act).join();
+  if (where == "main") act();
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count < 5) fail("usage: module_host MODE LIBRARY BASE URL [STEP]");
+  if (count < 5) fail("usage: module_host MODE LIBRARY BASE URL [WHERE JOBS CALL MICROSECONDS]");
   const std::string mode = arguments[1];
   if (mode == "unused" || mode == "used") {
     repeat(mode == "used", arguments[2], arguments[3], arguments[4]);
-  } else {
-    interrupt(mode == "close", arguments[2], arguments[3], arguments[4], std::atoi(arguments[5]));
+  } else if (count == 9) {
+    interrupt(arguments);
   }
 }
