@@ -1,5 +1,7 @@
 #include "platform/posix/ChannelPool.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -117,6 +119,11 @@ void Channel::renewEasy() {
   easy_.reset(curl_easy_init());
   if (!easy_) throw CInternetException("Out of memory");
   curl_easy_setopt(easy(), CURLOPT_SHARE, share_->handle());
+}
+
+bool Channel::hasUnaskedInput() const {
+  pollfd socket{keptSocket, POLLIN, 0};
+  return keptSocket != CURL_SOCKET_BAD && poll(&socket, 1, 0) > 0;
 }
 
 ChannelPool::ChannelPool() {

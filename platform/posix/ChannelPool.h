@@ -23,12 +23,17 @@ class Channel {
   /// which the network library then takes for there. Throws CInternetException.
   void renewEasy();
 
+  /// Whether the connection that the last request has left holds bytes, or its end: whoever sent a request on it would
+  /// take them for the response.
+  bool hasUnaskedInput() const;
+
   CURLM* multi() const { return multi_.get(); }
   CURL* easy() const { return easy_.get(); }
 
-  std::string server;              ///< scheme, host and port it talked to last
-  HttpRequest* request = nullptr;  ///< what uses it; null while it is idle
-  TransferGroup* group = nullptr;  ///< that the request belongs to, or null
+  std::string server;                          ///< scheme, host and port it talked to last
+  HttpRequest* request = nullptr;              ///< what uses it; null while it is idle
+  TransferGroup* group = nullptr;              ///< that the request belongs to, or null
+  curl_socket_t keptSocket = CURL_SOCKET_BAD;  ///< of the connection that the last request has left, if it has
 
  private:
   std::shared_ptr<Share> share_;

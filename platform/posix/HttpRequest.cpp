@@ -162,6 +162,7 @@ void HttpRequest::Close() {
     } catch (const std::exception&) {
       // Nobody is left who would want to know.
     }
+    curl_easy_getinfo(channel_->easy(), CURLINFO_ACTIVESOCKET, &channel_->keptSocket);
     curl_multi_remove_handle(channel_->multi(), channel_->easy());
     state_.pool.release(std::exchange(channel_, nullptr), result_ == CURLE_OK);
   }
@@ -182,6 +183,7 @@ void HttpRequest::configure() {
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_FRESH_CONNECT, long{channel_->hasUnaskedInput()});
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options().connectTimeout));
   set(CURLOPT_URL, (server_ + target_).c_str());
   set(CURLOPT_CUSTOMREQUEST, verb_.c_str());
@@ -457,7 +459,9 @@ curl_socket_t HttpRequest::onOpen(void* request, curlsocktype, curl_sockaddr* ad
 }
 
 int HttpRequest::onClose(void* channel, curl_socket_t socket) noexcept {
-  HttpRequest* const self = static_cast<Channel*>(channel)->request;
+  auto& its = *static_cast<Channel*>(channel);
+  if (its.keptSocket == socket) its.keptSocket = CURL_SOCKET_BAD;
+  HttpRequest* const self = its.request;
   if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CLOSING_CONNECTION); });
   const int result = close(socket);
   if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CONNECTION_CLOSED); });

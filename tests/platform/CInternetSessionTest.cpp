@@ -103,6 +103,23 @@ TEST_F(InternetSession, ReadsLinesAcrossPiecesAndHandsOutWhatHasComeBeforeTheRes
   EXPECT_EQ(lines, "onetwo||x|");
 }
 
+TEST_F(InternetSession, TakesNothingForAResponseThatCameBeforeItsRequest) {
+  std::promise<void> isRead;
+  std::promise<void> isSent;
+  server_.talk("/first", [&](const std::string&, const Send& send) {
+    send(LoopbackServer::response("200 OK", "", "x"));
+    isRead.get_future().wait();
+    send(LoopbackServer::response("200 OK", "", "smuggled"));
+    isSent.set_value();
+    return true;
+  });
+  server_.serve("/next", "y");
+  EXPECT_EQ(outcomeOf("/first"), "200 x");
+  isRead.set_value();
+  isSent.get_future().wait();
+  EXPECT_EQ(outcomeOf("/next"), "200 y");
+}
+
 TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
   server_.handle("/closes", [](const std::string&) { return ""; });
   session_.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 2);
