@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <new>
 #include <span>
 #include <string>
@@ -89,14 +90,16 @@ namespace {
 using Element = FeedElement;
 using Field = FeedField;
 
-constexpr std::string_view kRss090Namespace = "http://my.netscape.com/rdf/simple/0.9/";
+constexpr char kRss090Namespace[] = "http://my.netscape.com/rdf/simple/0.9/";
 constexpr int kMaxPictureLoads = 16;
 constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
+constexpr int kMaxDepth = 1'000'000;
+constexpr int kMaxDeclaredAttributes = 64;  // expat goes through them at every element
 
-/// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^20 items.
+/// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
 constexpr std::size_t kMaxKeptText = 128 << 20;
-constexpr std::size_t kItemAllowance = 64;
+constexpr std::size_t kItemAllowance = 128;
 
 struct NamedElement {
   std::string_view name;
@@ -217,10 +220,13 @@ consteval FieldTable fieldTable() {
   return table;
 }
 
+/// Looks no further than where they differ: each element brings all declared attributes, and those may be huge.
+bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
+
 /// The value of the attribute `name`, or null.
-const char* attribute(const char** attributes, std::string_view name) {
+const char* attribute(const char** attributes, const char* name) {
   for (; *attributes; attributes += 2) {
-    if (*attributes == name) return attributes[1];
+    if (areEqual(*attributes, name)) return attributes[1];
   }
   return nullptr;
 }
@@ -266,6 +272,10 @@ FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML
   XML_SetCharacterDataHandler(parser, [](void* data, const char* text, int length) noexcept {
     auto* state = static_cast<FeedParseState*>(data);
     state->guard([&] { state->characters({text, static_cast<std::size_t>(length)}); });
+  });
+  XML_SetAttlistDeclHandler(parser, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
+    auto* state = static_cast<FeedParseState*>(data);
+    if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
   });
 }
 
@@ -318,7 +328,7 @@ void FeedParseState::startElement(const char* name, Attributes attributes) {
     default:
       break;
   }
-  ++depth_;
+  if (++depth_ > kMaxDepth) return stop();
   field_ = chooseField();
 }
 
@@ -386,7 +396,7 @@ void FeedParseState::announceRss() {
 
 void FeedParseState::announceRdf(Attributes attributes) {
   const char* space = attribute(attributes, "xmlns");
-  const bool is090 = space && space == kRss090Namespace;
+  const bool is090 = space && areEqual(space, kRss090Namespace);
   isRss_ = false;
   isRdf_ = !is090;
   if (is090) isRss090_ = true;
@@ -406,17 +416,17 @@ void FeedParseState::completeItem() {
 
 void FeedParseState::setLink(Attributes attributes) {
   const char* href = attribute(attributes, "href");
-  if (!href) return;
+  if (!href || (!inEntry_ && depth_ != 1)) return;
   const std::string_view link = href;
   if (inEntry_) {
     if (hasRoomForItemText(link.size())) item_.link = link;
-  } else if (depth_ == 1) {
+  } else {
     if (hasRoomForChannelText(link.size())) target_.channel.link = link;
   }
 }
 
 void FeedParseState::setPermaLink(Attributes attributes) {
-  if (const char* value = attribute(attributes, "isPermaLink")) item_.isPermaLink = value == std::string_view("true");
+  if (const char* value = attribute(attributes, "isPermaLink")) item_.isPermaLink = areEqual(value, "true");
 }
 
 void FeedParseState::loadPicture() {

@@ -4,6 +4,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <mutex>
 #include <new>
@@ -25,10 +26,11 @@ using OutlineStruct = OPMLDoc::OutlineStruct;
 constexpr std::int32_t kMaxOutlines = 1'000'000;
 constexpr std::size_t kMaxTextBytes = 128 << 20;
 constexpr std::int32_t kMaxElementDepth = 1'000'000;
+constexpr std::int32_t kMaxDeclaredAttributes = 64;  // expat goes through them at every element
 constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
 
-constexpr std::string_view kVersions[] = {"1.0", "1.1"};
+constexpr const char* kVersions[] = {"1.0", "1.1"};
 
 void store(std::string& field, std::string_view text) { field = text; }
 void store(std::u16string& field, std::string_view text) { field = quillmoria::utf8ToWide(text); }
@@ -43,7 +45,7 @@ void storeIn(Record& record, std::string_view text) {
 /// What an element or an attribute of this name does with its text.
 template <class Record>
 struct Field {
-  std::string_view name;
+  const char* name;
   void (*store)(Record& record, std::string_view text);
 };
 
@@ -70,10 +72,13 @@ constexpr Field<OutlineStruct> kOutlineFields[] = {
     {"description", storeIn<OutlineStruct, &OutlineStruct::description>},
 };
 
+/// Looks no further than where they differ: each element brings all declared attributes, and those may be huge.
+bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
+
 /// The action of the field called `name`, or null.
 template <class Record, std::size_t kCount>
-auto storeOf(const Field<Record> (&fields)[kCount], std::string_view name) -> decltype(Field<Record>::store) {
-  const auto* const found = std::ranges::find(fields, name, &Field<Record>::name);
+auto storeOf(const Field<Record> (&fields)[kCount], const char* name) -> decltype(Field<Record>::store) {
+  const auto* const found = std::ranges::find_if(fields, [&](const auto& field) { return areEqual(field.name, name); });
   return found == std::end(fields) ? nullptr : found->store;
 }
 
@@ -98,6 +103,10 @@ OPMLParseState::OPMLParseState(OPMLParser& parser, OPMLDoc& document)
     static_cast<OPMLParseState*>(state)->guarded([&](auto& self) {
       self.characters({text, static_cast<std::size_t>(length)});
     });
+  });
+  XML_SetAttlistDeclHandler(xml, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
+    auto* state = static_cast<OPMLParseState*>(data);
+    if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
   });
 }
 
@@ -127,9 +136,10 @@ void OPMLParseState::stop() {
   XML_StopParser(xmlParser_.get(), XML_FALSE);
 }
 
-void OPMLParseState::startElement(std::string_view name, Attributes attributes) {
+void OPMLParseState::startElement(const char* tag, Attributes attributes) {
   if (++elementDepth_ > kMaxElementDepth) return stop();
-  storeText_ = storeOf(kHeadFields, name);
+  storeText_ = storeOf(kHeadFields, tag);
+  const std::string_view name = tag;
   if (name == "outline") {
     addOutline(attributes);
   } else if (name == "head") {
@@ -158,7 +168,7 @@ void OPMLParseState::characters(std::string_view text) {
 void OPMLParseState::readVersion(Attributes attributes) {
   if (!attributes[0]) {
     document_.version = "1.0";
-  } else if (std::ranges::find(kVersions, attributes[1]) != std::end(kVersions)) {
+  } else if (std::ranges::any_of(kVersions, [&](const char* version) { return areEqual(version, attributes[1]); })) {
     document_.version = attributes[1];
   }
 }

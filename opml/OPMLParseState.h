@@ -45,7 +45,7 @@ class OPMLParseState {
   template <class Action>
   void guarded(Action action) noexcept;
   void stop();
-  void startElement(std::string_view name, Attributes attributes);
+  void startElement(const char* tag, Attributes attributes);
   void endElement(std::string_view name);
   void characters(std::string_view text);
   void readVersion(Attributes attributes);
@@ -63,6 +63,7 @@ class OPMLParseState {
   std::int32_t headCount_ = 0;     ///< open `head` elements
   std::int32_t outlineDepth_ = 0;  ///< open `outline` elements
   std::int32_t outlineCount_ = 0;
+  std::int32_t declaredAttributes_ = 0;
   std::size_t textBytes_ = 0;  ///< in all outlines
   bool isNested_ = false;      ///< some top-level outline has children
 };

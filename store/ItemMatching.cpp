@@ -62,25 +62,36 @@ template <class Text>
 class ItemIndex {
  public:
   ItemIndex(std::span<const Item> items, const Text Item::*key, TextHash hash)
-      : items_(items), key_(key), firstByKey_(0, hash) {}
+      : items_(items), key_(key), hash_(hash) {}
 
   const Item* find(const Text& text) {
     if (firstByKey_.empty()) build();
-    const auto found = firstByKey_.find(text);
+    const auto found = firstByKey_.find({hash_(View(text)), text});
     return found == firstByKey_.end() ? nullptr : found->second;
   }
 
  private:
   using View = std::basic_string_view<typename Text::value_type>;
 
+  /// A text with its hash, which the map asks for again and again: a look-up also asks for its neighbours'.
+  struct Key {
+    std::size_t hash;
+    View text;
+    bool operator==(const Key&) const = default;
+  };
+  struct HashOfKey {
+    std::size_t operator()(const Key& key) const noexcept { return key.hash; }
+  };
+
   void build() {
     firstByKey_.reserve(items_.size());
-    for (const Item& item : items_) firstByKey_.emplace(item.*key_, &item);
+    for (const Item& item : items_) firstByKey_.emplace(Key{hash_(View(item.*key_)), item.*key_}, &item);
   }
 
   std::span<const Item> items_;
   const Text Item::*key_;
-  std::unordered_map<View, const Item*, TextHash> firstByKey_;
+  TextHash hash_;
+  std::unordered_map<Key, const Item*, HashOfKey> firstByKey_;
 };
 
 std::span<Item> itemsOf(const RSSObject& feed) {
