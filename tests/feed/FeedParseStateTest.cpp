@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <new>
+#include <random>
 
 #include "platform/CodePage.h"
 #include "quillmoria/ConnectedState.h"
+#include "support/Corpus.h"
 #include "support/Dump.h"
 #include "support/Table.h"
 #include "support/TimeZone.h"
@@ -81,13 +83,49 @@ TEST_P(FeedSample, ReadsAsItsTextInAnyLineEndsAndEncoding) {
 INSTANTIATE_TEST_SUITE_P(Documents, FeedSample, testing::ValuesIn(samples()),
                          [](const auto& sample) { return replaced(replaced(sample.param, "-", "_"), ".", "_"); });
 
-TEST_F(FeedParse, IsFinishedExactlyFromTheFinishingTagOn) {
-  const std::string document = readSample("feed/rss-2.0.xml");
+TEST_F(FeedParse, IsFinishedExactlyFromTheFinishingTagOnAndHasOneItemMoreWithEachItemTag) {
+  std::string items;
+  for (int i = 0; items.size() < 18'000; ++i) {
+    const std::string number = std::to_string(i);
+    items += "<item a='&lt;\u00e9'><title>t\u00e9&amp;" + number + "</title><link>l" + number + "</link><description>" +
+             "<![CDATA[<table>]]>&#x1F6A2;</description><pubDate>Mon, 1 Jan 2001 00:00:00</pubDate></item>\n";
+  }
+  const std::string document = "<rss><channel>" + items + "</channel></rss>";
+  const RSSObject whole = parse(document);
   const std::size_t finish = document.find("</channel>") + std::string_view("</channel>").size();
+  std::size_t parsed = 0;
   for (std::size_t length = 0; length <= document.size(); ++length) {
-    const RSSObject feed = parse(document.substr(0, length));
-    ASSERT_EQ(feed.itemCount, length < finish ? -1 : 3) << length;
+    if (std::string_view(document).substr(0, length).ends_with("</item>")) ++parsed;
+    const RSSObject feed = parse(std::string_view(document).substr(0, length));
+    ASSERT_EQ(feed.itemCount, length < finish ? -1 : whole.itemCount) << length;
     ASSERT_EQ(feed.items == nullptr, length < finish) << length;
+    ASSERT_EQ(feed.parsedItems.size(), parsed) << length;
+    if (parsed > 0) ASSERT_EQ(feed.parsedItems.back().titleW, whole.parsedItems[parsed - 1].titleW) << length;
+  }
+}
+
+TEST_F(FeedParse, OfFlippedBytesKeepsItsRules) {
+  constexpr std::size_t kMostFlips = 10'000;
+  constexpr std::size_t kMostBytes = 40'000'000;  // of all documents parsed
+  std::vector<std::string> documents;
+  for (auto& [name, document] : readCorpus()) {
+    if (!document.empty() && document.size() < 1'000'000) documents.push_back(std::move(document));
+  }
+  const auto seed = static_cast<std::uint32_t>(GTEST_FLAG_GET(random_seed));
+  std::mt19937 random(seed);
+  const auto below = [&](std::size_t bound) {
+    return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random);
+  };
+  std::size_t bytes = 0;
+  for (std::size_t flips = 0; flips < kMostFlips && bytes < kMostBytes; ++flips) {
+    std::string document = documents[below(documents.size())];
+    for (std::size_t left = 1 + below(3); left > 0; --left)
+      document[below(document.size())] ^= static_cast<char>(1 << below(8));
+    bytes += document.size();
+    const RSSObject feed = parse(document);
+    ASSERT_GE(feed.itemCount, -1) << "seed " << seed << ", flip " << flips;
+    ASSERT_EQ(feed.items == nullptr, feed.itemCount == -1) << "seed " << seed << ", flip " << flips;
+    for (std::int32_t i = 0; i < feed.itemCount; ++i) ASSERT_FALSE(feed.items[i].link.empty()) << seed << ", " << flips;
   }
 }
 
