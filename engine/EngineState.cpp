@@ -78,9 +78,9 @@ RSSSubscriber* EngineState::nextAttached(std::uint64_t& serial, std::uint64_t la
 }
 
 void EngineState::startPull(void (*pull)(void*), RSSSubscriber* subscriber) {
-  std::call_once(exitHandler_, [this] { callAtExit(shutDown_); });
   std::list<PullThread> ended;
   try {
+    std::call_once(exitHandler_, [this] { callAtExit(shutDown_); });
     ModuleReference module;
     std::lock_guard lock(mutex_);
     ended = takeEndedPulls();

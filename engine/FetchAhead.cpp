@@ -62,6 +62,7 @@ void FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
       const RSSObject::NewsFeed& feed = category.feeds[j];
       if (feed.enabled != 1) continue;
       jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url), Phase::Waiting, nullptr, nullptr}));
+      runningByHost_[jobs_.back()->host] = 0;  // here, lest a thread runs out of memory where it waits for its job
     }
   }
 }

@@ -1,6 +1,7 @@
 #include "quillmoria/NewsServer.h"
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -69,12 +70,13 @@ bool NewsServer::WaitForPulls(std::int32_t milliseconds) {
 }
 
 void NewsServer::matchAndCacheItems(RSSObject* feed) {
-  const std::string baseFolder = engineState->baseFolder();
-  NewsItemCache cache;
-  {
-    const std::unique_ptr<RSSObject> cached(
-        cache.LoadFeed(NewsItemCache::filePath(baseFolder, feed->channel.feedName)));
-    quillmoria::matchItems(*feed, *cached);
+  try {
+    const std::string baseFolder = engineState->baseFolder();
+    NewsItemCache cache;
+    quillmoria::matchItems(*feed, *cache.ReadFeed(NewsItemCache::filePath(baseFolder, feed->channel.feedName)));
+    cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote);
+  } catch (const std::exception&) {
+    // Not knowing which items are new, keep the file for the next pull, which is to find them.
+    quillmoria::unmatchItems(*feed);
   }
-  cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote);
 }

@@ -1,5 +1,8 @@
 #include "engine/Pull.h"
 
+#include <exception>
+#include <functional>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -22,6 +25,16 @@ void endIfStopped([[maybe_unused]] const char* traceText) {
   if (!engineState->takeStopRequest()) return;
   trace("%s", traceText);
   endThread(kExitCodeOfAStoppedPull);
+}
+
+/// What stands for a feed whose object cannot be made for want of memory: as after a fetch that an exception has ended.
+std::unique_ptr<RSSObject> notFetched(const RSSObject::NewsFeed& feed) {
+  RSSObject::ChannelStruct channel;
+  channel.feedName = feed.name;
+  auto news = std::make_unique<RSSObject>(std::move(channel), nullptr, -1);
+  news->category = feed.category;
+  news->statusMessage.clear();
+  return news;
 }
 
 }  // namespace
@@ -48,7 +61,12 @@ void Pull::run() {
 
 void Pull::beginFetchingAhead() {
   const FetchLimits limits = engineState->fetchLimits();
-  if (limits.feeds > 1 && !engineState->offline) ahead_.emplace(categories_, limits);
+  if (limits.feeds <= 1 || engineState->offline) return;
+  try {
+    ahead_.emplace(categories_, limits);
+  } catch (const std::bad_alloc&) {
+    // One feed after the other takes less.
+  }
 }
 
 /// The host may change the count of the array that the pull began with; the count of another array says nothing about
@@ -93,18 +111,24 @@ std::unique_ptr<RSSObject> Pull::load(const Feed& feed) {
     ahead_.reset();
     return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(NewsItemCache::filePath(baseFolder, feed.name)));
   }
-  std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
-  return news ? std::move(news) : std::make_unique<RSSObject>(feed, "", baseFolder);
+  try {
+    std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
+    return news ? std::move(news) : std::make_unique<RSSObject>(feed, "", baseFolder);
+  } catch (const std::exception&) {
+    return notFetched(feed);
+  }
 }
 
 /// From the first call on the object is the subscriber's; one that nobody takes is released here.
 void Pull::deliver(std::unique_ptr<RSSObject> news) const {
   RSSObject* const passed = news.get();
-  engineState->forEachAttached(&subscriber_, [&](RSSSubscriber& subscriber) {
+  const auto pass = [&](RSSSubscriber& subscriber) {
     endIfShuttingDown();
     news.release();
     subscriber.NewsReceived(passed, engineState->newsDelivered);
-  });
+  };
+  // As a reference it takes no memory: what is stored already must not get lost for want of it.
+  engineState->forEachAttached(&subscriber_, std::ref(pass));
 }
 
 void Pull::send(const RSSEvent& event) const {

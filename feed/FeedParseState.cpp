@@ -285,6 +285,7 @@ void FeedParseState::parse(std::string_view document) noexcept {
   // The document is not marked as the last part: it counts up to where it is sound, and its last tag says enough.
   const auto length = static_cast<int>(std::min(document.size(), static_cast<std::size_t>(INT_MAX)));
   XML_Parse(parser_.get(), document.data(), length, XML_FALSE);
+  if (XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY) failed_ = true;  // not the document's own end
   if (finishedItems_ && !failed_) guard([this] { keepItems(*finishedItems_); });
 }
 

@@ -31,7 +31,10 @@ std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
 
 }  // namespace
 
-RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder) : baseFolder(std::move(folder)) {
+// Delegates so that what is there already is released if memory runs out on the way.
+RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
+    : RSSObject(ChannelStruct(), nullptr, 0) {
+  baseFolder = std::move(folder);
   quillmoria::trace("Loading RSS from URL %s\n", feed.url.c_str());
   std::unique_ptr<FeedParseState> state = initialize();
   channel.feedName = std::move(feed.name);

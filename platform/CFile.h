@@ -43,7 +43,8 @@ class CFile {
   ~CFile();
 
   /// True once the file is open. False where there is none, where it may not be opened so, or where it is none of the
-  /// engine's own (above).
+  /// engine's own (above). Throws std::system_error where descriptors or memory lack: then nothing is known of the
+  /// file.
   bool Open(const std::string& path, OpenFlags flags);
 
   /// Removes the file at `path`, if it is one that could be opened. Nothing if there is none.

@@ -35,7 +35,7 @@ void unloadModule(void* instance);
 
 /// Asks for `shutDown` to be called when the process ends, before anything is torn down that was set up before this
 /// call, or else when the library is unloaded. May be asked for repeatedly, and `shutDown` must bear to be called so.
-/// It is not called in a forked copy of the process.
+/// It is not called in a forked copy of the process. Throws std::bad_alloc.
 void callAtExit(void (*shutDown)());
 
 /// Keeps the library mapped as long as it lives, so that a thread may run its code beyond the host's last use of it.

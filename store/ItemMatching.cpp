@@ -13,6 +13,7 @@ namespace {
 using Item = RSSObject::NewsItemStruct;
 
 // Values of an item's status.
+constexpr std::int32_t kUnmatched = 0;
 constexpr std::int32_t kNew = 2;
 constexpr std::int32_t kSeen = 3;
 
@@ -113,6 +114,11 @@ void matchItems(RSSObject& fresh, const RSSObject& cached) {
       ++fresh.newItemCount;
     }
   }
+}
+
+void unmatchItems(RSSObject& fresh) {
+  for (Item& item : itemsOf(fresh)) item.status = kUnmatched;
+  fresh.newItemCount = 0;
 }
 
 }  // namespace quillmoria

@@ -9,4 +9,7 @@ namespace quillmoria {
 /// item with that key is the match, and its date is carried over. Linear in the number of items of both.
 void matchItems(RSSObject& fresh, const RSSObject& cached);
 
+/// Takes back what matchItems has marked and counted, also where an exception has ended it.
+void unmatchItems(RSSObject& fresh);
+
 }  // namespace quillmoria

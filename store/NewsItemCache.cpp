@@ -153,7 +153,9 @@ std::unique_ptr<RSSObject> tryRead(const std::string& path) {
   try {
     CFile file;
     return file.Open(path, CFile::modeRead) ? readFeed(file) : nullptr;
-  } catch (const std::exception&) {
+  } catch (const CFileException&) {
+    return nullptr;
+  } catch (const CArchiveException&) {
     return nullptr;
   }
 }
@@ -190,6 +192,14 @@ std::int32_t NewsItemCache::StoreFeed(std::string baseFolder, const RSSObject* f
 }
 
 RSSObject* NewsItemCache::LoadFeed(std::string path) {
+  try {
+    return ReadFeed(path).release();
+  } catch (const std::exception&) {
+    return notCached(path).release();
+  }
+}
+
+std::unique_ptr<RSSObject> NewsItemCache::ReadFeed(const std::string& path) {
   std::unique_ptr<RSSObject> feed = tryRead(path);
-  return (feed ? std::move(feed) : notCached(path)).release();
+  return feed ? std::move(feed) : notCached(path);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -29,4 +30,8 @@ class NewsItemCache {
   /// Reads the file at `path` into a new object, which the caller owns. A file that is missing, empty, cut off or
   /// impossible gives an object with the item count -1 and the status "Resource not cached", never null.
   RSSObject* LoadFeed(std::string path);
+
+  /// As LoadFeed, but throws std::bad_alloc and std::system_error where memory or descriptors lack, so that a file that
+  /// could not be looked at is not taken for one that is missing.
+  static std::unique_ptr<RSSObject> ReadFeed(const std::string& path);
 };

@@ -99,15 +99,18 @@ class QUILLMORIA_EXPORT NewsServer {
   /// until the pull has ended.
   void SetCategories(RSSObject::CategoryHolderStruct categories);
 
-  /// Appends `subscriber` to the receivers of feed objects, also if it is there already, and starts a pull for it.
+  /// Appends `subscriber` to the receivers of feed objects, also if it is there already, and starts a pull for it. Does
+  /// neither if it throws std::bad_alloc.
   void AttachSubscriber(RSSSubscriber* subscriber);
 
   /// Removes `subscriber` however often it is attached. A pull that runs for it goes on and still sends it events, but
   /// no more feed objects.
   void DetachSubscriber(RSSSubscriber* subscriber);
 
-  /// Starts a pull for `subscriber` and returns at once. Whether it fetches or reads the cache depends on the connected
-  /// state at this moment (ConnectedState.h). If no thread can be started, nothing happens.
+  /// Starts a pull for `subscriber` and returns at once; throws nothing. Whether it fetches or reads the cache depends
+  /// on the connected state at this moment (ConnectedState.h). If no thread can be started, nothing happens. Where
+  /// memory or descriptors run out during the pull, a feed arrives with a failure, or with its items not compared
+  /// (status 0) and its cache file as it was; where not even that is possible, the pull ends as if it had been stopped.
   void RefreshAllNewsForSubscriber(RSSSubscriber* subscriber);
 
   /// Asks the running pull to end at its next check, after the fetch under way, and returns at once. A pull that is

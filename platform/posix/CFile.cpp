@@ -45,7 +45,7 @@ bool isEngineFolder(std::string_view folder) {
 }
 
 Descriptor openFolder(int directory, const std::string& name, int flags) {
-  return Descriptor(::openat(directory, name.c_str(), flags | O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return quillmoria::open(directory, name.c_str(), flags | O_PATH | O_DIRECTORY);
 }
 
 /// Goes from `directory` down to the last component of `name`. Only that a component is not "..", and no link, keeps

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <mutex>
 #include <type_traits>
 #include <utility>
@@ -60,9 +61,14 @@ struct Network {
     if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
       throw CInternetException("The network library cannot be set up");
     }
+    try {
+      // At once, so that it comes before what the network library is built on tears itself down.
+      callAtExit(atExit);
+    } catch (...) {
+      curl_global_cleanup();
+      throw;
+    }
     isSetUp = true;
-    // At once, so that it comes before what the network library is built on tears itself down.
-    callAtExit(atExit);
   }
 
   void cutOff() {
@@ -111,7 +117,8 @@ void Network::atExit() {
 
 Channel::Channel(std::shared_ptr<Share> share)
     : share_(std::move(share)), multi_(curl_multi_init(), &curl_multi_cleanup), easy_(nullptr, &curl_easy_cleanup) {
-  if (!multi_) throw CInternetException("Out of memory");
+  // Without descriptors for this it would work, but nobody could cut it off.
+  if (!multi_ || curl_multi_wakeup(multi()) != CURLM_OK) throw CInternetException("Out of memory or descriptors");
   curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
 }
 
@@ -179,7 +186,7 @@ void setUpNetwork() noexcept {
   try {
     const std::lock_guard lock(network.mutex);
     network.setUp();
-  } catch (const CInternetException&) {
+  } catch (const std::exception&) {
     // The first request tries again, and tells.
   }
 }

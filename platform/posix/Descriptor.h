@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <system_error>
 #include <utility>
 
 namespace quillmoria {
@@ -30,10 +31,19 @@ class Descriptor {
   int number_;
 };
 
-/// Opens the regular file `name`, relative to the directory `directory` (or AT_FDCWD); nothing else stays open. Does
-/// not wait for the other end of a FIFO.
+/// Opens `name`, relative to the directory `directory` (or AT_FDCWD). Throws std::system_error where descriptors or
+/// memory lack, since that says nothing about the file.
+inline Descriptor open(int directory, const char* name, int flags) {
+  Descriptor file(::openat(directory, name, flags | O_CLOEXEC, 0666));
+  if (!file && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {
+    throw std::system_error(errno, std::generic_category());
+  }
+  return file;
+}
+
+/// As open, but only regular files; nothing else stays open. Does not wait for the other end of a FIFO.
 inline Descriptor openRegular(int directory, const char* name, int flags) {
-  Descriptor file(::openat(directory, name, flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  Descriptor file = open(directory, name, flags | O_NONBLOCK | O_NOCTTY);
   struct stat state;
   if (!file || ::fstat(file.get(), &state) != 0 || !S_ISREG(state.st_mode)) return Descriptor();
   return file;

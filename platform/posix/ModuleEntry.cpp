@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 /// Stands for the library that this is linked into.
@@ -51,7 +52,8 @@ void callAtExit(void (*shutDown)()) {
   constexpr auto unlessForked = [](void* function) {
     if (!isForked()) reinterpret_cast<void (*)()>(function)();
   };
-  abi::__cxa_atexit(unlessForked, reinterpret_cast<void*>(shutDown), &__dso_handle);
+  const int error = abi::__cxa_atexit(unlessForked, reinterpret_cast<void*>(shutDown), &__dso_handle);
+  if (error != 0) throw std::bad_alloc();
 }
 
 ModuleReference::ModuleReference() : handle_(dlopen(ownFile(), RTLD_NOLOAD | RTLD_LAZY)) {}

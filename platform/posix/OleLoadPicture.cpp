@@ -1,7 +1,9 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +18,7 @@ constexpr std::size_t kMostBytes = std::size_t{4} * 1024 * 1024;
 constexpr int kLongestSide = 4096;
 constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 constexpr std::size_t kBytesPerPixel = 4;
+constexpr std::size_t kReservePieces = 64;
 
 /// What one named loader of the decoder is to be given.
 struct Source {
@@ -197,6 +200,14 @@ std::optional<std::string> readAll(IStream& stream) {
   }
 }
 
+/// Throws std::bad_alloc unless there are 4 MiB for the decoder's records: where it gets no memory for those, it ends
+/// the process. In pieces, since the allocator has large blocks from elsewhere. For pixels the decoder asks in good
+/// manner.
+void checkReserve() {
+  std::array<std::unique_ptr<char[]>, kReservePieces> pieces;
+  for (auto& piece : pieces) piece = std::make_unique_for_overwrite<char[]>(kPieceBytes);
+}
+
 /// Keeps the decoder's complaints about bad images off standard error.
 class QuietDecoder {
  public:
@@ -264,6 +275,7 @@ std::shared_ptr<const IPicture> OleLoadPicture(IStream* stream) {
   const std::optional<std::string> data = readAll(*stream);
   const std::optional<Source> source = data ? prepare(*data) : std::nullopt;
   if (!source) return nullptr;
+  checkReserve();
   const QuietDecoder quiet;
   const Loader loader = decode(*source);
   GdkPixbufAnimation* const animation = loader ? gdk_pixbuf_loader_get_animation(loader.get()) : nullptr;

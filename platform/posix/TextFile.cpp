@@ -36,9 +36,13 @@ std::optional<std::string> readEngineFile(const std::string& path, std::size_t m
 
 std::optional<std::string> readHostFile(const std::string& path, std::size_t maxBytes) {
   if (path.find('\0') != std::string::npos) return std::nullopt;
-  const Descriptor file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
-  if (!file) return std::nullopt;
-  return readAll([&](char* buffer, std::size_t count) { return readFully(file.get(), buffer, count); }, maxBytes);
+  try {
+    const Descriptor file = openRegular(AT_FDCWD, path.c_str(), O_RDONLY);
+    if (!file) return std::nullopt;
+    return readAll([&](char* buffer, std::size_t count) { return readFully(file.get(), buffer, count); }, maxBytes);
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
 }
 
 void dropCarriageReturnsAtLineEnds(std::string& text) {
