@@ -58,14 +58,16 @@ def refused(challenge, status=b"401 No", name=b"WWW-Authenticate", length=0):
 
 
 def packed(piece, times, head=b""):
-    """`head` and `times` times `piece` as gzip data without an end. Made bit by bit: the peak memory of a process includes
-    what its parent held."""
+    """`head` and `times` times `piece` as gzip data without an end. Made bit by bit: the peak memory of a process
+    includes what its parent held."""
     packer = zlib.compressobj(9, zlib.DEFLATED, 31)
-    return packer.compress(head) + b"".join(packer.compress(piece) for _ in range(times)) + packer.flush(zlib.Z_FULL_FLUSH)
+    packed_head = packer.compress(head)
+    return packed_head + b"".join(packer.compress(piece) for _ in range(times)) + packer.flush(zlib.Z_FULL_FLUSH)
 
 
 def bottomless(gibibytes):
-    """Gzip data in gzip data in gzip data, whose innermost is a file's name without end: unpacked it is nothing at all."""
+    """Gzip data in gzip data in gzip data, of which the innermost is a file's name without end: unpacked it is nothing
+    at all."""
     start = packed(b"x" * MIB, 1, b"\x1f\x8b\x08\x08" + bytes(6))
     packer = zlib.compressobj(9, zlib.DEFLATED, -15)
     mebibyte = packer.compress(b"x" * MIB) + packer.flush(zlib.Z_FULL_FLUSH)
@@ -115,7 +117,8 @@ def cases():
     yield from stages()
 
     # Lengths that lie
-    for length, says in ((b"5", EMPTY), (b"60", "10 bytes remaining"), (b"-1", FAILS), (b"x", FAILS), (b"", FAILS), (b"0x10", EMPTY),
+    for length, says in ((b"5", EMPTY), (b"60", "10 bytes remaining"), (b"-1", FAILS), (b"x", FAILS), (b"", FAILS),
+                         (b"0x10", EMPTY),
                          (b"99999999999999999999999", "Whole"), (b"9223372036854775807", FAILS), (b"67108865", FAILS),
                          (b"5\r\nContent-Length: 60", FAILS), (b"60\r\nContent-Length: 5", FAILS)):
         yield Case("states the length %r" % length, says, [[head(b"200 OK", b"Content-Length: " + length) + FEED]])
@@ -125,7 +128,8 @@ def cases():
     # Status lines
     for line in (b"garbage", b"", b"HTTP/0.9 200 OK", b"HTTP/9.9 200 OK", b"HTTP/1.1 000 No",
                  b"HTTP/1.1 99 Low", b"HTTP/1.1 1000 High", b"HTTP/1.1", b"HTTP/1.1 ", b"HTTP/1.1 2x0 OK",
-                 b"HTTP/1.1 -200 OK", b"HTTP/1.1 101 Switching", b"HTTP/1.1 999 Odd", b"ICY 200 OK", b"RTSP/1.0 200 OK"):
+                 b"HTTP/1.1 -200 OK", b"HTTP/1.1 101 Switching", b"HTTP/1.1 999 Odd", b"ICY 200 OK",
+                 b"RTSP/1.0 200 OK"):
         yield Case("begins with %r" % line, FAILS, [[line + b"\r\nContent-Length: %d\r\n\r\n" % len(FEED) + FEED]])
     for status in (b"204 None", b"304 Same"):
         yield Case("sends a body with %r" % status, EMPTY, [[head(status, b"Content-Length: %d" % len(FEED)) + FEED]])
@@ -143,7 +147,8 @@ def cases():
     for status in (b"100 Continue", b"103 Hints"):
         yield Case("sends %r for ever" % status, "header lines are too large", [[Forever(head(status) * 1000)]])
     yield Case("sends NUL in a header line", FAILS, [[ok(headers=b"X: \0y\r\n")]])
-    yield Case("sets cookies", "Whole", [[moved(b"http://HOST/b\r\nSet-Cookie: a=b"), KEEP], [ok()]], never="(?i)cookie:")
+    yield Case("sets cookies", "Whole",
+               [[moved(b"http://HOST/b\r\nSet-Cookie: a=b"), KEEP], [ok()]], never="(?i)cookie:")
     yield Case("announces other services", "Whole",
                [[moved(b"http://HOST/b\r\nAlt-Svc: h2=\":1\"\r\nStrict-Transport-Security: max-age=99"), KEEP], [ok()]])
 
@@ -162,8 +167,8 @@ def cases():
 
     # Redirects
     yield Case("redirects to itself", FAILED_FOLLOW, [[moved(b"http://HOST/feed"), KEEP]], requests=2)
-    yield Case("redirects twice", FAILED_FOLLOW, [[moved(b"http://HOST/a"), KEEP], [moved(b"http://HOST/b"), KEEP], [ok()]],
-               requests=2)
+    yield Case("redirects twice", FAILED_FOLLOW,
+               [[moved(b"http://HOST/a"), KEEP], [moved(b"http://HOST/b"), KEEP], [ok()]], requests=2)
     for target in (b"file:///etc/passwd", b"ftp://HOST/", b"data:text/xml,<rss/>", b"gopher://HOST/", b"javascript:1",
                    b"", b"//HOST/", b"http:\\\\HOST\\", b"http://HOST\\@x/", b"http://me@HOST/", b"http://a:b@HOST/",
                    b"http://127.0.0.1:0/", b"http://127.0.0.1:65536/", b"http://HO ST/", b"http://[::1", b"http://%31/",
@@ -176,7 +181,8 @@ def cases():
     yield Case("redirects to a server of 64 KiB", FAILS, [[moved(b"http://" + b"x" * 65536), KEEP], [ok()]], requests=1)
     yield Case("redirects to a path with a lone CR", "Whole", [[moved(b"http://HOST/\rX-Evil: 1"), KEEP], [ok()]],
                never=r"[\r\n]X-Evil")
-    yield Case("redirects to a path with a folded line", "Whole", [[moved(b"http://HOST/a\r\n X-Evil: 1"), KEEP], [ok()]],
+    yield Case("redirects to a path with a folded line", "Whole",
+               [[moved(b"http://HOST/a\r\n X-Evil: 1"), KEEP], [ok()]],
                never=r"[\r\n]X-Evil")
     yield Case("redirects to a path with NUL", FAILS, [[moved(b"http://HOST/a\0b"), KEEP], [ok()]])
     yield Case("redirects to a path with spaces and backslashes", "Whole",
@@ -193,12 +199,15 @@ def cases():
                [[head(b"401 No", b'WWW-Authenticate: Basic realm="r"'), Forever(b"x" * 10000)]], user="me")
     yield Case("asks for the proxy's credentials in a proxy's place", EMPTY,
                [[refused(b'Basic realm="r"', b"407 No", b"Proxy-Authenticate"), KEEP]], user="me", requests=1)
-    yield Case("redirects credentials that nobody asks for", "Whole", [[moved(b"http://HOST/b"), KEEP], [ok()]], user="me",
+    yield Case("redirects credentials that nobody asks for", "Whole",
+               [[moved(b"http://HOST/b"), KEEP], [ok()]], user="me",
                never="(?i)authorization")
     yield Case("has a hostile user name quoted", DENIED,
-               [[refused(b'Digest realm="r", nonce="n"'), KEEP], [ok()]], user='me"\r\nX-Evil: 1', never=r"[\r\n]X-Evil")
+               [[refused(b'Digest realm="r", nonce="n"'), KEEP], [ok()]], user='me"\r\nX-Evil: 1',
+               never=r"[\r\n]X-Evil")
 
-    yield Case("has its own challenge quoted", FAILS, [[refused(b'Digest realm="a\rX-Evil: 1", nonce="n"'), KEEP], [ok()]],
+    yield Case("has its own challenge quoted", FAILS,
+               [[refused(b'Digest realm="a\rX-Evil: 1", nonce="n"'), KEEP], [ok()]],
                user="me", never=r"[\r\n]X-Evil")
 
     # Connections that are kept
@@ -229,7 +238,8 @@ def cases():
 
     # Proxies
     tunnel = dict(scheme="https", proxy=True)
-    yield Case("opens a tunnel to garbage", "(?i)ssl|tls|wrong version", [[head(b"200 OK") + b"garbage" * 99]], **tunnel)
+    yield Case("opens a tunnel to garbage", "(?i)ssl|tls|wrong version",
+               [[head(b"200 OK") + b"garbage" * 99]], **tunnel)
     yield Case("opens a tunnel and closes it", FAILS, [[head(b"200 OK")]], **tunnel)
     yield Case("refuses a tunnel for ever", "refused the credentials",
                [[refused(b'Basic realm="p"', b"407 No", b"Proxy-Authenticate"), KEEP]], requests=2, **tunnel)
@@ -242,7 +252,8 @@ def cases():
                         ("100 for ever", [Forever(head(b"100 Continue") * 1000)]), ("nothing and closes", []),
                         ("a reset", [RESET]), ("garbage", [b"garbage\r\n" * 99])):
         yield Case("answers a tunnel with " + what, FAILS, [reply], requests=1, **tunnel)
-    yield Case("redirects through a proxy to a file", FAILED_LOAD, [[moved(b"file:///etc/passwd")]], proxy=True, requests=1)
+    yield Case("redirects through a proxy to a file", FAILED_LOAD,
+               [[moved(b"file:///etc/passwd")]], proxy=True, requests=1)
 
     # What only time ends
     stopped, slow = "stopped sending", "too slowly"
@@ -258,7 +269,8 @@ def cases():
     yield Case("says nothing in the handshake", "(?i)time", [[HOLD]], scheme="https", greets=True, **timed)
     yield Case("says half a hello", "(?i)time", [[half_hello, HOLD]], scheme="https", greets=True, **timed)
     yield Case("never opens a tunnel", "(?i)time", [[HOLD]], **timed, **tunnel)
-    yield Case("drips a tunnel's header lines", "(?i)time|slow", [[b"HTTP/1.1 200 OK\r\nX: ", Forever(b"x", 0.5)]], full=True,
+    yield Case("drips a tunnel's header lines", "(?i)time|slow",
+               [[b"HTTP/1.1 200 OK\r\nX: ", Forever(b"x", 0.5)]], full=True,
                **tunnel)
 
 
@@ -353,7 +365,9 @@ def run_program(program, case, server, base, deadline):
     """What it prints, its exit status, seconds and peak memory in MiB; the status is None if it had to be killed."""
     host = "feeds.example" if case.proxy else f"127.0.0.1:{server.port}"
     (base / "config").mkdir()
-    settings = f"[Proxy]\nType=3\nServer=127.0.0.1\nPort={server.port}\nCredentials={CREDENTIALS}\n" if case.proxy else ""
+    settings = ""
+    if case.proxy:
+        settings = f"[Proxy]\nType=3\nServer=127.0.0.1\nPort={server.port}\nCredentials={CREDENTIALS}\n"
     (base / "config/quillmoria.ini").write_text(settings)
     command = [program, "feed", f"{case.scheme}://{host}{case.path}", "--base", str(base)]
     if case.user:
@@ -401,7 +415,8 @@ def make_certificates(folder):
 
     openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=Authority", "-days", "2",
             "-keyout", "ca.key", "-out", "ca.pem")
-    openssl("req", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=Server", "-keyout", "server.key", "-out", "server.csr")
+    openssl("req", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=Server",
+            "-keyout", "server.key", "-out", "server.csr")
     sign("IP:127.0.0.1", "2", "server.pem")
     sign("IP:127.0.0.1", "-1", "old.pem")
     sign("DNS:elsewhere.example", "2", "other.pem")
