@@ -101,6 +101,17 @@ constexpr int kMaxDeclaredAttributes = 64;  // expat goes through them at every 
 constexpr std::size_t kMaxKeptText = 128 << 20;
 constexpr std::size_t kItemAllowance = 128;
 
+constexpr std::size_t kPieceBytes = 64 << 10;
+
+// Lest it be read again and again, expat may put off a token that was cut off, also beyond the last piece.
+#ifdef QUILLMORIA_EXPAT_DEFERS
+constexpr bool kReadsCutTokensAtOnce = true;
+void readCutTokensAtOnce(XML_Parser parser) { XML_SetReparseDeferralEnabled(parser, XML_FALSE); }
+#else
+constexpr bool kReadsCutTokensAtOnce = false;
+void readCutTokensAtOnce(XML_Parser) {}
+#endif
+
 struct NamedElement {
   std::string_view name;
   Element element = Element::Other;
@@ -237,8 +248,29 @@ CTime defaultUpdateBase() {
   return base;
 }
 
+/// Whether `document` is in UTF-16, where a byte that looks like a line feed may be half of something else.
+bool hasWideUnits(std::string_view document) {
+  const std::string_view start = document.substr(0, 2);
+  return start == "\xFE\xFF" || start == "\xFF\xFE" || start.find('\0') != std::string_view::npos;
+}
+
+/// The lines that `text` begins with, as many as make `size` bytes, or the first one if that is longer; at most what
+/// expat takes at once.
+std::string_view linesOf(std::string_view text, std::size_t size) {
+  constexpr std::size_t kMost = INT_MAX;
+  if (size >= text.size()) return text.substr(0, kMost);
+  std::size_t lineFeed = text.rfind('\n', size - 1);
+  if (lineFeed == std::string_view::npos) lineFeed = std::min(text.find('\n', size), text.size() - 1);
+  return text.substr(0, std::min(lineFeed + 1, kMost));
+}
+
 bool hasAddress(const RSSObject::NewsItemStruct& item) {
   return !item.link.empty() || (item.isPermaLink && !item.guidW.empty());
+}
+
+void widen(std::u16string& wide, std::string_view text) {
+  wide.clear();
+  appendUtf16(wide, text);
 }
 
 void appendBoth(std::string& narrow, std::u16string& wide, std::string_view chunk) {
@@ -258,6 +290,7 @@ FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML
   XML_Parser parser = parser_.get();
   XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, kMaxAmplification);
   XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kAmplificationThreshold);
+  readCutTokensAtOnce(parser);
   XML_SetUserData(parser, this);
   XML_SetElementHandler(
       parser,
@@ -282,11 +315,34 @@ FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML
 void FeedParseState::ParserRelease::operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
 
 void FeedParseState::parse(std::string_view document) noexcept {
-  // The document is not marked as the last part: it counts up to where it is sound, and its last tag says enough.
-  const auto length = static_cast<int>(std::min(document.size(), static_cast<std::size_t>(INT_MAX)));
-  XML_Parse(parser_.get(), document.data(), length, XML_FALSE);
-  if (XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY) failed_ = true;  // not the document's own end
-  if (finishedItems_ && !failed_) guard([this] { keepItems(*finishedItems_); });
+  feedParser(document);
+  parser_.reset();  // its memory serves for the items
+  if (!finishedItems_ || failed_) return;
+  try {
+    keepItems(*finishedItems_);
+  } catch (const std::exception&) {
+    trace("No memory for %zu items\n", *finishedItems_);
+  }
+}
+
+/// expat keeps a copy of what it is given, so it gets the document piece by piece. A piece ends behind a line feed,
+/// where a chunk of text ends anyway; it grows as long as it brings expat no further, since a token that is cut off is
+/// read from its beginning again. The last piece is not marked as such: a document counts up to where it is sound, and
+/// its last tag says enough.
+void FeedParseState::feedParser(std::string_view document) {
+  std::size_t pieceBytes = kReadsCutTokensAtOnce && !hasWideUnits(document) ? kPieceBytes : document.size();
+  XML_Index reached = 0;
+  while (!document.empty()) {
+    const std::string_view piece = linesOf(document, pieceBytes);
+    if (XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), XML_FALSE) != XML_STATUS_OK) {
+      if (XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY) failed_ = true;  // not the document's own end
+      return;
+    }
+    document.remove_prefix(piece.size());
+    const XML_Index at = XML_GetCurrentByteIndex(parser_.get());
+    if (at == reached) pieceBytes *= 2;
+    reached = at;
+  }
 }
 
 void FeedParseState::startElement(const char* name, Attributes attributes) {
@@ -405,10 +461,15 @@ void FeedParseState::announceRdf(Attributes attributes) {
 
 void FeedParseState::startItem() {
   item_.reset();
+  for (std::string* const text : {&text_.title, &text_.description, &text_.creator, &text_.guid}) text->clear();
   itemText_ = 0;
 }
 
 void FeedParseState::completeItem() {
+  widen(item_.titleW, text_.title);
+  widen(item_.descriptionW, text_.description);
+  widen(item_.creatorW, text_.creator);
+  widen(item_.guidW, text_.guid);
   if (item_.date == CTime()) item_.date = CTime::GetCurrentTime();
   if (item_.timeSuffix.empty()) item_.timeSuffix = item_.date.Format("%p");
   // A copy, not a move: nested elements may complete one item several times, and the next one reuses its memory.
@@ -523,16 +584,18 @@ void FeedParseState::store(std::string_view chunk) {
       channel.updateBase = readW3cDate(chunk);
       break;
     case Field::ItemTitle:
-      appendBoth(item_.title, item_.titleW, chunk);
+      item_.title += chunk;
+      text_.title += chunk;
       break;
     case Field::ItemLink:
       item_.link += chunk;
       break;
     case Field::ItemDescription:
-      appendBoth(item_.description, item_.descriptionW, chunk);
+      item_.description += chunk;
+      text_.description += chunk;
       break;
     case Field::ItemCreator:
-      appendUtf16(item_.creatorW, chunk);
+      text_.creator += chunk;
       break;
     case Field::ItemDate:
       item_.date = readW3cDate(chunk);
@@ -542,19 +605,19 @@ void FeedParseState::store(std::string_view chunk) {
       item_.date = readRfc822Date(chunk);
       break;
     case Field::ItemGuid:
-      appendUtf16(item_.guidW, chunk);
+      text_.guid += chunk;
       break;
     case Field::EntryTitle:
-      appendUtf16(item_.titleW, chunk);
+      text_.title += chunk;
       break;
     case Field::EntryContent:
-      appendUtf16(item_.descriptionW, chunk);
+      text_.description += chunk;
       break;
     case Field::EntryCreated:
       item_.date = readW3cDate(chunk);
       break;
     case Field::EntryId:
-      appendUtf16(item_.guidW, chunk);
+      text_.guid += chunk;
       item_.isPermaLink = false;
       break;
   }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "quillmoria/RSSObject.h"
@@ -47,6 +48,7 @@ class FeedParseState {
     void operator()(XML_ParserStruct* parser) const;
   };
 
+  void feedParser(std::string_view document);
   void startElement(const char* name, Attributes attributes);
   void endElement(const char* name);
   void characters(std::string_view chunk);
@@ -87,7 +89,16 @@ class FeedParseState {
   bool inEntry_ = false;
   bool inContent_ = false;
 
-  RSSObject::NewsItemStruct item_;            ///< the item under construction
+  /// The texts of the item under construction that become wide, once each, when it is complete.
+  struct ItemText {
+    std::string title;
+    std::string description;
+    std::string creator;
+    std::string guid;
+  };
+
+  RSSObject::NewsItemStruct item_;            ///< the item under construction, but for its wide texts
+  ItemText text_;                             ///< its wide texts
   std::optional<std::size_t> finishedItems_;  ///< the items that were complete at the last finish
   int pictureLoads_ = 0;
   int declaredAttributes_ = 0;

@@ -1,12 +1,18 @@
 #include "platform/CodePage.h"
 
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace quillmoria {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::ptrdiff_t kLongestSequence = 4;
 
+constexpr bool isAscii(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
 constexpr bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 constexpr bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
@@ -55,14 +61,49 @@ char16_t* writeUtf16(char16_t* out, char32_t point) {
   return out;
 }
 
-/// Writes the ASCII that `in` begins with, eight bytes at a time, and moves past what it wrote. May leave up to seven.
+/// Writes the ASCII that `in` begins with, eight bytes at a time, and moves past what it wrote. May leave up to seven,
+/// and writes without harm up to seven units more than it says.
 char16_t* widenAsciiBlocks(const char*& in, const char* end, char16_t* out) {
+  using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
+  using Units [[gnu::vector_size(16)]] = std::uint16_t;
   constexpr std::uint64_t kNotAscii = 0x8080808080808080;
-  for (; end - in >= 8; in += 8, out += 8) {
-    std::uint64_t block;
-    std::memcpy(&block, in, sizeof block);
-    if (block & kNotAscii) break;
-    for (int i = 0; i < 8; ++i) out[i] = static_cast<unsigned char>(in[i]);
+  while (end - in >= 8) {
+    Bytes bytes;
+    std::memcpy(&bytes, in, sizeof bytes);
+    const Units units = __builtin_convertvector(bytes, Units);
+    std::memcpy(out, &units, sizeof units);
+    const std::uint64_t others = std::bit_cast<std::uint64_t>(bytes) & kNotAscii;
+    const int ascii = std::countr_zero(others) / 8;
+    in += ascii;
+    out += ascii;
+    if (others) break;
+  }
+  return out;
+}
+
+/// Writes the sequence at `in` and moves past it. What most text is made of goes the short ways.
+char16_t* widenSequence(const char*& in, const char* end, char16_t* out) {
+  const auto byteAt = [&](std::ptrdiff_t at) { return static_cast<unsigned char>(in[at]); };
+  const unsigned first = byteAt(0);
+  if (first >= 0xC2 && first <= 0xDF && end - in >= 2 && isContinuation(byteAt(1))) {
+    *out++ = static_cast<char16_t>((first & 0x1Fu) << 6 | (byteAt(1) & 0x3Fu));
+    in += 2;
+    return out;
+  }
+  if (first >= 0xE1 && first <= 0xEC && end - in >= 3 && isContinuation(byteAt(1)) && isContinuation(byteAt(2))) {
+    *out++ = static_cast<char16_t>((first & 0xFu) << 12 | (byteAt(1) & 0x3Fu) << 6 | (byteAt(2) & 0x3Fu));
+    in += 3;
+    return out;
+  }
+  return writeUtf16(out, readSequence(in, end));
+}
+
+/// Writes the sequences that begin before `stop`, which may end as far as `end`, and moves past them.
+char16_t* widen(const char*& in, const char* stop, const char* end, char16_t* out) {
+  while (in < stop) {
+    out = widenAsciiBlocks(in, stop, out);
+    for (; in < stop && isAscii(*in); ++in) *out++ = static_cast<unsigned char>(*in);
+    while (in < stop && !isAscii(*in)) out = widenSequence(in, end, out);
   }
   return out;
 }
@@ -117,23 +158,15 @@ char32_t readUtf16(const char16_t*& in, const char16_t* end) {
 }  // namespace
 
 void appendUtf16(std::u16string& wide, std::string_view utf8) {
-  const std::size_t before = wide.size();
-  wide.resize(before + utf8.size());  // no sequence has more units than bytes
-
+  // A sequence may begin within a piece and end behind it; none has more units than bytes.
+  constexpr std::ptrdiff_t kPieceBytes = 512;
+  char16_t piece[kPieceBytes + kLongestSequence];
   const char* in = utf8.data();
   const char* const end = in + utf8.size();
-  char16_t* out = wide.data() + before;
   while (in != end) {
-    out = widenAsciiBlocks(in, end, out);
-    for (int i = 0; i < 8 && in != end; ++i) {
-      if (static_cast<unsigned char>(*in) < 0x80) {
-        *out++ = static_cast<unsigned char>(*in++);
-      } else {
-        out = writeUtf16(out, readSequence(in, end));
-      }
-    }
+    const char16_t* const out = widen(in, in + std::min(end - in, kPieceBytes), end, piece);
+    wide.append(piece, static_cast<std::size_t>(out - piece));
   }
-  wide.resize(static_cast<std::size_t>(out - wide.data()));
 }
 
 std::u16string utf8ToWide(std::string_view utf8) {

@@ -5,8 +5,9 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::string_view kLineBreaks = "\t\n\r";
 constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+
+constexpr bool isLineBreak(char character) { return character == '\t' || character == '\n' || character == '\r'; }
 
 template <class Number>
 constexpr Number bound(bool negative) {
@@ -36,9 +37,9 @@ Number leadingNumber(std::string_view text) {
 }  // namespace
 
 std::string_view trimLineBreaks(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kLineBreaks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kLineBreaks) - first + 1);
+  while (!text.empty() && isLineBreak(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isLineBreak(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 std::int64_t toInt64(std::string_view text) { return leadingNumber<std::int64_t>(text); }

@@ -41,12 +41,12 @@ std::int64_t secondsOf(tm fields) {
 
   tm plain = fields;
   const std::int64_t utc = timegm(&plain);
-  if (fields.tm_isdst >= 0 || utc < 0 || utc > kLatest + kDay) return mktime(&fields);
+  if (fields.tm_isdst >= 0 || utc < 2 * kDay || utc > kLatest + kDay) return mktime(&fields);
 
-  const std::int64_t offset = local(utc - kDay).tm_gmtoff;
-  const std::int64_t seconds = utc - offset;
-  const bool isSteady = local(utc + kDay).tm_gmtoff == offset && local(seconds).tm_sec == plain.tm_sec;
-  return isSteady ? seconds : mktime(&fields);
+  const tm before = local(utc - kDay);
+  const bool countsLeapSeconds = before.tm_sec != (utc - kDay + before.tm_gmtoff) % 60;
+  const bool isSteady = !countsLeapSeconds && local(utc + kDay).tm_gmtoff == before.tm_gmtoff;
+  return isSteady ? utc - before.tm_gmtoff : mktime(&fields);
 }
 
 struct LocaleRelease {
