@@ -104,7 +104,7 @@ class DemoSubscriber : public RSSSubscriber {
     const std::string picture = pictureText(news->GetChannelPicture());
     came_.push_back(feedLine(subscribed.category, subscribed.name, news->itemCount, count(*news, pass_->itemStatus),
                              news->newItemCount, picture));
-    listNews(output_, subscribed.name + ", picture " + picture, *news);
+    for (const std::string& line : newsLines(subscribed.name + ", picture " + picture, *news)) output_.line(line);
   }
 
   const std::vector<std::string>& came() const { return came_; }

@@ -45,12 +45,13 @@ std::string outcome(const RSSObject& news) {
          std::to_string(news.newItemCount) + " new";
 }
 
-void listNews(Output& output, std::string_view name, const RSSObject& news) {
-  output.line("  " + std::string(name) + ": " + outcome(news));
-  if (news.itemCount < 0) return;
+std::vector<std::string> newsLines(std::string_view name, const RSSObject& news) {
+  std::vector<std::string> lines{"  " + std::string(name) + ": " + outcome(news)};
+  if (news.itemCount < 0) return lines;
   for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
-    output.line((item.status == kNewItem ? "  * " : "    ") + timeText(item) + "  " + titleText(item));
+    lines.push_back((item.status == kNewItem ? "  * " : "    ") + timeText(item) + "  " + titleText(item));
   }
+  return lines;
 }
 
 void listFeed(Output& output, const RSSObject& news) {

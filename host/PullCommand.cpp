@@ -79,16 +79,16 @@ class PullReport : public RSSSubscriber {
       output_.line(feedAsJson(subscribed, *news));
       output_.flush();
     } else {
-      news_.push_back(std::move(news));
+      listings_.push_back(newsLines(subscribed.name, *news));
     }
   }
 
   void listByCategory() const {
     const std::string* category = nullptr;
-    for (std::size_t i = 0; i < news_.size(); ++i) {
+    for (std::size_t i = 0; i < listings_.size(); ++i) {
       if (!category || *category != feeds_[i]->category) output_.line(feeds_[i]->category);
       category = &feeds_[i]->category;
-      listNews(output_, feeds_[i]->name, *news_[i]);
+      for (const std::string& line : listings_[i]) output_.line(line);
     }
     output_.line(summary());
   }
@@ -137,7 +137,7 @@ class PullReport : public RSSSubscriber {
   long itemCount_ = 0;
   long newItemCount_ = 0;
   std::vector<std::string> failures_;
-  std::vector<std::unique_ptr<RSSObject>> news_;  ///< empty where each goes out as JSON at once
+  std::vector<std::vector<std::string>> listings_;  ///< the lines of each feed; none where it goes out as JSON at once
 };
 
 void subscribe(const std::string& argument, const std::string& category, Subscriptions& subscriptions) {

@@ -12,6 +12,9 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::ptrdiff_t kLongestSequence = 4;
 
+using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
+using Units [[gnu::vector_size(16)]] = std::uint16_t;
+
 constexpr bool isAscii(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
 constexpr bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 constexpr bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
@@ -64,8 +67,6 @@ char16_t* writeUtf16(char16_t* out, char32_t point) {
 /// Writes the ASCII that `in` begins with, eight bytes at a time, and moves past what it wrote. May leave up to seven,
 /// and writes without harm up to seven units more than it says.
 char16_t* widenAsciiBlocks(const char*& in, const char* end, char16_t* out) {
-  using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
-  using Units [[gnu::vector_size(16)]] = std::uint16_t;
   constexpr std::uint64_t kNotAscii = 0x8080808080808080;
   while (end - in >= 8) {
     Bytes bytes;
@@ -108,23 +109,25 @@ char16_t* widen(const char*& in, const char* stop, const char* end, char16_t* ou
   return out;
 }
 
-/// Writes the ASCII that `in` begins with, eight units at a time, and moves past what it wrote. May leave up to seven.
+/// Writes the ASCII that `in` begins with, eight units at a time, and moves past what it wrote. May leave up to seven,
+/// and writes without harm up to seven bytes more than it says.
 char* narrowAsciiBlocks(const char16_t*& in, const char16_t* end, char* out) {
-  for (; end - in >= 8; in += 8, out += 8) {
-    char16_t all = 0;
-    for (int i = 0; i < 8; ++i) all |= in[i];
-    if (all >= 0x80) break;
-    for (int i = 0; i < 8; ++i) out[i] = static_cast<char>(in[i]);
+  constexpr std::uint64_t kNotAscii = 0xFF80FF80FF80FF80;
+  while (end - in >= 8) {
+    Units units;
+    std::memcpy(&units, in, sizeof units);
+    const Bytes bytes = __builtin_convertvector(units, Bytes);
+    std::memcpy(out, &bytes, sizeof bytes);
+    std::uint64_t halves[2];
+    std::memcpy(halves, in, sizeof halves);
+    const std::uint64_t first = halves[0] & kNotAscii;
+    const std::uint64_t second = halves[1] & kNotAscii;
+    const int ascii = (first ? std::countr_zero(first) : 64 + std::countr_zero(second)) / 16;
+    in += ascii;
+    out += ascii;
+    if (first | second) break;
   }
   return out;
-}
-
-/// The bytes that `wide` takes in UTF-8, or somewhat more where it has surrogates.
-std::size_t utf8Size(std::u16string_view wide) {
-  std::size_t size = wide.size();
-  for (const char16_t unit : wide)
-    size += static_cast<std::size_t>(unit >= 0x80) + static_cast<std::size_t>(unit >= 0x800);
-  return size;
 }
 
 char* writeUtf8(char* out, char32_t point) {
@@ -155,6 +158,16 @@ char32_t readUtf16(const char16_t*& in, const char16_t* end) {
   return isHighSurrogate(unit) || isLowSurrogate(unit) ? kReplacement : unit;
 }
 
+/// Writes the characters that begin before `stop`, which may end as far as `end`, and moves past them.
+char* narrow(const char16_t*& in, const char16_t* stop, const char16_t* end, char* out) {
+  while (in < stop) {
+    out = narrowAsciiBlocks(in, stop, out);
+    for (; in < stop && *in < 0x80; ++in) *out++ = static_cast<char>(*in);
+    while (in < stop && *in >= 0x80) out = writeUtf8(out, readUtf16(in, end));
+  }
+  return out;
+}
+
 }  // namespace
 
 void appendUtf16(std::u16string& wide, std::string_view utf8) {
@@ -171,21 +184,22 @@ void appendUtf16(std::u16string& wide, std::string_view utf8) {
 
 std::u16string utf8ToWide(std::string_view utf8) {
   std::u16string wide;
+  wide.reserve(utf8.size());  // no sequence has more units than bytes
   appendUtf16(wide, utf8);
   return wide;
 }
 
 std::string wideToUtf8(std::u16string_view wide) {
-  std::string utf8(utf8Size(wide), '\0');
-
+  constexpr std::ptrdiff_t kPieceUnits = 256;
+  char piece[(kPieceUnits + 1) * 3];  // a pair that begins within a piece may end behind it
+  std::string utf8;
+  utf8.reserve(wide.size());
   const char16_t* in = wide.data();
   const char16_t* const end = in + wide.size();
-  char* out = utf8.data();
   while (in != end) {
-    out = narrowAsciiBlocks(in, end, out);
-    for (int i = 0; i < 8 && in != end; ++i) out = writeUtf8(out, readUtf16(in, end));
+    const char* const out = narrow(in, in + std::min(end - in, kPieceUnits), end, piece);
+    utf8.append(piece, static_cast<std::size_t>(out - piece));
   }
-  utf8.resize(static_cast<std::size_t>(out - utf8.data()));
   return utf8;
 }
 
