@@ -53,17 +53,19 @@ class CFile {
   /// Reads up to `count` bytes; fewer only at the file's end, 0 behind it. Throws CFileException.
   std::size_t Read(void* buffer, std::size_t count);
 
-  /// Writes all `count` bytes. Throws CFileException.
+  /// Writes all `count` bytes, under modeReplace as late as at Close. Throws CFileException.
   void Write(const void* buffer, std::size_t count);
 
   /// Bytes in the file. Throws CFileException.
   std::uint64_t GetLength() const;
 
   /// Closes the file; under modeReplace puts it in place first. Does nothing to a closed file. Throws CFileException if
-  /// it cannot be put in place.
+  /// it cannot be written or put in place.
   void Close();
 
  private:
   struct Handle;
+  static void writePending(Handle& handle);
+
   std::unique_ptr<Handle> handle_;
 };

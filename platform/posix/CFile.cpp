@@ -24,12 +24,14 @@ struct CFile::Handle {
   Descriptor directory;
   std::string name;       ///< in `directory`
   std::string temporary;  ///< what is written until it takes the place of `name`; empty if `name` itself is open
+  std::string pending;    ///< the end of what is written there, which goes to the system in large pieces
 };
 
 namespace {
 
 constexpr std::string_view kFolders[] = {"config", "cache", "feed_imgs"};
 constexpr int kLockAttempts = 16;
+constexpr std::size_t kMostPending = std::size_t{256} << 10;
 
 /// A file's directory, reached without a link below the engine's folder, and its name there.
 struct Place {
@@ -121,6 +123,15 @@ bool mayReplace(int directory, const std::string& name, int successor) {
 /// open at once.
 std::string temporaryName(const std::string& name) { return ":" + name.substr(0, NAME_MAX - 1); }
 
+void writeFully(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = ::write(file, bytes.data(), bytes.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) throw CFileException("file cannot be written");
+    bytes.remove_prefix(static_cast<std::size_t>(n));
+  }
+}
+
 /// Errors of deferred writing are told at a close, and must be known while the file is still locked.
 bool closesWell(int file) {
   const int duplicate = ::fcntl(file, F_DUPFD_CLOEXEC, 0);
@@ -128,6 +139,11 @@ bool closesWell(int file) {
 }
 
 }  // namespace
+
+void CFile::writePending(Handle& handle) {
+  writeFully(handle.file.get(), handle.pending);
+  handle.pending.clear();
+}
 
 CFile::CFile() = default;
 
@@ -170,13 +186,13 @@ std::size_t CFile::Read(void* buffer, std::size_t count) {
 }
 
 void CFile::Write(const void* buffer, std::size_t count) {
-  const char* bytes = static_cast<const char*>(buffer);
-  while (count > 0) {
-    const ssize_t n = handle_ ? ::write(handle_->file.get(), bytes, count) : -1;
-    if (n < 0 && handle_ && errno == EINTR) continue;
-    if (n <= 0) throw CFileException("file cannot be written");
-    bytes += n;
-    count -= static_cast<std::size_t>(n);
+  if (!handle_) throw CFileException("file cannot be written");
+  const std::string_view bytes(static_cast<const char*>(buffer), count);
+  if (handle_->temporary.empty()) {
+    writeFully(handle_->file.get(), bytes);
+  } else {
+    handle_->pending += bytes;
+    if (handle_->pending.size() >= kMostPending) writePending(*handle_);
   }
 }
 
@@ -189,6 +205,7 @@ std::uint64_t CFile::GetLength() const {
 void CFile::Close() {
   const std::unique_ptr<Handle> handle = std::move(handle_);
   if (!handle || handle->temporary.empty()) return;
+  writePending(*handle);
   const int directory = handle->directory.get();
   if (!closesWell(handle->file.get()) ||
       ::renameat(directory, handle->temporary.c_str(), directory, handle->name.c_str()) != 0) {

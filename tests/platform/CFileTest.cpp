@@ -47,7 +47,8 @@ class Files : public testing::Test {
     CFile file;
     file.Open(base_.name() + path, CFile::modeReplace);
     try {
-      file.Write("new", 3);
+      const std::string moreThanIsHeldBack(1 << 20, 'n');
+      file.Write(moreThanIsHeldBack.data(), moreThanIsHeldBack.size());
     } catch (const CFileException&) {
       raise(SIGKILL);
     }
