@@ -1,5 +1,7 @@
 #include <benchmark/benchmark.h>
+#include <expat.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -19,19 +21,61 @@ std::unique_ptr<RSSObject> parsed(const std::string& document) {
   return feed;
 }
 
-/// From text to finished object, from memory.
-void parse(benchmark::State& state) {
-  const std::string document = rssDocument(static_cast<int>(state.range(0)));
-  for (auto _ : state) benchmark::DoNotOptimize(parsed(document)->itemCount);
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+std::unique_ptr<RSSObject> parsedItems(std::int64_t items) {
+  auto feed = parsed(documentOfItems(kDocumentFormats[0], static_cast<std::size_t>(items)));
+  feed->channel.feedName = "feed";
+  return feed;
+}
+
+void countBytes(benchmark::State& state, const std::string& document) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(document.size()));
 }
-BENCHMARK(parse)->RangeMultiplier(10)->Range(10, 100'000);
+
+/// From text to finished object, from memory.
+void parse(benchmark::State& state, const std::string& document) {
+  for (auto _ : state) benchmark::DoNotOptimize(parsed(document)->itemCount);
+  countBytes(state, document);
+}
+
+/// The least that a parse can cost: expat with handlers that do nothing.
+void expat(benchmark::State& state, const std::string& document) {
+  for (auto _ : state) {
+    const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate(nullptr), &XML_ParserFree);
+    XML_SetElementHandler(
+        parser.get(), [](void*, const char*, const char**) noexcept {}, [](void*, const char*) noexcept {});
+    XML_SetCharacterDataHandler(parser.get(), [](void*, const char*, int) noexcept {});
+    if (XML_Parse(parser.get(), document.data(), static_cast<int>(document.size()), XML_FALSE) != XML_STATUS_OK) {
+      state.SkipWithError("not parsed");
+    }
+  }
+  countBytes(state, document);
+}
+
+void registerParses() {
+  constexpr struct {
+    const char* name;
+    std::size_t bytes;
+  } kSizes[] = {{"10K", 10'000}, {"100K", 100'000}, {"1M", 1'000'000}, {"10M", 10'000'000}};
+  for (const DocumentFormat& format : kDocumentFormats) {
+    for (const auto& size : kSizes) {
+      const std::string document = documentOfSize(format, size.bytes);
+      const std::string name = std::string("/") + format.name + "/" + size.name;
+      benchmark::RegisterBenchmark(("expat" + name).c_str(), expat, document);
+      benchmark::RegisterBenchmark(("parse" + name).c_str(), parse, document);
+    }
+  }
+}
+
+void parseItems(benchmark::State& state) {
+  const std::string document = documentOfItems(kDocumentFormats[0], static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) benchmark::DoNotOptimize(parsed(document)->itemCount);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(parseItems)->RangeMultiplier(10)->Range(100, 100'000);
 
 void matchAgainstAFullCache(benchmark::State& state) {
-  const std::string document = rssDocument(static_cast<int>(state.range(0)));
-  const auto cached = parsed(document);
-  const auto fresh = parsed(document);
+  const auto cached = parsedItems(state.range(0));
+  const auto fresh = parsedItems(state.range(0));
   for (auto _ : state) quillmoria::matchItems(*fresh, *cached);
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -39,8 +83,7 @@ BENCHMARK(matchAgainstAFullCache)->RangeMultiplier(10)->Range(100, 100'000);
 
 void store(benchmark::State& state) {
   const TemporaryBaseFolder base;
-  const auto feed = parsed(rssDocument(static_cast<int>(state.range(0))));
-  feed->channel.feedName = "feed";
+  const auto feed = parsedItems(state.range(0));
   for (auto _ : state) {
     if (NewsItemCache().StoreFeed(base.name(), feed.get(), 4, "") != 1) state.SkipWithError("not stored");
   }
@@ -50,10 +93,8 @@ BENCHMARK(store)->RangeMultiplier(10)->Range(100, 100'000);
 
 void load(benchmark::State& state) {
   const TemporaryBaseFolder base;
-  const auto feed = parsed(rssDocument(static_cast<int>(state.range(0))));
-  feed->channel.feedName = "feed";
   NewsItemCache cache;
-  cache.StoreFeed(base.name(), feed.get(), 4, "");
+  cache.StoreFeed(base.name(), parsedItems(state.range(0)).get(), 4, "");
   const std::string path = NewsItemCache::filePath(base.name(), "feed");
   for (auto _ : state) {
     const std::unique_ptr<RSSObject> loaded(cache.LoadFeed(path));
@@ -63,20 +104,37 @@ void load(benchmark::State& state) {
 }
 BENCHMARK(load)->RangeMultiplier(10)->Range(100, 100'000);
 
-void widen(benchmark::State& state, const std::string& piece) {
+std::string repeated(const std::string& piece) {
   std::string text;
   while (text.size() < 4096) text += piece;
+  return text;
+}
+
+void widen(benchmark::State& state, const std::string& piece) {
+  const std::string text = repeated(piece);
   std::u16string wide;
   for (auto _ : state) {
     wide.clear();
     quillmoria::appendUtf16(wide, text);
     benchmark::DoNotOptimize(wide.data());
   }
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+  countBytes(state, text);
 }
-BENCHMARK_CAPTURE(widen, ascii, "plain text, ");
-BENCHMARK_CAPTURE(widen, mixed, "text with é and “quotes”, ");
-BENCHMARK_CAPTURE(widen, japanese, "雨の日の散歩");
+
+void narrow(benchmark::State& state, const std::string& piece) {
+  const std::string text = repeated(piece);
+  const std::u16string wide = quillmoria::utf8ToWide(text);
+  for (auto _ : state) benchmark::DoNotOptimize(quillmoria::wideToUtf8(wide));
+  countBytes(state, text);
+}
+
+#define QUILLMORIA_CONVERSION(direction)                             \
+  BENCHMARK_CAPTURE(direction, ascii, "plain text, ");               \
+  BENCHMARK_CAPTURE(direction, mixed, "text with é and “quotes”, "); \
+  BENCHMARK_CAPTURE(direction, japanese, "雨の日の散歩")
+QUILLMORIA_CONVERSION(widen);
+QUILLMORIA_CONVERSION(narrow);
+#undef QUILLMORIA_CONVERSION
 
 void readDate(benchmark::State& state, CTime (*read)(std::string_view), const char* text) {
   for (auto _ : state) benchmark::DoNotOptimize(read(text));
@@ -85,3 +143,11 @@ BENCHMARK_CAPTURE(readDate, w3c, quillmoria::readW3cDate, "2004-05-06T07:08:09Z"
 BENCHMARK_CAPTURE(readDate, rfc822, quillmoria::readRfc822Date, "Sun, 19 May 2002 15:21:36 GMT");
 
 }  // namespace
+
+int main(int argc, char** argv) {
+  registerParses();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
