@@ -100,7 +100,9 @@ TEST_F(FeedParse, IsFinishedExactlyFromTheFinishingTagOnAndHasOneItemMoreWithEac
     ASSERT_EQ(feed.itemCount, length < finish ? -1 : whole.itemCount) << length;
     ASSERT_EQ(feed.items == nullptr, length < finish) << length;
     ASSERT_EQ(feed.parsedItems.size(), parsed) << length;
-    if (parsed > 0) ASSERT_EQ(feed.parsedItems.back().titleW, whole.parsedItems[parsed - 1].titleW) << length;
+    if (parsed > 0) {
+      ASSERT_EQ(feed.parsedItems.back().titleW, whole.parsedItems[parsed - 1].titleW) << length;
+    }
   }
 }
 
