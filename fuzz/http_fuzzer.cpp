@@ -1,5 +1,6 @@
 #include <arpa/inet.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -57,6 +58,8 @@ class Proxy {
 
  private:
   void serve(int client) {
+    const timeval patience{.tv_sec = 1, .tv_usec = 0};  // the next client waits meanwhile
+    setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     std::string head;
     char buffer[4096];
     while (!head.ends_with("\r\n\r\n")) {
