@@ -97,6 +97,7 @@ constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
 constexpr int kMaxDepth = 1'000'000;
 constexpr int kMaxDeclaredAttributes = 64;  // expat goes through them at every element
+constexpr int kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
 
 /// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
 constexpr std::size_t kMaxKeptText = 128 << 20;
@@ -310,6 +311,11 @@ FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML
   XML_SetAttlistDeclHandler(parser, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
     auto* state = static_cast<FeedParseState*>(data);
     if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
+  });
+  XML_SetEntityDeclHandler(parser, [](void* data, const char*, int, const char*, int, const char*, const char*,
+                                      const char*, const char*) noexcept {
+    auto* state = static_cast<FeedParseState*>(data);
+    if (++state->declaredEntities_ > kMaxDeclaredEntities) state->stop();
   });
 }
 

@@ -102,6 +102,7 @@ class FeedParseState {
   std::optional<std::size_t> finishedItems_;  ///< the items that were complete at the last finish
   int pictureLoads_ = 0;
   int declaredAttributes_ = 0;
+  int declaredEntities_ = 0;
   std::size_t itemText_ = 0;  ///< bytes given to the item under construction
   std::size_t keptText_ = 0;  ///< bytes given to all else, with an allowance for each item
   bool failed_ = false;       ///< an exception had to be caught

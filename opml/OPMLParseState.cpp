@@ -27,6 +27,7 @@ constexpr std::int32_t kMaxOutlines = 1'000'000;
 constexpr std::size_t kMaxTextBytes = 128 << 20;
 constexpr std::int32_t kMaxElementDepth = 1'000'000;
 constexpr std::int32_t kMaxDeclaredAttributes = 64;  // expat goes through them at every element
+constexpr std::int32_t kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
 constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
 
@@ -107,6 +108,11 @@ OPMLParseState::OPMLParseState(OPMLParser& parser, OPMLDoc& document)
   XML_SetAttlistDeclHandler(xml, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
     auto* state = static_cast<OPMLParseState*>(data);
     if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
+  });
+  XML_SetEntityDeclHandler(xml, [](void* data, const char*, int, const char*, int, const char*, const char*,
+                                   const char*, const char*) noexcept {
+    auto* state = static_cast<OPMLParseState*>(data);
+    if (++state->declaredEntities_ > kMaxDeclaredEntities) state->stop();
   });
 }
 

@@ -64,6 +64,7 @@ class OPMLParseState {
   std::int32_t outlineDepth_ = 0;  ///< open `outline` elements
   std::int32_t outlineCount_ = 0;
   std::int32_t declaredAttributes_ = 0;
+  std::int32_t declaredEntities_ = 0;
   std::size_t textBytes_ = 0;  ///< in all outlines
   bool isNested_ = false;      ///< some top-level outline has children
 };

@@ -1,10 +1,10 @@
 #include "platform/Thread.h"
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <signal.h>
 
 #include <atomic>
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -25,9 +25,8 @@ unsigned runToEnd(void (*start)(void*), void* argument) {
     return 0;
   } catch (const ThreadEnd& end) {
     return end.exitCode;
-  } catch (const abi::__forced_unwind&) {
-    throw;  // pthread_exit must not be stopped half-way
   } catch (...) {
+    if (!std::current_exception()) throw;  // not an exception but pthread_exit, which must not be stopped half-way
     return kExitCodeOfAnException;
   }
 }

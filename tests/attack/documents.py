@@ -117,9 +117,14 @@ CASES = [
     Case("an entity loop", document("<!DOCTYPE rss [<!ENTITY a '&b;'><!ENTITY b '&a;'>]>" + sample("&a;")),
          outcome=UNPARSED),
     Case("a million entities", declaring([many(b"<!ENTITY e%08d 'x'>")], b"<title>&e00000000;</title>"), 1_000_000,
-         shown=ONE),
-    Case("a chain of entities", lambda n: chain(n, b"<rss><channel><title>&e%08d;</title>"), 500_000, shown=ONE),
-    Case("a chain of entities in an attribute", lambda n: chain(n, b"<rss a='&e%08d;'><channel>"), 500_000, shown=ONE),
+         outcome=UNPARSED),
+    Case("a chain of entities up to the bound", lambda n: chain(n, b"<rss><channel><title>&e%08d;</title>"), 1_000,
+         shown=ONE, whole=True),
+    Case("a chain of entities", lambda n: chain(n, b"<rss><channel><title>&e%08d;</title>"), 500_000, UNPARSED),
+    Case("a chain of entities in an attribute", lambda n: chain(n, b"<rss a='&e%08d;'><channel>"), 500_000, UNPARSED),
+    Case("a chain of parameter entities", lambda n: chain(n, b"<rss><channel>", b"%"), 500_000, UNPARSED),
+    Case("a chain of entities in a list", lambda n: chain(n, b"<opml><head><title>&e%08d;</title></head><body/></opml>"),
+         500_000, command="opml", outcome=NO_LIST),
     Case("external general entity", document(EXTERNAL % ("[<!ENTITY e SYSTEM 'http://OTHER/e'>]", "&e;")), shown=ONE),
     Case("external parameter entity", document(EXTERNAL % ("[<!ENTITY % e SYSTEM 'http://OTHER/e'> %e;]", "t")),
          shown=ONE),
@@ -235,11 +240,16 @@ CASES = [
 ]
 
 
-def chain(n, opening):
-    yield b"<!DOCTYPE rss [<!ENTITY e00000000 'x'>"
+def chain(n, opening, kind=b"&"):
+    """Entities that refer each to the one before, and what refers to the last."""
+    declared, reference = (b"% ", b"&#37;") if kind == b"%" else (b"", b"&")
+    yield b"<!DOCTYPE rss [<!ENTITY %se00000000 ''>" % declared
     for start in range(1, n, 4096):
-        yield b"".join(b"<!ENTITY e%08d '&e%08d;'>" % (i, i - 1) for i in range(start, min(start + 4096, n)))
-    yield from [b"]>", opening % (n - 1), ITEM, b"</channel></rss>"]
+        yield b"".join(b"<!ENTITY %se%08d '%se%08d;'>" % (declared, i, reference, i - 1)
+                       for i in range(start, min(start + 4096, n)))
+    if kind == b"%":
+        yield b"%%e%08d;" % (n - 1)
+    yield from [b"]>", opening % (n - 1) if b"%" in opening else opening, ITEM, b"</channel></rss>"]
 
 
 def huge_identifiers(n):
