@@ -106,14 +106,13 @@ class Floor {
 
   /// Returns how many feeds came.
   std::size_t run() {
-    next_ = done_ = 0;
+    begun_ = ended_ = come_ = 0;
     for (Transfer& transfer : transfers_) begin(transfer);
-    for (int running = 1; running > 0 || next_ < urls_.size();) {
+    for (int running = 0; ended_ < urls_.size();) {
       curl_multi_perform(multi_, &running);
-      if (!finishSome() && running > 0) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
+      if (!finishSome()) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
     }
-    finishSome();
-    return done_;
+    return come_;
   }
 
  private:
@@ -128,9 +127,9 @@ class Floor {
   }
 
   void begin(Transfer& transfer) {
-    if (next_ == urls_.size()) return;
+    if (begun_ == urls_.size()) return;
     transfer.body.clear();
-    curl_easy_setopt(transfer.easy, CURLOPT_URL, urls_[next_++].c_str());
+    curl_easy_setopt(transfer.easy, CURLOPT_URL, urls_[begun_++].c_str());
     curl_multi_add_handle(multi_, transfer.easy);
   }
 
@@ -140,7 +139,8 @@ class Floor {
     while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
       Transfer* transfer = nullptr;
       curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-      done_ += message->data.result == CURLE_OK;
+      ++ended_;
+      come_ += message->data.result == CURLE_OK;
       curl_multi_remove_handle(multi_, transfer->easy);
       keepText(transfer->body);
       begin(*transfer);
@@ -159,14 +159,15 @@ class Floor {
       static_cast<std::string*>(all)->append(chunk, static_cast<std::size_t>(length));
     });
     XML_Parse(parser.get(), document.data(), static_cast<int>(document.size()), XML_FALSE);
-    base_.write("cache/" + std::to_string(done_), text);
+    base_.write("cache/" + std::to_string(ended_), text);
   }
 
   const std::vector<std::string>& urls_;
   CURLM* multi_;
   std::vector<Transfer> transfers_;
-  std::size_t next_ = 0;
-  std::size_t done_ = 0;
+  std::size_t begun_ = 0;
+  std::size_t ended_ = 0;
+  std::size_t come_ = 0;
   TemporaryBaseFolder base_;
 };
 

@@ -96,7 +96,7 @@ constexpr int kMaxPictureLoads = 16;
 constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
 constexpr int kMaxDepth = 1'000'000;
-constexpr int kMaxDeclaredAttributes = 64;  // expat goes through them at every element
+constexpr int kMaxDeclaredAttributes = 64;   // expat goes through them at every element
 constexpr int kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
 
 /// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
