@@ -20,12 +20,13 @@ constexpr auto kNowhere = std::u16string::npos;
 std::size_t nextTag(std::u16string_view html, std::size_t start) {
   using Units [[gnu::vector_size(16)]] = std::uint16_t;
   using Halves [[gnu::vector_size(16)]] = std::uint64_t;
+  constexpr std::uint16_t kTag = u'<';
   constexpr std::size_t kBlock = sizeof(Units) / sizeof(char16_t);
   constexpr auto unitOf = [](std::uint64_t found) { return static_cast<std::size_t>(std::countr_zero(found)) / 16; };
   for (; start + kBlock <= html.size(); start += kBlock) {
     Units block;
     std::memcpy(&block, html.data() + start, sizeof block);
-    const auto found = reinterpret_cast<Halves>(block == u'<');
+    const auto found = reinterpret_cast<Halves>(block == kTag);
     if (found[0]) return start + unitOf(found[0]);
     if (found[1]) return start + kBlock / 2 + unitOf(found[1]);
   }
