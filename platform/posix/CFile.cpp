@@ -119,9 +119,12 @@ bool mayReplace(int directory, const std::string& name, int successor) {
   return true;
 }
 
-/// The colon keeps it apart from any feed's file. Two names of the greatest length may share one; then they cannot be
-/// open at once.
-std::string temporaryName(const std::string& name) { return ":" + name.substr(0, NAME_MAX - 1); }
+/// The backslash keeps it apart from any name that can be opened: an image's may begin with a colon, too. Two names of
+/// the greatest length may share one; then they cannot be open at once.
+std::string temporaryName(const std::string& name) {
+  constexpr std::string_view kMark = ":\\";
+  return std::string(kMark) + name.substr(0, NAME_MAX - kMark.size());
+}
 
 void writeFully(int file, std::string_view bytes) {
   while (!bytes.empty()) {
