@@ -69,7 +69,7 @@ std::optional<Place> descend(Descriptor directory, std::string_view name) {
 
 /// Takes base folder, folder and name apart at the path's last two backslashes, so that a name never holds one.
 std::optional<Place> locate(const std::string& path) {
-  if (path.find('\0') != std::string::npos) return std::nullopt;
+  if (path.size() >= PATH_MAX || path.find('\0') != std::string::npos) return std::nullopt;
   const std::size_t nameMark = path.rfind('\\');
   if (nameMark == std::string::npos || nameMark == 0) return std::nullopt;
   const std::size_t folderMark = path.rfind('\\', nameMark - 1);
