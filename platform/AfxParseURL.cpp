@@ -18,7 +18,8 @@ constexpr std::string_view kAddressBytes = "0123456789abcdefABCDEF:.";
 constexpr std::string_view kNeverInName = "\"#%/:<>?@[\\]^`{|}\x7f";
 
 bool isName(std::string_view host) {
-  return !host.empty() && std::ranges::none_of(host, [](char c) {
+  constexpr std::size_t kLongest = 255;
+  return !host.empty() && host.size() <= kLongest && std::ranges::none_of(host, [](char c) {
     return static_cast<unsigned char>(c) <= ' ' || kNeverInName.find(c) != std::string_view::npos;
   });
 }

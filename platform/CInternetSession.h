@@ -101,7 +101,8 @@ class CHttpConnection {
   virtual ~CHttpConnection();
 
   /// A request for `objectPath`, to which a leading "/" is added where it has none. Bytes that may not stand in a
-  /// request line are percent-encoded. INTERNET_FLAG_SECURE asks for https; other flags mean nothing here.
+  /// request line are percent-encoded. INTERNET_FLAG_SECURE asks for https; other flags mean nothing here. Throws
+  /// CInternetException for more than 1 MiB.
   virtual std::unique_ptr<CHttpFile> OpenRequest(std::string_view verb, std::string_view objectPath,
                                                  std::uint32_t flags) = 0;
 };
@@ -134,7 +135,8 @@ class CInternetSession {
 
   /// `host` may be a name, an IPv4 address or an IPv6 address in brackets. An explicit port behind it ("host:8080")
   /// replaces `port`. Credentials may be null; a user name with a line end is none. Throws CInternetException for a
-  /// port outside 1 to 65535 and for a host text that is empty or holds '@', '?', '#', a space or a control character.
+  /// port outside 1 to 65535 and for a host text that is empty, has a name above 255 bytes, or holds '@', '?', '#', a
+  /// space or a control character.
   std::unique_ptr<CHttpConnection> GetHttpConnection(std::string_view host, std::uint16_t port, const char* userName,
                                                      const char* password);
 

@@ -19,10 +19,10 @@ namespace {
 constexpr std::size_t kBytesPerPixel = 4;
 constexpr std::size_t kBufferBytes = 4096;
 
-/// What is asked of whom for an image.
+/// What is asked of whom for an image, within its address: that may be of any length.
 struct ImageAddress {
-  std::string host;
-  std::string path;  ///< without its leading slash
+  std::string_view host;
+  std::string_view path;  ///< without its leading slash
   std::uint16_t port = 80;
   bool secure = false;
 };
@@ -45,8 +45,8 @@ ImageAddress split(std::string_view url) {
   return address;
 }
 
-std::string cachePath(const std::string& baseFolder, const std::string& path) {
-  return baseFolder + "\\feed_imgs\\" + path.substr(path.rfind('/') + 1);
+std::string cachePath(const std::string& baseFolder, std::string_view path) {
+  return (baseFolder + "\\feed_imgs\\").append(path.substr(path.rfind('/') + 1));
 }
 
 bool isOnline() {
@@ -61,8 +61,8 @@ void download(const ImageAddress& from, const std::string& file, const std::stri
   fetcher.PrepareFetch(baseFolder);
   CFile sink;
   if (!sink.Open(file, CFile::modeReplace)) throw CFileException("image file cannot be made");
-  fetcher.SendHTTPRequest(kAgentName, from.host.c_str(), from.port, from.path, &sink, nullptr, nullptr, nullptr,
-                          from.secure);
+  fetcher.SendHTTPRequest(kAgentName, std::string(from.host).c_str(), from.port, CString(from.path), &sink, nullptr,
+                          nullptr, nullptr, from.secure);
   // The server is not to blame for what we have cut off ourselves, and the image may be asked for again.
   if (CInternetSession::AreTransfersCutOff()) CFile::Remove(file);
 }

@@ -1,16 +1,14 @@
 #include "store/ImageDownloads.h"
 
-#include <utility>
-
 namespace quillmoria {
 
 constinit ModuleObject<ImageDownloads> imageDownloads;
 
-ImageDownloads::Claim::Claim(std::string path) : path_(std::move(path)) {
+ImageDownloads::Claim::Claim(const std::string& path) {
   if (!imageDownloads) return;
   std::unique_lock lock(imageDownloads->mutex_);
-  imageDownloads->released_.wait(lock, [this] { return !imageDownloads->paths_.contains(path_); });
-  imageDownloads->paths_.insert(path_);
+  imageDownloads->released_.wait(lock, [&path] { return !imageDownloads->paths_.contains(path); });
+  path_ = imageDownloads->paths_.insert(path).first;
 }
 
 ImageDownloads::Claim::~Claim() {

@@ -16,13 +16,13 @@ class ImageDownloads {
   /// Keeps the file at `path` for the calling thread as long as it lives; waits until no other thread has it.
   class Claim {
    public:
-    explicit Claim(std::string path);
+    explicit Claim(const std::string& path);
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
     ~Claim();
 
    private:
-    std::string path_;
+    std::set<std::string>::iterator path_;
   };
 
  private:

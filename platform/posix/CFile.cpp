@@ -69,7 +69,7 @@ std::optional<Place> descend(Descriptor directory, std::string_view name) {
 
 /// Takes base folder, folder and name apart at the path's last two backslashes, so that a name never holds one.
 std::optional<Place> locate(const std::string& path) {
-  if (path.find('\0') != std::string::npos) return std::nullopt;
+  if (path.size() >= PATH_MAX || path.find('\0') != std::string::npos) return std::nullopt;
   const std::size_t nameMark = path.rfind('\\');
   if (nameMark == std::string::npos || nameMark == 0) return std::nullopt;
   const std::size_t folderMark = path.rfind('\\', nameMark - 1);
@@ -119,9 +119,12 @@ bool mayReplace(int directory, const std::string& name, int successor) {
   return true;
 }
 
-/// The colon keeps it apart from any feed's file. Two names of the greatest length may share one; then they cannot be
-/// open at once.
-std::string temporaryName(const std::string& name) { return ":" + name.substr(0, NAME_MAX - 1); }
+/// The backslash keeps it apart from any name that can be opened: an image's may begin with a colon, too. Two names of
+/// the greatest length may share one; then they cannot be open at once.
+std::string temporaryName(const std::string& name) {
+  constexpr std::string_view kMark = ":\\";
+  return std::string(kMark) + name.substr(0, NAME_MAX - kMark.size());
+}
 
 void writeFully(int file, std::string_view bytes) {
   while (!bytes.empty()) {

@@ -16,6 +16,7 @@ namespace {
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr std::size_t kMaxHeaderBytes = std::size_t{256} * 1024;
+constexpr std::size_t kMaxTargetBytes = std::size_t{1} << 20;  // the network library sends no more
 constexpr int kDrainSteps = 4;
 constexpr long kSwitchingProtocols = 101;
 constexpr long kUnauthorized = 401;
@@ -25,9 +26,11 @@ constexpr long kProxyAuthenticationRequired = 407;
 constexpr std::string_view kTargetBytes =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~:/?[]@!$&'()*+,;=%";
 
-/// `target` with a leading "/" and with all bytes encoded that no request line may hold.
+/// `target` with a leading "/" and with all bytes encoded that no request line may hold. Throws CInternetException for
+/// one that is too long.
 std::string encodeTarget(std::string_view target) {
   constexpr char kDigits[] = "0123456789ABCDEF";
+  if (target.size() > kMaxTargetBytes) throw CInternetException("The address is too long");
   std::string encoded;
   if (!target.starts_with('/')) encoded = "/";
   for (const char c : target) {

@@ -1,6 +1,7 @@
 #include "net/BlowfishCipher.h"
 
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
@@ -36,8 +37,10 @@ TEST(BlowfishCipher, DeciphersWholeBlocksInEveryModeUnderKeysOfAnyLength) {
 }
 
 TEST(BlowfishCipher, AgreesWithAnotherImplementationOnAThousandRandomCases) {
-  const std::unique_ptr<OSSL_PROVIDER, decltype(&OSSL_PROVIDER_unload)> legacy(OSSL_PROVIDER_load(nullptr, "legacy"),
-                                                                               OSSL_PROVIDER_unload);
+  // In a context of its own: the process's has its default provider only as long as none is named.
+  const std::unique_ptr<OSSL_LIB_CTX, decltype(&OSSL_LIB_CTX_free)> library(OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free);
+  const std::unique_ptr<OSSL_PROVIDER, decltype(&OSSL_PROVIDER_unload)> legacy(
+      OSSL_PROVIDER_load(library.get(), "legacy"), OSSL_PROVIDER_unload);
   ASSERT_TRUE(legacy);
   const char* const ciphers[] = {"BF-ECB", "BF-CBC", "BF-CFB"};
   std::mt19937_64 random(1);
@@ -47,7 +50,7 @@ TEST(BlowfishCipher, AgreesWithAnotherImplementationOnAThousandRandomCases) {
       for (char& byte : *text) byte = static_cast<char>(random());
     }
     const std::unique_ptr<EVP_CIPHER, decltype(&EVP_CIPHER_free)> kind(
-        EVP_CIPHER_fetch(nullptr, ciphers[i % 3], nullptr), EVP_CIPHER_free);
+        EVP_CIPHER_fetch(library.get(), ciphers[i % 3], nullptr), EVP_CIPHER_free);
     const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
                                                                                   EVP_CIPHER_CTX_free);
     std::string enciphered(plain.size(), '\0');

@@ -47,6 +47,8 @@ TEST_F(HTTPFetcherTest, SplitsAnAddressIntoServerAndRequestTarget) {
               outcome.front() == '/' ? request(outcome, host) : outcome + "|");
   }
   EXPECT_EQ(fetch(""), "|untouched");
+  EXPECT_EQ(fetch("http://" + std::string(256, 'h') + "/"), "The server name is invalid|");
+  EXPECT_EQ(fetch(server.url("/" + std::string((1 << 20) + 1, 'x'))), "The address is too long|");
 }
 
 TEST_F(HTTPFetcherTest, AnswersARefusalWithCredentialsOnceAndKeepsThemBackUntilThen) {

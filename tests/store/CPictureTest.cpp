@@ -45,6 +45,13 @@ TEST_F(ImageFolder, KeepsWhateverADownloadLeftAndNeverAsksAgain) {
   }
 }
 
+TEST_F(ImageFolder, KeepsEachPictureWhileAnotherIsUnderWayUnderASimilarName) {
+  base_.write("feed_imgs/:red.png", "kept");
+  server_.serve("/red.png", kRedPng);
+  EXPECT_EQ(load(server_.url("/red.png")), "true3");
+  EXPECT_EQ(base_.read("feed_imgs/:red.png"), "kept");
+}
+
 TEST_F(ImageFolder, GetsNoFileOfAnEmptyOrHostileName) {
   std::filesystem::create_symlink("../config/x", base_ / "feed_imgs/link");
   for (const char* target : {"/", "/img/", "/..", "/a\\b", "/..\\x", "/link"}) {
