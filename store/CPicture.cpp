@@ -54,8 +54,8 @@ bool isOnline() {
   return state && !(*state & INTERNET_STATE_DISCONNECTED);
 }
 
-/// Whatever comes of it, there is a file at `file` afterwards, so the image is not asked for again. Only a process that
-/// ends meanwhile leaves none.
+/// Whatever the server does, there is a file at `file` afterwards, so the image is not asked for again. None is left by
+/// a disk that takes no more, or by a process that ends or cuts its transfers off meanwhile.
 void download(const ImageAddress& from, const std::string& file, const std::string& baseFolder) {
   HTTPFetcher fetcher;
   fetcher.PrepareFetch(baseFolder);
