@@ -1,16 +1,15 @@
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <mutex>
 #include <string_view>
-#include <thread>
 
 #include "Fuzzing.h"
 #include "net/HTTPFetcher.h"
 #include "platform/AfxParseURL.h"
+#include "platform/Thread.h"
 
 namespace {
 
@@ -39,9 +38,7 @@ class Proxy {
     require(!bind(listener_, address, size) && !listen(listener_, 8) && !getsockname(listener_, address, &size));
     baseFolder().write("config/quillmoria.ini",
                        "[Proxy]\nType=3\nServer=127.0.0.1\nPort=" + std::to_string(ntohs(address_.sin_port)) + "\n");
-    thread_ = std::thread([this] {
-      for (int client; (client = accept(listener_, nullptr, nullptr)) >= 0; close(client)) serve(client);
-    });
+    thread_ = quillmoria::_beginthread([](void* self) { static_cast<Proxy*>(self)->serveAll(); }, this);
   }
   Proxy(const Proxy&) = delete;
   Proxy& operator=(const Proxy&) = delete;
@@ -57,9 +54,12 @@ class Proxy {
   }
 
  private:
+  /// No signal comes to this thread: the fuzzer's timer would end its wait.
+  void serveAll() {
+    for (int client; (client = accept(listener_, nullptr, nullptr)) >= 0; close(client)) serve(client);
+  }
+
   void serve(int client) {
-    const timeval patience{.tv_sec = 1, .tv_usec = 0};  // the next client waits meanwhile
-    setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     std::string head;
     char buffer[4096];
     while (!head.ends_with("\r\n\r\n")) {
@@ -78,7 +78,7 @@ class Proxy {
   sockaddr_in address_{};
   std::mutex mutex_;  ///< guards the answers
   std::string answers_;
-  std::thread thread_;
+  quillmoria::Thread thread_;
 };
 
 void requireSoundParts(std::string_view url) {

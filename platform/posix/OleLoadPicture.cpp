@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -208,13 +209,21 @@ void checkReserve() {
   for (auto& piece : pieces) piece = std::make_unique_for_overwrite<char[]>(kPieceBytes);
 }
 
+constinit std::mutex handlersMutex;  // GLib, if asked twice at once, may give two handlers one number
+
 /// Keeps the decoder's complaints about bad images off standard error.
 class QuietDecoder {
  public:
-  QuietDecoder() : handler_(g_log_set_handler(kDomain, kEveryLevel, ignore, nullptr)) {}
+  QuietDecoder() {
+    const std::lock_guard lock(handlersMutex);
+    handler_ = g_log_set_handler(kDomain, kEveryLevel, ignore, nullptr);
+  }
   QuietDecoder(const QuietDecoder&) = delete;
   QuietDecoder& operator=(const QuietDecoder&) = delete;
-  ~QuietDecoder() { g_log_remove_handler(kDomain, handler_); }
+  ~QuietDecoder() {
+    const std::lock_guard lock(handlersMutex);
+    g_log_remove_handler(kDomain, handler_);
+  }
 
  private:
   static constexpr char kDomain[] = "GdkPixbuf";
@@ -223,7 +232,7 @@ class QuietDecoder {
 
   static void ignore(const gchar*, GLogLevelFlags, const gchar*, gpointer) noexcept {}
 
-  guint handler_;
+  guint handler_ = 0;
 };
 
 struct Unreference {
