@@ -80,9 +80,12 @@ RSSSubscriber* EngineState::nextAttached(std::uint64_t& serial, std::uint64_t la
 void EngineState::startPull(void (*pull)(void*), RSSSubscriber* subscriber) {
   std::list<PullThread> ended;
   try {
-    std::call_once(exitHandler_, [this] { callAtExit(shutDown_); });
     ModuleReference module;
     std::lock_guard lock(mutex_);
+    if (!hasExitHandler_) {
+      callAtExit(shutDown_);
+      hasExitHandler_ = true;
+    }
     ended = takeEndedPulls();
     if (shuttingDown_) return;
     pulls_.push_back({{}, std::move(module)});

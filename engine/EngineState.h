@@ -99,7 +99,6 @@ class EngineState {
   void join(std::list<PullThread> pulls);
 
   void (*const shutDown_)();
-  std::once_flag exitHandler_;
 
   mutable std::mutex
       mutex_;  ///< guards all below but the pull lock and the events; never held while a host's code runs
@@ -108,6 +107,7 @@ class EngineState {
   RSSObject::CategoryHolderStruct categories_;
   std::string baseFolder_;
   FetchLimits fetchLimits_;
+  bool hasExitHandler_ = false;
   std::list<PullThread> pulls_;
   std::condition_variable pullEnded_;
   bool stopRequested_ = false;

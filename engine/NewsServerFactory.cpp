@@ -11,8 +11,9 @@ NewsServerFactory& NewsServerFactory::operator=(const NewsServerFactory&) { retu
 NewsServerFactory::~NewsServerFactory() = default;
 
 NewsServerFactory* NewsServerFactory::GetFactory() {
-  static constinit std::once_flag once;
-  std::call_once(once, [] { instance_ = new NewsServerFactory; });
+  static constinit std::mutex mutex;  // call_once would end the process where there is no memory even to throw
+  const std::lock_guard lock(mutex);
+  if (!instance_) instance_ = new NewsServerFactory;
   return instance_;
 }
 
