@@ -10,12 +10,15 @@ import fcntl
 import os
 import pathlib
 import signal
+import socket
+import ssl
 import struct
 import subprocess
 import sys
 import tempfile
 import termios
 import threading
+import time
 import unittest
 
 SAMPLES = pathlib.Path(__file__).parent.parent / "samples"
@@ -24,6 +27,9 @@ from feed_server import FeedServer, response  # noqa: E402
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 TIMEOUT = 120
+
+# "reader~~secret`." and "reader~~guess`..", enciphered by OpenSSL
+KNOWN, GUESS = "70E74277DFE5C69B7CC15DAB36F6A6F0", "70E74277DFE5C69B79D6FCF1B7855B61"
 
 
 def sample(name):
@@ -38,6 +44,22 @@ def columns_of(width, command, **kept):
     os.close(terminal)
     with os.fdopen(ours, "rb") as file:
         return file.read1()
+
+
+def tinyproxy(folder):
+    """A proxy that knows the user "reader" with the password "secret" alone, and its port."""
+    with socket.create_server(("127.0.0.1", 0)) as free:
+        port = free.getsockname()[1]
+    settings = folder / "tinyproxy.conf"
+    settings.write_text("Listen 127.0.0.1\nBasicAuth reader secret\nDisableViaHeader Yes\n"
+                        f"Port {port}\nLogFile \"{folder}/log\"\n")
+    process = subprocess.Popen(["tinyproxy", "-d", "-c", settings], stdout=subprocess.DEVNULL)
+    for _ in range(400):
+        with socket.socket() as client:
+            if client.connect_ex(("127.0.0.1", port)) == 0:
+                break
+        time.sleep(0.05)
+    return process, port
 
 
 class Program(unittest.TestCase):
@@ -108,6 +130,29 @@ class Program(unittest.TestCase):
         status, _, errors = self.run_program("feed @SERVER/closed")
         self.assertEqual(status, 1)
         self.assertIn(self.server.url("/closed: HTTP_STATUS_DENIED"), errors)
+
+    def test_goes_through_the_proxy_of_the_settings_with_its_deciphered_credentials(self):
+        subprocess.run([pathlib.Path(__file__).with_name("make-authority"), self.files, "IP:127.0.0.1"], check=True)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.files / "server.pem", self.files / "server.key")
+        secure = FeedServer(self.answer, context).url("/one.atom").replace("http", "https", 1)
+        proxy, port = tinyproxy(self.files)
+        self.addCleanup(proxy.wait)
+        self.addCleanup(proxy.terminate)
+
+        self.environment[b"SSL_CERT_FILE"] = bytes(self.files / "ca.pem")
+
+        def feed(address, credentials):
+            (self.base / "config").mkdir(parents=True, exist_ok=True)
+            (self.base / "config/quillmoria.ini").write_text(
+                f"[Proxy]\nType=3\nServer=127.0.0.1\nPort={port}\nCredentials={credentials}\n")
+            return "".join(self.run_program("feed " + address)[1:])
+        self.assertIn("Exämple", feed(secure, KNOWN))
+        self.assertIn("refused the credentials", feed(secure, GUESS))
+        self.assertIn("HTTP_STATUS_DENIED", feed("@SERVER/one.atom", GUESS))
+        self.assertEqual(self.requests, ["/one.atom"])
+        del self.environment[b"SSL_CERT_FILE"]
+        self.assertIn("certificate", feed(secure, KNOWN))
 
     def test_lets_no_control_character_of_a_feed_reach_the_terminal(self):
         status, output, errors = self.run_program(
