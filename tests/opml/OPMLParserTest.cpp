@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "quillmoria/OPML.h"
-#include "support/Corpus.h"
 #include "support/Dump.h"
 #include "support/LoopbackServer.h"
 #include "support/Table.h"
@@ -181,17 +180,4 @@ TEST_F(OPMLReading, GoesOnInTwoParsersAtOnce) {
   std::thread other(reading, "A");
   reading("B");
   other.join();
-}
-
-TEST_F(OPMLReading, KeepsWhatStandsBeforeACutInRealLists) {
-  for (const auto& [name, text] : readCorpus("opml")) {
-    int before = 0;
-    for (std::size_t percent = 0; percent <= 100; ++percent) {
-      server.serve("/list", text.substr(0, text.size() * percent / 100));
-      parser.ParseFromURL(server.url("/list"));
-      const int count = countPlaced(*parser.GetOPMLDoc());
-      ASSERT_GE(count, before) << name << " cut at " << percent << " %";
-      before = count;
-    }
-  }
 }
