@@ -22,13 +22,6 @@ class HTTPFetcherTest : public FetchTest {
   const std::string host = "127.0.0.1:" + std::to_string(server.port());
 };
 
-TEST_F(HTTPFetcherTest, SendsExactlyTheseBytesAndToARedirectsTargetTheAgentOfTheSession) {
-  server.serve("/new?a=b", "moved\n");
-  server.answer("/old", LoopbackServer::response("302 Found", here("Location: http://HOST/new?a=b\r\n"), "gone"));
-  EXPECT_EQ(fetch(server.url("/old")), "OK|moved\n");
-  EXPECT_THAT(server.requests(), ElementsAre(request("/old", host), request("/new?a=b", host, "", true)));
-}
-
 TEST_F(HTTPFetcherTest, TurnsEachResponseIntoAStatusTextAndABodyAndKeepsTheConnection) {
   server.serve("/target", "at the target");
   server.answer("/again", LoopbackServer::response("301 Moved", here("Location: http://HOST/target\r\n"), ""));
