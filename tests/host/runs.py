@@ -23,7 +23,7 @@ import unittest
 
 SAMPLES = pathlib.Path(__file__).parent.parent / "samples"
 sys.path.insert(0, str(SAMPLES.parent / "attack"))
-from feed_server import FeedServer, response  # noqa: E402
+from feed_server import FeedServer, response
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 TIMEOUT = 120
@@ -36,14 +36,15 @@ def sample(name):
     return (SAMPLES / "host" / name).read_bytes()
 
 
-def columns_of(width, command, **kept):
-    """What the command writes to a terminal of that width for its standard error."""
+def shown_on_terminal(width, command, environment):
+    """What the command writes to a terminal of that width as its standard error, up to 4 KiB."""
     ours, terminal = os.openpty()
     fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
-    subprocess.run(command, stdout=subprocess.DEVNULL, stderr=terminal, timeout=TIMEOUT, **kept)
+    subprocess.run(command, stdout=subprocess.DEVNULL, stderr=terminal, timeout=TIMEOUT, env=environment)
     os.close(terminal)
-    with os.fdopen(ours, "rb") as file:
-        return file.read1()
+    shown = os.read(ours, 4096)
+    os.close(ours)
+    return shown
 
 
 def tinyproxy(folder):
@@ -220,7 +221,7 @@ class Program(unittest.TestCase):
 
     def test_draws_a_bar_on_a_terminal_that_fits_it_and_is_erased_at_the_end(self):
         command = self.command(f"pull --online --feed A=@SERVER/one.atom --feed {'B' * 60}=@SERVER/one.atom")
-        self.assertEqual(columns_of(40, command, env=self.environment),
+        self.assertEqual(shown_on_terminal(40, command, self.environment),
                          b"\r[-------------] 0/2  0 new  A\x1b[K"
                          b"\r[######-------] 1/2  1 new  A\x1b[K"
                          b"\r[######-------] 1/2  1 new  BBBBBBBBBBB\x1b[K"
