@@ -10,6 +10,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FeedParseState(feed).parse(textOf(data, size));
 
   require(feed.itemCount >= -1 && feed.itemCount <= static_cast<std::int32_t>(feed.parsedItems.size()));
+  require((feed.items == nullptr) == (feed.itemCount == -1));
   const RSSObject copy(feed);
   for (std::int32_t i = 0; i < copy.itemCount; ++i) {
     const RSSObject::NewsItemStruct& item = copy.getNewsItems()[i];

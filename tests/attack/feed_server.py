@@ -13,12 +13,13 @@ def response(body, status="200 OK", headers=()):
 class FeedServer:
     """Sends what `answer(target, head)` returns: the bytes of a response, or those and False to close behind them.
 
-    Connections are kept open; each has a thread of its own, so `answer` may block.
+    Connections are kept open; each has a thread of its own, so `answer` may block. With a `context` of TLS they speak it.
     """
 
-    def __init__(self, answer):
+    def __init__(self, answer, context=None):
         self._answer = answer
         self._listener = socket.create_server(("127.0.0.1", 0), backlog=256)
+        self._context = context
         self.port = self._listener.getsockname()[1]
         threading.Thread(target=self._accept, daemon=True).start()
 
@@ -34,6 +35,8 @@ class FeedServer:
     def _serve(self, connection):
         pending = b""
         try:
+            if self._context:
+                connection = self._context.wrap_socket(connection, server_side=True)
             with connection:
                 while piece := connection.recv(65536):
                     pending += piece
@@ -46,4 +49,4 @@ class FeedServer:
                         if not stays:
                             return
         except OSError:
-            pass  # the other side was killed
+            pass  # the other side was killed, or trusts nobody

@@ -11,6 +11,7 @@ import argparse
 import contextlib
 import ctypes
 import fcntl
+import itertools
 import json
 import os
 import random
@@ -87,21 +88,29 @@ class Ground:
         """The outcome of a pull: exit status (negative: a signal), standard error and the feed as JSON, or {}.
 
         Without memory the JSON library of the host ends it; without `json_too` only the count of new items is told."""
-        def prepare():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-            obey_permissions()
-            if limit:
-                resource.setrlimit(limit[0], (limit[1], limit[1]))
         command = [self.program, "--base", self.base, "pull", "--online", "--jobs", str(jobs), "--feed",
                    f"{FEED}={self.server.url('/feed')}", *(["--json"] if json_too else [])]
-        run = subprocess.run(command, capture_output=True, text=True, timeout=DEADLINE, preexec_fn=prepare,
-                             restore_signals=False)
+        run = self._start(command, limit)
         told = re.search(r": 3 items, (\d+) new", run.stderr)
         feed = {"newItemCount": int(told[1]) if told else 0}
         if json_too:
             feed = json.loads(run.stdout) if run.stdout.strip() else {}
         errors = "\n".join(line for line in run.stderr.splitlines() if not line.startswith("["))  # those tell progress
         return run.returncode, errors, feed
+
+    def starts(self, limit):
+        """Whether the program can be loaded at all."""
+        return self._start([self.program, "--version"], limit).returncode == 0
+
+    @staticmethod
+    def _start(command, limit):
+        def prepare():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            obey_permissions()
+            if limit:
+                resource.setrlimit(limit[0], (limit[1], limit[1]))
+        return subprocess.run(command, capture_output=True, text=True, timeout=DEADLINE, preexec_fn=prepare,
+                              restore_signals=False)
 
 
 def write(path, content):
@@ -338,12 +347,13 @@ def try_case(ground, case):
 
 
 def sweep(ground, name, kind, limits, json_too):
-    """Pulls under rising limits until three in a row are right; nothing but a failure may come of one before."""
+    """Pulls under rising limits, from where the program can be loaded, until three in a row are right; nothing but a
+    failure may come of one before."""
     faults = []
     for jobs in (1, 8):
         outcomes = {}
         right = 0
-        for limit in limits:
+        for limit in itertools.dropwhile(lambda limit: not ground.starts((kind, limit)), limits):
             ground.restore()
             exit_status, errors, feed = ground.run(jobs=jobs, limit=(kind, limit), json_too=json_too)
             outcomes[exit_status] = outcomes.get(exit_status, 0) + 1

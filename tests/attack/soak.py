@@ -11,12 +11,12 @@ import itertools
 import pathlib
 import socket
 import statistics
-import subprocess
 import sys
 import tempfile
 import time
 
 from feed_server import FeedServer, response
+from pull_host import PullHost
 
 SAMPLES = pathlib.Path(__file__).parent.parent / "samples"
 LIST = b"<opml version='1.1'><body><outline text='a'><outline text='b'/></outline><outline text='c'/></body></opml>"
@@ -56,21 +56,37 @@ class Feeds:
         return f"<rss version='2.0'><channel><title>Feed {feed}</title>{image}{items}</channel></rss>".encode()
 
 
-def run(host, pulls, jobs):
-    """The samples that the host prints, a list of integers each."""
+def round_of(host, number, base, url):
+    """What the host tells of the pull. What a round has beside it, every few have."""
+    def is_due(every):
+        return number % every == 0
+    if is_due(3):
+        host.say("server")
+    host.say("offline" if is_due(7) else "online", f"enable {int(is_due(100))}")
+    if is_due(10):
+        (base / "feed_imgs" / "logo.png").unlink(missing_ok=True)
+    for act, every in (("stop", 11), ("throw", 13)):
+        if is_due(every):
+            host.say(f"{act} {number % 40 + 1}")
+    told = host.ask("pull")
+    for source in [url("/list"), base / "list.opml"] if is_due(5) else []:
+        assert host.ask(f"list {source}")["outlines"] == 2, "the list was not read"
+    return told
+
+
+def run(program, pulls, jobs):
+    """What the host tells of each pull."""
     feeds = Feeds()
     server = FeedServer(feeds.answer)
     feeds.url = server.url
     with tempfile.TemporaryDirectory(prefix="quillmoria-") as base, socket.socket() as refused:
         refused.bind(("127.0.0.1", 0))  # and never listens
-        for folder in ("cache", "config", "feed_imgs"):
-            (pathlib.Path(base) / folder).mkdir()
-        (pathlib.Path(base) / "list.opml").write_bytes(LIST)
-        command = [host, str(pulls), str(jobs), base, server.url(""),
-                   f"http://127.0.0.1:{refused.getsockname()[1]}/feed"]
-        output = subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
-    # The library says "unhandled exception" of an image whose download was cut off by a stop.
-    return [[int(number) for number in line.split()] for line in output.splitlines() if line[0].isdigit()]
+        addresses = {f"feed{n}": server.url(f"/{n}") for n in range(1, 20)}
+        addresses["refused"] = f"http://127.0.0.1:{refused.getsockname()[1]}/feed"
+        base = pathlib.Path(base)
+        (base / "list.opml").write_bytes(LIST)
+        with PullHost(program, str(base), jobs, addresses) as host:
+            return [round_of(host, number, base, server.url) for number in range(1, pulls + 1)]
 
 
 def main():
@@ -88,15 +104,15 @@ def main():
     for jobs in options.jobs:
         began = time.monotonic()
         samples = run(options.host, options.pulls, jobs)
-        assert len(samples) == options.pulls
-        print(f"{options.pulls} pulls of 20 feeds, {jobs} at once, {time.monotonic() - began:.0f} s: "
-              "%d feeds with new items, %d without, %d failed, %d pictures" % tuple(samples[-1][3:]))
-        assert min(samples[-1][3:]) >= options.pulls, "one kind of feed is missing"
-        for column, (name, unit) in enumerate((("descriptors", 1), ("threads", 1), ("memory, KiB", 4))):
+        outcomes = {kind: sum(sample[kind] for sample in samples)
+                    for kind in ("changed", "unchanged", "failed", "pictures")}
+        print(f"{options.pulls} pulls of 20 feeds, {jobs} at once, {time.monotonic() - began:.0f} s: {outcomes}")
+        assert min(outcomes.values()) >= options.pulls, "one kind of feed is missing"
+        for name in ("descriptors", "threads", "kibibytes"):
             marks = range(options.early, options.pulls + 1, options.early)
-            medians = [statistics.median(sample[column] * unit for sample in samples[mark - options.samples:mark])
+            medians = [statistics.median(sample[name] for sample in samples[mark - options.samples:mark])
                        for mark in marks]
-            highest = max(sample[column] for sample in samples) * unit
+            highest = max(sample[name] for sample in samples)
             print(f"  {name}: {', '.join(map(str, medians))} after each {options.early} pulls, at most {highest}")
             early, late = medians[0], medians[-1]
             slack = options.connections if name == "descriptors" else 0

@@ -1,5 +1,5 @@
-// Loads the library by hand and uses it in one of several ways; LoadTest.cpp and attack/ends.py run it and look at its
-// exit status.
+// Loads the library by hand and uses it in one of several ways; attack/loads.py and attack/ends.py run it and look
+// at its exit status.
 //
 //     module_host unused|used LIBRARY BASE URL      a hundred times in one process
 //     module_host close|leave|exit|quick_exit|_exit|fork LIBRARY BASE URL callback|thread|main JOBS CALL MICROSECONDS

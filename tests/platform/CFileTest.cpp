@@ -1,11 +1,7 @@
 #include "platform/CFile.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
@@ -37,21 +33,6 @@ class Files : public testing::Test {
     file.Write(bytes.data(), bytes.size());
     file.Close();
     return true;
-  }
-
-  /// Stores with room for two bytes, and has the process killed in the middle.
-  void failToStore(const std::string& path) const {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{2, 2};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    CFile file;
-    file.Open(base_.name() + path, CFile::modeReplace);
-    try {
-      const std::string moreThanIsHeldBack(1 << 20, 'n');
-      file.Write(moreThanIsHeldBack.data(), moreThanIsHeldBack.size());
-    } catch (const CFileException&) {
-      raise(SIGKILL);
-    }
   }
 
   TemporaryBaseFolder base_;
@@ -97,27 +78,4 @@ TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   EXPECT_TRUE(store(kFile, "new"));
   EXPECT_EQ(base_.read("cache/file"), "new");
   EXPECT_EQ(fs::status(base_ / "cache/file").permissions(), fs::perms(0640));
-}
-
-TEST_F(Files, StayWholeWhenAWriteFailsOrTheProcessIsKilled) {
-  const std::size_t before = base_.tree().size();
-  EXPECT_EXIT(failToStore(kFile), testing::KilledBySignal(SIGKILL), "");
-  EXPECT_EQ(base_.read("cache/file"), "old");
-  EXPECT_EQ(base_.tree().size(), before + 1);
-  EXPECT_TRUE(store(kFile, "n"));
-  EXPECT_EQ(base_.read("cache/file"), "n");
-  EXPECT_EQ(base_.tree().size(), before);
-}
-
-TEST_F(Files, AreReplacedByOneAtATime) {
-  CFile first;
-  ASSERT_TRUE(first.Open(base_.name() + kFile, CFile::modeReplace));
-  EXPECT_FALSE(opens(kFile, CFile::modeReplace));
-  first.Close();
-  const int other = open((base_ / "cache/file").c_str(), O_RDONLY | O_CLOEXEC);
-  flock(other, LOCK_SH);
-  const auto before = base_.tree();
-  EXPECT_FALSE(opens(kFile, CFile::modeReplace));
-  EXPECT_EQ(base_.tree(), before);
-  close(other);
 }
