@@ -104,6 +104,7 @@ constexpr std::size_t kMaxKeptText = 128 << 20;
 constexpr std::size_t kItemAllowance = 128;
 
 constexpr std::size_t kPieceBytes = 64 << 10;
+constexpr std::size_t kItemsOfAFeed = 32;  // most have no more
 
 // Lest it be read again and again, expat may put off a token that was cut off, also beyond the last piece.
 #ifdef QUILLMORIA_EXPAT_DEFERS
@@ -480,7 +481,9 @@ void FeedParseState::completeItem() {
   if (item_.date == CTime()) item_.date = CTime::GetCurrentTime();
   if (item_.timeSuffix.empty()) item_.timeSuffix = item_.date.Format("%p");
   // A copy, not a move: nested elements may complete one item several times, and the next one reuses its memory.
-  if (hasRoomForChannelText(itemText_ + kItemAllowance)) target_.parsedItems.push_back(item_);
+  if (!hasRoomForChannelText(itemText_ + kItemAllowance)) return;
+  if (target_.parsedItems.empty()) target_.parsedItems.reserve(kItemsOfAFeed);
+  target_.parsedItems.push_back(item_);
 }
 
 void FeedParseState::setLink(Attributes attributes) {

@@ -3,12 +3,15 @@
 #include <locale.h>
 #include <time.h>
 
+#include <chrono>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <type_traits>
 
 namespace {
 
+constexpr int kTmYearBase = 1900;
 constexpr std::int64_t kLatest = std::numeric_limits<std::int32_t>::max();
 
 bool fitsInt(std::int64_t field) {
@@ -27,26 +30,35 @@ std::int32_t countOrNoTime(std::int64_t seconds) {
   return seconds >= 0 && seconds <= kLatest ? static_cast<std::int32_t>(seconds) : -1;
 }
 
+/// The moment of `fields` if they are a time in UTC of the years that CTime has; -1 for other years and odd months.
+std::int64_t secondsInUtc(const tm& fields) {
+  using namespace std::chrono;
+  if (fields.tm_year < 70 || fields.tm_year > 138 || fields.tm_mon < 0 || fields.tm_mon > 11) return -1;
+  const sys_days monthsFirst = year(kTmYearBase + fields.tm_year) / (fields.tm_mon + 1) / 1;
+  const sys_seconds moment =
+      monthsFirst + days(fields.tm_mday - 1) + hours(fields.tm_hour) + minutes(fields.tm_min) + seconds(fields.tm_sec);
+  return moment.time_since_epoch().count();
+}
+
+/// What local time is ahead of UTC; none where the zone counts leap seconds.
+std::optional<long> offsetAt(std::int64_t seconds) {
+  const time_t moment = seconds;
+  tm local{};
+  localtime_r(&moment, &local);
+  if (local.tm_sec != (seconds + local.tm_gmtoff) % 60) return std::nullopt;
+  return local.tm_gmtoff;
+}
+
 /// The moment of `fields`, -1 if there is none. mktime looks for a new time zone file at each call, which costs more
 /// than all the rest of reading a date; where the clock is not changed for a day around, the zone's offset says the
 /// same.
 std::int64_t secondsOf(tm fields) {
   constexpr std::int64_t kDay = 86'400;
-  const auto local = [](std::int64_t seconds) {
-    const time_t moment = seconds;
-    tm result{};
-    localtime_r(&moment, &result);
-    return result;
-  };
-
-  tm plain = fields;
-  const std::int64_t utc = timegm(&plain);
+  const std::int64_t utc = secondsInUtc(fields);
   if (fields.tm_isdst >= 0 || utc < 2 * kDay || utc > kLatest + kDay) return mktime(&fields);
-
-  const tm before = local(utc - kDay);
-  const bool countsLeapSeconds = before.tm_sec != (utc - kDay + before.tm_gmtoff) % 60;
-  const bool isSteady = !countsLeapSeconds && local(utc + kDay).tm_gmtoff == before.tm_gmtoff;
-  return isSteady ? utc - before.tm_gmtoff : mktime(&fields);
+  const std::optional<long> offset = offsetAt(utc - kDay);
+  const bool isSteady = offset && offsetAt(utc + kDay) == offset;
+  return isSteady ? utc - *offset : mktime(&fields);
 }
 
 struct LocaleRelease {
@@ -58,9 +70,9 @@ using Locale = std::unique_ptr<std::remove_pointer_t<locale_t>, LocaleRelease>;
 
 CTime::CTime(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour, std::int64_t minute,
              std::int64_t second, int daylightSaving) {
-  constexpr std::int64_t kTmYearBase = 1900;
   if (!carry(second, 60, minute) || !carry(minute, 60, hour) || !carry(hour, 24, day) || !carry(month, 12, year) ||
-      !fitsInt(day) || !fitsInt(month - 1) || __builtin_sub_overflow(year, kTmYearBase, &year) || !fitsInt(year)) {
+      !fitsInt(day) || !fitsInt(month - 1) || __builtin_sub_overflow(year, std::int64_t{kTmYearBase}, &year) ||
+      !fitsInt(year)) {
     return;
   }
 
