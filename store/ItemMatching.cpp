@@ -102,7 +102,7 @@ std::span<Item> itemsOf(const RSSObject& feed) {
 }  // namespace
 
 void matchItems(RSSObject& fresh, const RSSObject& cached) {
-  const TextHash hash(TextHash::randomPoint());
+  static const TextHash hash(TextHash::randomPoint());  // a point takes longer than to match most feeds
   ItemIndex byIdentifier(itemsOf(cached), &Item::guidW, hash);
   ItemIndex byLink(itemsOf(cached), &Item::link, hash);
   for (Item& item : itemsOf(fresh)) {
