@@ -1,11 +1,12 @@
 #include "store/ItemMatching.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <random>
 #include <span>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace quillmoria {
 namespace {
@@ -36,7 +37,7 @@ class TextHash {
       bytes += taken;
       left -= taken;
     }
-    return hash;
+    return reduced(Wide{hash} * point_);  // also its lowest bits hang on the whole text
   }
 
   static std::uint64_t randomPoint() {
@@ -66,33 +67,40 @@ class ItemIndex {
       : items_(items), key_(key), hash_(hash) {}
 
   const Item* find(const Text& text) {
-    if (firstByKey_.empty()) build();
-    const auto found = firstByKey_.find({hash_(View(text)), text});
-    return found == firstByKey_.end() ? nullptr : found->second;
+    if (slots_.empty()) build();
+    return slotOf(text, hash_(View(text)))->item;
   }
 
  private:
   using View = std::basic_string_view<typename Text::value_type>;
 
-  /// A text with its hash, which the map asks for again and again: a look-up also asks for its neighbours'.
-  struct Key {
-    std::size_t hash;
-    View text;
-    bool operator==(const Key&) const = default;
-  };
-  struct HashOfKey {
-    std::size_t operator()(const Key& key) const noexcept { return key.hash; }
+  /// An item with its text's hash, which mostly spares a look at the text; or none.
+  struct Slot {
+    std::size_t hash = 0;
+    const Item* item = nullptr;
   };
 
   void build() {
-    firstByKey_.reserve(items_.size());
-    for (const Item& item : items_) firstByKey_.emplace(Key{hash_(View(item.*key_)), item.*key_}, &item);
+    slots_.resize(std::bit_ceil(2 * items_.size() + 1));
+    for (const Item& item : items_) {
+      const std::size_t hash = hash_(View(item.*key_));
+      Slot* const slot = slotOf(item.*key_, hash);
+      if (!slot->item) *slot = {hash, &item};
+    }
+  }
+
+  /// Where the item of this text is, or would be: at the first such slot from its hash on. Half of the slots are free.
+  Slot* slotOf(const Text& text, std::size_t hash) {
+    for (std::size_t at = hash;; ++at) {
+      Slot& slot = slots_[at & (slots_.size() - 1)];
+      if (!slot.item || (slot.hash == hash && slot.item->*key_ == text)) return &slot;
+    }
   }
 
   std::span<const Item> items_;
   const Text Item::*key_;
   TextHash hash_;
-  std::unordered_map<Key, const Item*, HashOfKey> firstByKey_;
+  std::vector<Slot> slots_;
 };
 
 std::span<Item> itemsOf(const RSSObject& feed) {
