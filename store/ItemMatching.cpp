@@ -18,26 +18,23 @@ constexpr std::int32_t kUnmatched = 0;
 constexpr std::int32_t kNew = 2;
 constexpr std::int32_t kSeen = 3;
 
-/// Hashes a text as a polynomial over the prime 2^61 - 1 at a random point, so that no feed can be written whose keys
+/// Hashes bytes as a polynomial over the prime 2^61 - 1 at a random point, so that no feed can be written whose keys
 /// collide.
-class TextHash {
+class BytesHash {
  public:
-  explicit TextHash(std::uint64_t point) : point_(point) {}
+  explicit BytesHash(std::uint64_t point) : point_(point) {}
 
-  template <class Text>
-  std::size_t operator()(Text text) const noexcept {
-    const char* bytes = reinterpret_cast<const char*>(text.data());
-    std::size_t left = text.size() * sizeof(typename Text::value_type);
-    std::uint64_t hash = left + 1;
-    while (left > 0) {
-      std::uint64_t block = 0;
-      const std::size_t taken = std::min(left, kBlockBytes);
-      std::memcpy(&block, bytes, taken);
-      hash = reduced(Wide{hash} * point_ + block);
-      bytes += taken;
-      left -= taken;
+  std::uint32_t operator()(std::string_view bytes) const noexcept {
+    std::uint64_t hash = bytes.size() + 1;
+    for (; bytes.size() > kBlockBytes; bytes.remove_prefix(kBlockBytes)) {
+      std::uint64_t block;
+      std::memcpy(&block, bytes.data(), sizeof block);
+      hash = reduced(Wide{hash} * point_ + (block & kBlockMask));
     }
-    return reduced(Wide{hash} * point_);  // also its lowest bits hang on the whole text
+    std::uint64_t last = 0;
+    std::memcpy(&last, bytes.data(), bytes.size());
+    hash = reduced(Wide{hash} * point_ + last);
+    return static_cast<std::uint32_t>(reduced(Wide{hash} * point_));  // whose lowest bits hang on all bytes, too
   }
 
   static std::uint64_t randomPoint() {
@@ -49,6 +46,7 @@ class TextHash {
   __extension__ using Wide = unsigned __int128;
   static constexpr std::uint64_t kPrime = (std::uint64_t{1} << 61) - 1;
   static constexpr std::size_t kBlockBytes = 7;  ///< always below the prime
+  static constexpr std::uint64_t kBlockMask = (std::uint64_t{1} << 8 * kBlockBytes) - 1;
 
   static std::uint64_t reduced(Wide value) {
     const std::uint64_t sum = static_cast<std::uint64_t>(value & kPrime) + static_cast<std::uint64_t>(value >> 61);
@@ -58,49 +56,81 @@ class TextHash {
   std::uint64_t point_;
 };
 
-/// Finds the first of several items by one of their texts, which must stay as they are. Made at the first look-up,
-/// since most feeds are looked up either by identifier or by link throughout.
+/// Finds the first of several items by one of their texts, which must stay as they are. Takes in only as many items as
+/// it has to look at: a feed mostly repeats what the cache holds in the same order, and by one of two texts throughout.
 template <class Text>
 class ItemIndex {
  public:
-  ItemIndex(std::span<const Item> items, const Text Item::*key, TextHash hash)
+  ItemIndex(std::span<const Item> items, const Text Item::*key, BytesHash hash)
       : items_(items), key_(key), hash_(hash) {}
 
-  const Item* find(const Text& text) {
-    if (slots_.empty()) build();
-    return slotOf(text, hash_(View(text)))->item;
+  /// The first item with the text of others[at], or null.
+  const Item* find(std::span<const Item> others, std::size_t at) {
+    if (places_.empty()) makeRoom();
+    fetchAhead(others, at);
+    const std::string_view key = keyOf(others[at]);
+    const std::uint32_t hash = hash_(key);
+    std::uint32_t place = placeOf(key, hash);
+    while (place == kNone && hashes_.size() < items_.size()) {
+      const std::uint32_t next = takeIn();
+      if (isAt(next, key, hash)) place = next;
+    }
+    return place == kNone ? nullptr : &items_[place];
   }
 
  private:
-  using View = std::basic_string_view<typename Text::value_type>;
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-  /// An item with its text's hash, which mostly spares a look at the text; or none.
-  struct Slot {
-    std::size_t hash = 0;
-    const Item* item = nullptr;
-  };
-
-  void build() {
-    slots_.resize(std::bit_ceil(2 * items_.size() + 1));
-    for (const Item& item : items_) {
-      const std::size_t hash = hash_(View(item.*key_));
-      Slot* const slot = slotOf(item.*key_, hash);
-      if (!slot->item) *slot = {hash, &item};
-    }
+  std::string_view keyOf(const Item& item) const {
+    const Text& text = item.*key_;
+    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(typename Text::value_type)};
   }
 
-  /// Where the item of this text is, or would be: at the first such slot from its hash on. Half of the slots are free.
-  Slot* slotOf(const Text& text, std::size_t hash) {
+  /// Has the processor fetch what is soon looked at of the items behind `at`: its caches hold nothing of a large feed.
+  void fetchAhead(std::span<const Item> items, std::size_t at) const {
+    constexpr std::size_t kKeyDistance = 8;
+    constexpr std::size_t kItemDistance = 2 * kKeyDistance;  // where a key is, its item says
+    if (at + kItemDistance >= items.size()) return;
+    const Item& item = items[at + kItemDistance];
+    __builtin_prefetch(&(item.*key_));
+    __builtin_prefetch(&item.date);
+    __builtin_prefetch(keyOf(items[at + kKeyDistance]).data());
+  }
+
+  void makeRoom() {
+    places_.assign(std::bit_ceil(2 * items_.size() + 1), kNone);
+    hashes_.reserve(items_.size());
+  }
+
+  /// Takes in one more item and returns its number.
+  std::uint32_t takeIn() {
+    const auto next = static_cast<std::uint32_t>(hashes_.size());
+    fetchAhead(items_, next);
+    const std::string_view key = keyOf(items_[next]);
+    hashes_.push_back(hash_(key));
+    std::uint32_t& place = placeOf(key, hashes_.back());
+    if (place == kNone) place = next;
+    return next;
+  }
+
+  bool isAt(std::uint32_t place, std::string_view key, std::uint32_t hash) const {
+    return hashes_[place] == hash && keyOf(items_[place]) == key;
+  }
+
+  /// Where the number of the first item of this key is, or would be: at the first such place from its hash on. Half of
+  /// the places are free.
+  std::uint32_t& placeOf(std::string_view key, std::uint32_t hash) {
     for (std::size_t at = hash;; ++at) {
-      Slot& slot = slots_[at & (slots_.size() - 1)];
-      if (!slot.item || (slot.hash == hash && slot.item->*key_ == text)) return &slot;
+      std::uint32_t& place = places_[at & (places_.size() - 1)];
+      if (place == kNone || isAt(place, key, hash)) return place;
     }
   }
 
   std::span<const Item> items_;
   const Text Item::*key_;
-  TextHash hash_;
-  std::vector<Slot> slots_;
+  BytesHash hash_;
+  std::vector<std::uint32_t> hashes_;  ///< of the items taken in
+  std::vector<std::uint32_t> places_;  ///< numbers of items
 };
 
 std::span<Item> itemsOf(const RSSObject& feed) {
@@ -110,11 +140,13 @@ std::span<Item> itemsOf(const RSSObject& feed) {
 }  // namespace
 
 void matchItems(RSSObject& fresh, const RSSObject& cached) {
-  static const TextHash hash(TextHash::randomPoint());  // a point takes longer than to match most feeds
+  static const BytesHash hash(BytesHash::randomPoint());  // a point takes longer than to match most feeds
   ItemIndex byIdentifier(itemsOf(cached), &Item::guidW, hash);
   ItemIndex byLink(itemsOf(cached), &Item::link, hash);
-  for (Item& item : itemsOf(fresh)) {
-    const Item* known = item.guidW.empty() ? byLink.find(item.link) : byIdentifier.find(item.guidW);
+  const std::span<Item> items = itemsOf(fresh);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    Item& item = items[i];
+    const Item* known = item.guidW.empty() ? byLink.find(items, i) : byIdentifier.find(items, i);
     item.status = known ? kSeen : kNew;
     if (known) {
       item.date = known->date;
