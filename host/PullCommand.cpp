@@ -23,8 +23,8 @@ namespace {
 /// The id of the engine's event before each feed.
 constexpr std::int32_t kFeedLoading = 10;
 
-/// What changes whenever a file is written: the time is too coarse on some file systems, but a file that replaces
-/// another is a different one.
+/// What changes when a feed with new items is stored: mostly there is a new file, whatever the clock of the file
+/// system; but the same file with a new time where its code page has no room for what made the items new.
 using FileState = std::tuple<ino_t, time_t, long>;
 
 /// Nothing if there is no such file.
@@ -68,7 +68,7 @@ class PullReport : public RSSSubscriber {
       failures_.push_back(subscribed.name + ": " + failureText(*news) + " <" + subscribed.url + ">");
     } else {
       itemCount_ += news->itemCount;
-      if (wasFetched(*news) && !wasCached(subscribed)) {
+      if (news->newItemCount > 0 && !wasCached(subscribed)) {
         failures_.push_back(subscribed.name +
                             ": its cache file cannot be written (is the disk full or read-only?): its items will be "
                             "new again");
@@ -115,8 +115,8 @@ class PullReport : public RSSSubscriber {
     return baseFolder_ + "/cache/" + cacheFileName(feed.name);
   }
 
-  /// Whether the feed that has just ended got a new cache file: the engine writes it before it hands out the news, and
-  /// does not say when it cannot.
+  /// Whether the feed that has just ended, with new items, was stored: the engine does so before it hands out the news,
+  /// and does not say when it cannot.
   bool wasCached(const RSSObject::NewsFeed& feed) const {
     const std::optional<FileState> now = stateOf(cacheFile(feed));
     return now && now != cacheFileBefore_;

@@ -32,7 +32,8 @@ class CFile {
     modeRead,     ///< an existing file, for reading
     modeCreate,   ///< a new file, or an existing one made empty, for writing
     modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only
-                  ///< at Close, whole, and never if the CFile is destroyed before
+                  ///< at Close, whole, and never if the CFile is destroyed before. One below 256 KiB that holds the
+                  ///< same already stays and gets the time of the Close.
   };
 
   CFile();
@@ -53,7 +54,7 @@ class CFile {
   /// Reads up to `count` bytes; fewer only at the file's end, 0 behind it. Throws CFileException.
   std::size_t Read(void* buffer, std::size_t count);
 
-  /// Writes all `count` bytes, under modeReplace as late as at Close. Throws CFileException.
+  /// Writes all `count` bytes, under modeReplace as late as at Close. Throws CFileException, and what Open throws.
   void Write(const void* buffer, std::size_t count);
 
   /// Bytes in the file. Throws CFileException.
@@ -65,7 +66,6 @@ class CFile {
 
  private:
   struct Handle;
-  static void writePending(Handle& handle);
 
   std::unique_ptr<Handle> handle_;
 };

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -11,21 +12,6 @@
 
 using quillmoria::Descriptor;
 using quillmoria::openRegular;
-
-struct CFile::Handle {
-  Handle() = default;
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
-  ~Handle() {
-    if (!temporary.empty()) ::unlinkat(directory.get(), temporary.c_str(), 0);
-  }
-
-  Descriptor file;
-  Descriptor directory;
-  std::string name;       ///< in `directory`
-  std::string temporary;  ///< what is written until it takes the place of `name`; empty if `name` itself is open
-  std::string pending;    ///< the end of what is written there, which goes to the system in large pieces
-};
 
 namespace {
 
@@ -98,24 +84,31 @@ bool isStillNamed(int file, int directory, const std::string& name) {
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-/// The locked and emptied file `name`, made if need be.
-Descriptor openForOneself(int directory, const std::string& name) {
+/// The file `name`, locked; none if somebody else holds it.
+Descriptor openForOneself(int directory, const std::string& name, int flags) {
   for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    Descriptor file = openRegular(directory, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
+    Descriptor file = openRegular(directory, name.c_str(), flags | O_NOFOLLOW);
     if (!file || !lockForOneself(file.get())) return Descriptor();
-    if (!isStillNamed(file.get(), directory, name)) continue;
-    return emptied(file.get()) ? std::move(file) : Descriptor();
+    if (isStillNamed(file.get(), directory, name)) return file;
   }
   return Descriptor();
 }
 
-/// True if there is no file `name`, or one that may be written; `successor` gets its permissions.
-bool mayReplace(int directory, const std::string& name, int successor) {
-  const Descriptor existing = openRegular(directory, name.c_str(), O_WRONLY | O_NOFOLLOW);
+bool isThere(int directory, const std::string& name) {
   struct stat state;
-  if (!existing) return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
-  if (!lockForOneself(existing.get()) || ::fstat(existing.get(), &state) != 0) return false;
-  ::fchmod(successor, state.st_mode & 0777);
+  return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
+}
+
+/// Whether `file`, of which nothing has been read yet, holds just these bytes.
+bool holds(int file, std::string_view bytes) {
+  struct stat state;
+  if (::fstat(file, &state) != 0 || static_cast<std::uint64_t>(state.st_size) != bytes.size()) return false;
+  char piece[16 << 10];
+  while (!bytes.empty()) {
+    const ssize_t done = quillmoria::readFully(file, piece, std::min(sizeof piece, bytes.size()));
+    if (done <= 0 || !bytes.starts_with(std::string_view(piece, static_cast<std::size_t>(done)))) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(done));
+  }
   return true;
 }
 
@@ -143,9 +136,65 @@ bool closesWell(int file) {
 
 }  // namespace
 
-void CFile::writePending(Handle& handle) {
-  writeFully(handle.file.get(), handle.pending);
-  handle.pending.clear();
+struct CFile::Handle {
+  Handle() = default;
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() {
+    if (!temporary.empty()) ::unlinkat(directory.get(), temporary.c_str(), 0);
+  }
+
+  bool replaces() const { return static_cast<bool>(directory); }
+  bool openToReplace(Place place);
+  bool makeSuccessor();
+  void writePending();
+  void putInPlace();
+
+  Descriptor file;  ///< what is read or written
+
+  // Under modeReplace only:
+  Descriptor directory;
+  std::string name;       ///< in `directory`
+  Descriptor existing;    ///< the file of that name, held against others, if there is one
+  std::string temporary;  ///< what `file` is named until it is put in place; there is neither while nothing is written
+  std::string pending;    ///< the end of what is written, which goes to the system in large pieces
+};
+
+bool CFile::Handle::openToReplace(Place place) {
+  directory = std::move(place.directory);
+  name = std::move(place.name);
+  existing = openForOneself(directory.get(), name, O_RDWR);
+  return existing || (!isThere(directory.get(), name) && makeSuccessor());
+}
+
+/// Makes the file that takes the place of the existing one, with its permissions.
+bool CFile::Handle::makeSuccessor() {
+  Descriptor successor = openForOneself(directory.get(), temporaryName(name), O_WRONLY | O_CREAT);
+  if (!successor || !emptied(successor.get())) return false;
+  struct stat state;
+  if (existing && ::fstat(existing.get(), &state) == 0) ::fchmod(successor.get(), state.st_mode & 0777);
+  file = std::move(successor);
+  temporary = temporaryName(name);
+  return true;
+}
+
+void CFile::Handle::writePending() {
+  if (!file && !makeSuccessor()) throw CFileException("file cannot be made");
+  writeFully(file.get(), pending);
+  pending.clear();
+}
+
+void CFile::Handle::putInPlace() {
+  if (!file && holds(existing.get(), pending)) {
+    ::futimens(existing.get(), nullptr);
+    ::unlinkat(directory.get(), temporaryName(name).c_str(), 0);  // left by a process that was killed
+    return;
+  }
+  writePending();
+  if (!closesWell(file.get()) || ::renameat(directory.get(), temporary.c_str(), directory.get(), name.c_str()) != 0) {
+    throw CFileException("file cannot be put in place");
+  }
+  temporary.clear();
 }
 
 CFile::CFile() = default;
@@ -156,23 +205,14 @@ bool CFile::Open(const std::string& path, OpenFlags flags) {
   handle_.reset();
   std::optional<Place> place = locate(path);
   if (!place) return false;
-  const int directory = place->directory.get();
   auto handle = std::make_unique<Handle>();
-  if (flags == modeRead) {
-    handle->file = openRegular(directory, place->name.c_str(), O_RDONLY | O_NOFOLLOW);
-  } else if (flags == modeCreate) {
-    handle->file = openRegular(directory, place->name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW);
-    if (handle->file && !emptied(handle->file.get())) return false;
+  if (flags == modeReplace) {
+    if (!handle->openToReplace(std::move(*place))) return false;
   } else {
-    std::string temporary = temporaryName(place->name);
-    handle->file = openForOneself(directory, temporary);
-    if (!handle->file) return false;
-    handle->directory = std::move(place->directory);
-    handle->temporary = std::move(temporary);
-    if (!mayReplace(directory, place->name, handle->file.get())) return false;
-    handle->name = std::move(place->name);
+    const int access = flags == modeRead ? O_RDONLY : O_WRONLY | O_CREAT;
+    handle->file = openRegular(place->directory.get(), place->name.c_str(), access | O_NOFOLLOW);
+    if (!handle->file || (flags == modeCreate && !emptied(handle->file.get()))) return false;
   }
-  if (!handle->file) return false;
   handle_ = std::move(handle);
   return true;
 }
@@ -191,11 +231,11 @@ std::size_t CFile::Read(void* buffer, std::size_t count) {
 void CFile::Write(const void* buffer, std::size_t count) {
   if (!handle_) throw CFileException("file cannot be written");
   const std::string_view bytes(static_cast<const char*>(buffer), count);
-  if (handle_->temporary.empty()) {
-    writeFully(handle_->file.get(), bytes);
-  } else {
+  if (handle_->replaces()) {
     handle_->pending += bytes;
-    if (handle_->pending.size() >= kMostPending) writePending(*handle_);
+    if (handle_->pending.size() >= kMostPending) handle_->writePending();
+  } else {
+    writeFully(handle_->file.get(), bytes);
   }
 }
 
@@ -207,12 +247,5 @@ std::uint64_t CFile::GetLength() const {
 
 void CFile::Close() {
   const std::unique_ptr<Handle> handle = std::move(handle_);
-  if (!handle || handle->temporary.empty()) return;
-  writePending(*handle);
-  const int directory = handle->directory.get();
-  if (!closesWell(handle->file.get()) ||
-      ::renameat(directory, handle->temporary.c_str(), directory, handle->name.c_str()) != 0) {
-    throw CFileException("file cannot be put in place");
-  }
-  handle->temporary.clear();
+  if (handle && handle->replaces()) handle->putInPlace();
 }

@@ -79,3 +79,45 @@ TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   EXPECT_EQ(base_.read("cache/file"), "new");
   EXPECT_EQ(fs::status(base_ / "cache/file").permissions(), fs::perms(0640));
 }
+
+TEST_F(Files, ReplacedByTheSameStayWithANewTime) {
+  const fs::path path = base_ / "cache/file";
+  const auto stateOf = [&path] {
+    struct stat state {};
+    EXPECT_EQ(::stat(path.c_str(), &state), 0);
+    return state;
+  };
+  const std::string large(300'000, 'l');
+  for (const auto& [before, after, stays] : {std::tuple{"old"s, "old"s, true},
+                                             {"old", "olD", false},
+                                             {"old", "olds", false},
+                                             {"old", "ol", false},
+                                             {"old", "", false},
+                                             {"", "", true},
+                                             {large.substr(0, 200'000), large.substr(0, 200'000), true},
+                                             {large, large, false},
+                                             {large, "l", false}}) {
+    base_.write("cache/file", before);
+    base_.write("cache/:\\file", "left by a process that was killed");
+    fs::last_write_time(path, {});
+    const ino_t first = stateOf().st_ino;
+    EXPECT_TRUE(store(kFile, after));
+    EXPECT_TRUE(base_.read("cache/file") == after) << after.size();
+    EXPECT_EQ(stateOf().st_ino == first, stays) << after.size();
+    EXPECT_NE(fs::last_write_time(path), fs::file_time_type()) << after.size();
+    EXPECT_FALSE(fs::exists(base_ / "cache/:\\file"));
+  }
+}
+
+TEST_F(Files, ReplacedOnesAreHeldByOneAtATime) {
+  for (const char* name : {"\\cache\\file", "\\cache\\fresh"}) {
+    CFile held;
+    ASSERT_TRUE(held.Open(base_.name() + name, CFile::modeReplace));
+    EXPECT_FALSE(opens(name, CFile::modeReplace)) << name;
+    EXPECT_EQ(opens(name, CFile::modeRead), name == std::string(kFile));
+    held.Write("new", 3);
+    EXPECT_FALSE(opens(name, CFile::modeReplace)) << name;
+    held.Close();
+    EXPECT_TRUE(opens(name, CFile::modeReplace)) << name;
+  }
+}
