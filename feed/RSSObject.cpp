@@ -16,17 +16,22 @@ namespace {
 
 constexpr auto kNowhere = std::u16string::npos;
 
-/// The first '<' from `start` on, or the end. Looks at eight units at a time, since few of them are one.
-std::size_t nextTag(std::u16string_view html, std::size_t start) {
+/// The next place from `start` on where a table may be opened, or the end. Looks at eight units at a time, since hardly
+/// one of them is a '<' with a 't' or 'T' behind it.
+std::size_t nextCandidate(std::u16string_view html, std::size_t start) {
   using Units [[gnu::vector_size(16)]] = std::uint16_t;
   using Halves [[gnu::vector_size(16)]] = std::uint64_t;
   constexpr std::uint16_t kTag = u'<';
+  constexpr std::uint16_t kLowerCase = 0x20;
+  constexpr std::uint16_t kT = u't';
   constexpr std::size_t kBlock = sizeof(Units) / sizeof(char16_t);
   constexpr auto unitOf = [](std::uint64_t found) { return static_cast<std::size_t>(std::countr_zero(found)) / 16; };
-  for (; start + kBlock <= html.size(); start += kBlock) {
+  for (; start + kBlock < html.size(); start += kBlock) {
     Units block;
+    Units following;
     std::memcpy(&block, html.data() + start, sizeof block);
-    const auto found = reinterpret_cast<Halves>(block == kTag);
+    std::memcpy(&following, html.data() + start + 1, sizeof following);
+    const auto found = reinterpret_cast<Halves>((block == kTag) & ((following | kLowerCase) == kT));
     if (found[0]) return start + unitOf(found[0]);
     if (found[1]) return start + kBlock / 2 + unitOf(found[1]);
   }
@@ -35,7 +40,7 @@ std::size_t nextTag(std::u16string_view html, std::size_t start) {
 }
 
 bool opensTable(std::u16string_view html) {
-  for (std::size_t at = nextTag(html, 0); at < html.size(); at = nextTag(html, at + 1)) {
+  for (std::size_t at = nextCandidate(html, 0); at < html.size(); at = nextCandidate(html, at + 1)) {
     const std::u16string_view name = html.substr(at + 1, 5);
     if (name == u"table" || name == u"TABLE") return true;
   }

@@ -64,12 +64,18 @@ class ItemIndex {
   ItemIndex(std::span<const Item> items, const Text Item::*key, BytesHash hash)
       : items_(items), key_(key), hash_(hash) {}
 
-  /// The first item with the text of others[at], or null.
-  const Item* find(std::span<const Item> others, std::size_t at) {
+  /// The hash of others[at], which is to be looked for soon.
+  std::uint32_t prepare(std::span<const Item> others, std::size_t at) {
     if (places_.empty()) makeRoom();
     fetchAhead(others, at);
-    const std::string_view key = keyOf(others[at]);
-    const std::uint32_t hash = hash_(key);
+    const std::uint32_t hash = hash_(keyOf(others[at]));
+    __builtin_prefetch(&places_[hash & (places_.size() - 1)]);
+    return hash;
+  }
+
+  /// The first item with the text of `other`, or null.
+  const Item* find(const Item& other, std::uint32_t hash) {
+    const std::string_view key = keyOf(other);
     std::uint32_t place = placeOf(key, hash);
     while (place == kNone && hashes_.size() < items_.size()) {
       const std::uint32_t next = takeIn();
@@ -133,25 +139,57 @@ class ItemIndex {
   std::vector<std::uint32_t> places_;  ///< numbers of items
 };
 
+/// The items of a cache file, each found by its identifier, or by its link if it is looked for without one.
+class CachedItems {
+ public:
+  explicit CachedItems(std::span<const Item> items)
+      : byIdentifier_(items, &Item::guidW, hash()), byLink_(items, &Item::link, hash()) {}
+
+  /// The hash of items[at], which is to be looked for soon.
+  std::uint32_t prepare(std::span<const Item> items, std::size_t at) {
+    return items[at].guidW.empty() ? byLink_.prepare(items, at) : byIdentifier_.prepare(items, at);
+  }
+
+  /// The first one that is the same as `item`, or null.
+  const Item* find(const Item& item, std::uint32_t hash) {
+    return item.guidW.empty() ? byLink_.find(item, hash) : byIdentifier_.find(item, hash);
+  }
+
+ private:
+  static BytesHash hash() {
+    static const BytesHash hash(BytesHash::randomPoint());  // a point takes longer than to match most feeds
+    return hash;
+  }
+
+  ItemIndex<std::u16string> byIdentifier_;
+  ItemIndex<std::string> byLink_;
+};
+
 std::span<Item> itemsOf(const RSSObject& feed) {
   return {feed.items, static_cast<std::size_t>(std::max(feed.itemCount, 0))};
+}
+
+/// Marks an item that is the same as `known`, or new if that is null.
+void mark(Item& item, const Item* known) {
+  item.status = known ? kSeen : kNew;
+  if (known) item.date = known->date;
 }
 
 }  // namespace
 
 void matchItems(RSSObject& fresh, const RSSObject& cached) {
-  static const BytesHash hash(BytesHash::randomPoint());  // a point takes longer than to match most feeds
-  ItemIndex byIdentifier(itemsOf(cached), &Item::guidW, hash);
-  ItemIndex byLink(itemsOf(cached), &Item::link, hash);
+  constexpr std::size_t kPreparedItems = 16;
+  std::uint32_t hashes[kPreparedItems];
+  CachedItems known(itemsOf(cached));
   const std::span<Item> items = itemsOf(fresh);
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    Item& item = items[i];
-    const Item* known = item.guidW.empty() ? byLink.find(items, i) : byIdentifier.find(items, i);
-    item.status = known ? kSeen : kNew;
-    if (known) {
-      item.date = known->date;
-    } else {
-      ++fresh.newItemCount;
+  for (std::size_t start = 0; start < items.size(); start += kPreparedItems) {
+    const std::size_t count = std::min(items.size() - start, kPreparedItems);
+    for (std::size_t i = 0; i < count; ++i) hashes[i] = known.prepare(items, start + i);
+    for (std::size_t i = 0; i < count; ++i) {
+      Item& item = items[start + i];
+      const Item* const same = known.find(item, hashes[i]);
+      mark(item, same);
+      if (!same) ++fresh.newItemCount;
     }
   }
 }

@@ -98,7 +98,8 @@ std::string CTime::Format(const char* pattern) const {
 
   // A length of 0 means both "too small" and "nothing to show": a last character of our own tells them apart.
   const std::string closed = std::string(pattern) + '.';
-  std::string text(closed.size() + 32, '\0');
+  std::string text;
+  text.resize(text.capacity());
   for (;;) {
     const std::size_t length = strftime_l(text.data(), text.size(), closed.c_str(), &fields, locale.get());
     if (length > 0) {

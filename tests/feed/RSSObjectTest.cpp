@@ -97,4 +97,11 @@ TEST(ItemText, GetsTheEndTagsThatATableLacks) {
     EXPECT_EQ(RSSObject::FormatHTMLString({html.begin(), html.end()}),
               std::u16string(repaired.begin(), repaired.end()));
   }
+  // Wherever the table is among tags that are none, also across what is looked at together, and at the very end.
+  for (std::size_t before = 0; before < 40; ++before) {
+    for (const std::u16string opener : {u"<table", u"<TABLE"}) {
+      const std::u16string html = std::u16string(u"<t<Ta<title><p>tatable<tABLE <tabl e").substr(0, before) + opener;
+      EXPECT_EQ(RSSObject::FormatHTMLString(html), html + u"</tr></table>") << before;
+    }
+  }
 }
