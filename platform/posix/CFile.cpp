@@ -128,6 +128,12 @@ void writeFully(int file, std::string_view bytes) {
   }
 }
 
+/// Removes what a process left that was killed; not what another is writing.
+void removeUnfinished(int directory, const std::string& temporary) {
+  const Descriptor unfinished = openForOneself(directory, temporary, O_WRONLY);
+  if (unfinished) ::unlinkat(directory, temporary.c_str(), 0);
+}
+
 /// Errors of deferred writing are told at a close, and must be known while the file is still locked.
 bool closesWell(int file) {
   const int duplicate = ::fcntl(file, F_DUPFD_CLOEXEC, 0);
@@ -148,6 +154,7 @@ struct CFile::Handle {
   bool openToReplace(Place place);
   bool makeSuccessor();
   void writePending();
+  bool isInPlace();
   void putInPlace();
 
   Descriptor file;  ///< what is read or written
@@ -169,12 +176,13 @@ bool CFile::Handle::openToReplace(Place place) {
 
 /// Makes the file that takes the place of the existing one, with its permissions.
 bool CFile::Handle::makeSuccessor() {
-  Descriptor successor = openForOneself(directory.get(), temporaryName(name), O_WRONLY | O_CREAT);
+  std::string successorName = temporaryName(name);
+  Descriptor successor = openForOneself(directory.get(), successorName, O_WRONLY | O_CREAT);
   if (!successor || !emptied(successor.get())) return false;
   struct stat state;
   if (existing && ::fstat(existing.get(), &state) == 0) ::fchmod(successor.get(), state.st_mode & 0777);
   file = std::move(successor);
-  temporary = temporaryName(name);
+  temporary = std::move(successorName);
   return true;
 }
 
@@ -184,12 +192,15 @@ void CFile::Handle::writePending() {
   pending.clear();
 }
 
+/// Whether what was written is what the existing file holds; then that counts as written now.
+bool CFile::Handle::isInPlace() {
+  if (file || !holds(existing.get(), pending) || !isStillNamed(existing.get(), directory.get(), name)) return false;
+  ::futimens(existing.get(), nullptr);
+  removeUnfinished(directory.get(), temporaryName(name));
+  return true;
+}
+
 void CFile::Handle::putInPlace() {
-  if (!file && holds(existing.get(), pending)) {
-    ::futimens(existing.get(), nullptr);
-    ::unlinkat(directory.get(), temporaryName(name).c_str(), 0);  // left by a process that was killed
-    return;
-  }
   writePending();
   if (!closesWell(file.get()) || ::renameat(directory.get(), temporary.c_str(), directory.get(), name.c_str()) != 0) {
     throw CFileException("file cannot be put in place");
@@ -247,5 +258,5 @@ std::uint64_t CFile::GetLength() const {
 
 void CFile::Close() {
   const std::unique_ptr<Handle> handle = std::move(handle_);
-  if (handle && handle->replaces()) handle->putInPlace();
+  if (handle && handle->replaces() && !handle->isInPlace()) handle->putInPlace();
 }

@@ -109,6 +109,15 @@ TEST_F(Files, ReplacedByTheSameStayWithANewTime) {
   }
 }
 
+TEST_F(Files, ReplacedByTheSameAreMadeIfTheyHaveGone) {
+  CFile file;
+  ASSERT_TRUE(file.Open(base_.name() + kFile, CFile::modeReplace));
+  file.Write("old", 3);
+  fs::remove(base_ / "cache/file");
+  file.Close();
+  EXPECT_EQ(base_.read("cache/file"), "old");
+}
+
 TEST_F(Files, ReplacedOnesAreHeldByOneAtATime) {
   for (const char* name : {"\\cache\\file", "\\cache\\fresh"}) {
     CFile held;
