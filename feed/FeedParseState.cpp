@@ -95,7 +95,7 @@ constexpr char kRss090Namespace[] = "http://my.netscape.com/rdf/simple/0.9/";
 constexpr int kMaxPictureLoads = 16;
 constexpr float kMaxAmplification = 10;
 constexpr unsigned long long kAmplificationThreshold = 1 << 20;
-constexpr int kMaxDepth = 1'000'000;
+constexpr std::size_t kMaxDepth = 1'000'000;
 constexpr int kMaxDeclaredAttributes = 64;   // expat goes through them at every element
 constexpr int kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
 
@@ -301,9 +301,9 @@ FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML
         auto* state = static_cast<FeedParseState*>(data);
         state->guard([&] { state->startElement(name, attributes); });
       },
-      [](void* data, const char* name) noexcept {
+      [](void* data, const char*) noexcept {
         auto* state = static_cast<FeedParseState*>(data);
-        state->guard([&] { state->endElement(name); });
+        state->guard([&] { state->endElement(); });
       });
   XML_SetCharacterDataHandler(parser, [](void* data, const char* text, int length) noexcept {
     auto* state = static_cast<FeedParseState*>(data);
@@ -393,12 +393,15 @@ void FeedParseState::startElement(const char* name, Attributes attributes) {
     default:
       break;
   }
-  if (++depth_ > kMaxDepth) return stop();
+  open_.push_back(current_);
+  if (open_.size() > kMaxDepth) return stop();
   field_ = chooseField();
 }
 
-void FeedParseState::endElement(const char* name) {
-  switch (elementOf(name)) {
+void FeedParseState::endElement() {
+  const Element ended = open_.back();
+  open_.pop_back();
+  switch (ended) {
     case Element::Channel:
       if (isRss_) {
         finish();
@@ -433,7 +436,6 @@ void FeedParseState::endElement(const char* name) {
       break;
   }
   current_ = Element::None;
-  --depth_;
   field_ = chooseField();
 }
 
@@ -488,7 +490,7 @@ void FeedParseState::completeItem() {
 
 void FeedParseState::setLink(Attributes attributes) {
   const char* href = attribute(attributes, "href");
-  if (!href || (!inEntry_ && depth_ != 1)) return;
+  if (!href || (!inEntry_ && open_.size() != 1)) return;
   const std::string_view link = href;
   if (inEntry_) {
     if (hasRoomForItemText(link.size())) item_.link = link;
@@ -530,12 +532,13 @@ void FeedParseState::keepItems(std::size_t parsed) {
 
 FeedField FeedParseState::chooseField() const {
   static constexpr FieldTable kFields = fieldTable();
-  const bool isInRecord = (isRss_ && depth_ == 4) || (isRdfFamily() && depth_ == 3);
+  const std::size_t depth = open_.size();
+  const bool isInRecord = (isRss_ && depth == 4) || (isRdfFamily() && depth == 3);
   const auto context = [&] {
     if (inImage_ && isInRecord) return Context::Image;
     if (inItem_ && isInRecord) return Context::Item;
-    if (inChannel_ && depth_ == 3) return Context::Channel;
-    if (isAtom_ && !inEntry_ && depth_ == 2) return Context::AtomFeed;
+    if (inChannel_ && depth == 3) return Context::Channel;
+    if (isAtom_ && !inEntry_ && depth == 2) return Context::AtomFeed;
     if (inEntry_) return inContent_ ? Context::EntryContent : Context::Entry;
     return Context::None;
   }();

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quillmoria/RSSObject.h"
 
@@ -50,7 +51,7 @@ class FeedParseState {
 
   void feedParser(std::string_view document);
   void startElement(const char* name, Attributes attributes);
-  void endElement(const char* name);
+  void endElement();
   void characters(std::string_view chunk);
 
   void announceRss();
@@ -76,9 +77,9 @@ class FeedParseState {
   RSSObject& target_;
   std::unique_ptr<XML_ParserStruct, ParserRelease> parser_;
 
-  quillmoria::FeedElement current_{};  ///< the element of the last start tag; none after an end tag
-  quillmoria::FeedField field_{};      ///< where text goes until the next tag
-  int depth_ = 0;                      ///< open elements
+  quillmoria::FeedElement current_{};          ///< the element of the last start tag; none after an end tag
+  quillmoria::FeedField field_{};              ///< where text goes until the next tag
+  std::vector<quillmoria::FeedElement> open_;  ///< the elements that have begun and not ended, from the root on
   bool isRss_ = false;
   bool isRdf_ = false;
   bool isRss090_ = false;

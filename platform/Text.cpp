@@ -5,8 +5,7 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
-
+constexpr bool isWhiteSpace(char character) { return character == ' ' || (character >= '\t' && character <= '\r'); }
 constexpr bool isLineBreak(char character) { return character == '\t' || character == '\n' || character == '\r'; }
 
 template <class Number>
@@ -17,8 +16,9 @@ constexpr Number bound(bool negative) {
 /// Collects the number with its sign, since the lowest one has no positive twin.
 template <class Number>
 Number leadingNumber(std::string_view text) {
-  std::size_t at = text.find_first_not_of(kWhiteSpace);
-  if (at == std::string_view::npos) return 0;
+  std::size_t at = 0;
+  while (at < text.size() && isWhiteSpace(text[at])) ++at;
+  if (at == text.size()) return 0;
 
   const bool negative = text[at] == '-';
   if (negative || text[at] == '+') ++at;
