@@ -32,8 +32,9 @@ class CFile {
     modeRead,     ///< an existing file, for reading
     modeCreate,   ///< a new file, or an existing one made empty, for writing
     modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only
-                  ///< at Close, whole, and never if the CFile is destroyed before. One below 256 KiB that holds the
-                  ///< same already stays and gets the time of the Close.
+                  ///< at Close, whole, and never if the CFile is destroyed before. One below 256 KiB stays where no
+                  ///< more than eight bytes change, which are then written into it at once, and gets the time of the
+                  ///< Close.
   };
 
   CFile();

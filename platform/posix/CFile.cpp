@@ -99,17 +99,38 @@ bool isThere(int directory, const std::string& name) {
   return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
-/// Whether `file`, of which nothing has been read yet, holds just these bytes.
-bool holds(int file, std::string_view bytes) {
+/// A change within one block of the disk, which is written whole or not at all.
+struct SmallChange {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+
+  bool isEmpty() const { return begin == end; }
+  bool isSmall() const { return isEmpty() || (end - begin <= kFewBytes && begin / kBlock == (end - 1) / kBlock); }
+
+ private:
+  static constexpr std::size_t kFewBytes = 8;
+  static constexpr std::size_t kBlock = 512;
+};
+
+/// What makes `file`, of which nothing has been read yet, hold `bytes`; nothing if that takes more.
+std::optional<SmallChange> changeTo(std::string_view bytes, int file) {
   struct stat state;
-  if (::fstat(file, &state) != 0 || static_cast<std::uint64_t>(state.st_size) != bytes.size()) return false;
-  char piece[16 << 10];
-  while (!bytes.empty()) {
-    const ssize_t done = quillmoria::readFully(file, piece, std::min(sizeof piece, bytes.size()));
-    if (done <= 0 || !bytes.starts_with(std::string_view(piece, static_cast<std::size_t>(done)))) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(done));
+  if (::fstat(file, &state) != 0 || static_cast<std::uint64_t>(state.st_size) != bytes.size()) return std::nullopt;
+  SmallChange change;
+  char buffer[16 << 10];
+  for (std::size_t at = 0; at < bytes.size(); at += sizeof buffer) {
+    const std::string_view wanted = bytes.substr(at, sizeof buffer);
+    const ssize_t done = quillmoria::readFully(file, buffer, wanted.size());
+    if (done != static_cast<ssize_t>(wanted.size())) return std::nullopt;
+    const std::string_view held(buffer, wanted.size());
+    if (held == wanted) continue;
+    const auto first = std::mismatch(wanted.begin(), wanted.end(), held.begin()).first - wanted.begin();
+    const auto behindLast = wanted.rend() - std::mismatch(wanted.rbegin(), wanted.rend(), held.rbegin()).first;
+    if (change.isEmpty()) change.begin = at + static_cast<std::size_t>(first);
+    change.end = at + static_cast<std::size_t>(behindLast);
+    if (!change.isSmall()) return std::nullopt;
   }
-  return true;
+  return change;
 }
 
 /// The backslash keeps it apart from any name that can be opened: an image's may begin with a colon, too. Two names of
@@ -154,7 +175,7 @@ struct CFile::Handle {
   bool openToReplace(Place place);
   bool makeSuccessor();
   void writePending();
-  bool isInPlace();
+  bool changeInPlace();
   void putInPlace();
 
   Descriptor file;  ///< what is read or written
@@ -192,9 +213,14 @@ void CFile::Handle::writePending() {
   pending.clear();
 }
 
-/// Whether what was written is what the existing file holds; then that counts as written now.
-bool CFile::Handle::isInPlace() {
-  if (file || !holds(existing.get(), pending) || !isStillNamed(existing.get(), directory.get(), name)) return false;
+/// True if the existing file could be made to hold what was written without being replaced.
+bool CFile::Handle::changeInPlace() {
+  if (file || !isStillNamed(existing.get(), directory.get(), name)) return false;
+  const std::optional<SmallChange> change = changeTo(pending, existing.get());
+  if (!change) return false;
+  const std::string_view bytes = std::string_view(pending).substr(change->begin, change->end - change->begin);
+  const ssize_t done = ::pwrite(existing.get(), bytes.data(), bytes.size(), static_cast<off_t>(change->begin));
+  if (done != static_cast<ssize_t>(bytes.size())) return false;
   ::futimens(existing.get(), nullptr);
   removeUnfinished(directory.get(), temporaryName(name));
   return true;
@@ -258,5 +284,5 @@ std::uint64_t CFile::GetLength() const {
 
 void CFile::Close() {
   const std::unique_ptr<Handle> handle = std::move(handle_);
-  if (handle && handle->replaces() && !handle->isInPlace()) handle->putInPlace();
+  if (handle && handle->replaces() && !handle->changeInPlace()) handle->putInPlace();
 }

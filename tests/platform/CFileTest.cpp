@@ -80,30 +80,42 @@ TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   EXPECT_EQ(fs::status(base_ / "cache/file").permissions(), fs::perms(0640));
 }
 
-TEST_F(Files, ReplacedByTheSameStayWithANewTime) {
+TEST_F(Files, ReplacedByAlmostTheSameStayWithANewTime) {
   const fs::path path = base_ / "cache/file";
-  const auto stateOf = [&path] {
+  const auto inode = [&path] {
     struct stat state {};
     EXPECT_EQ(::stat(path.c_str(), &state), 0);
-    return state;
+    return state.st_ino;
   };
+  const std::string medium(200'000, 'm');
   const std::string large(300'000, 'l');
+  const auto changed = [](std::string bytes, std::size_t at, std::size_t count) {
+    return bytes.replace(at, count, std::string(count, 'x'));
+  };
   for (const auto& [before, after, stays] : {std::tuple{"old"s, "old"s, true},
-                                             {"old", "olD", false},
+                                             {"old", "olD", true},
                                              {"old", "olds", false},
                                              {"old", "ol", false},
                                              {"old", "", false},
                                              {"", "", true},
-                                             {large.substr(0, 200'000), large.substr(0, 200'000), true},
+                                             {"", "new", false},
+                                             {medium, medium, true},
+                                             {medium, changed(medium, 0, 8), true},
+                                             {medium, changed(medium, 504, 8), true},
+                                             {medium, changed(medium, 199'992, 8), true},
+                                             {medium, changed(medium, 8, 9), false},
+                                             {medium, changed(medium, 511, 2), false},
+                                             {medium, changed(medium, 16'383, 2), false},
+                                             {medium, changed(changed(medium, 7, 1), 150'000, 1), false},
                                              {large, large, false},
                                              {large, "l", false}}) {
     base_.write("cache/file", before);
     base_.write("cache/:\\file", "left by a process that was killed");
     fs::last_write_time(path, {});
-    const ino_t first = stateOf().st_ino;
+    const ino_t first = inode();
     EXPECT_TRUE(store(kFile, after));
-    EXPECT_TRUE(base_.read("cache/file") == after) << after.size();
-    EXPECT_EQ(stateOf().st_ino == first, stays) << after.size();
+    EXPECT_TRUE(base_.read("cache/file") == after) << before.size() << ' ' << after.size();
+    EXPECT_EQ(inode() == first, stays) << before.size() << ' ' << after.size();
     EXPECT_NE(fs::last_write_time(path), fs::file_time_type()) << after.size();
     EXPECT_FALSE(fs::exists(base_ / "cache/:\\file"));
   }
