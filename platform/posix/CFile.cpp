@@ -112,10 +112,12 @@ struct SmallChange {
   static constexpr std::size_t kBlock = 512;
 };
 
-/// What makes `file`, of which nothing has been read yet, hold `bytes`; nothing if that takes more.
+/// What makes `file`, of which nothing has been read yet, hold `bytes`; nothing if that takes more, or if the file has
+/// another name as well, which may stand in another folder.
 std::optional<SmallChange> changeTo(std::string_view bytes, int file) {
   struct stat state;
-  if (::fstat(file, &state) != 0 || static_cast<std::uint64_t>(state.st_size) != bytes.size()) return std::nullopt;
+  if (::fstat(file, &state) != 0 || state.st_nlink > 1) return std::nullopt;
+  if (static_cast<std::uint64_t>(state.st_size) != bytes.size()) return std::nullopt;
   SmallChange change;
   char buffer[16 << 10];
   for (std::size_t at = 0; at < bytes.size(); at += sizeof buffer) {

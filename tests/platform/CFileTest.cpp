@@ -121,6 +121,12 @@ TEST_F(Files, ReplacedByAlmostTheSameStayWithANewTime) {
   }
 }
 
+TEST_F(Files, WithAnotherNameAreReplacedUnderTheirOwn) {
+  EXPECT_TRUE(store("\\cache\\hard", "kepT"));
+  EXPECT_EQ(base_.read("cache/hard"), "kepT");
+  EXPECT_EQ(base_.read("secret"), "kept");
+}
+
 TEST_F(Files, ReplacedByTheSameAreMadeIfTheyHaveGone) {
   CFile file;
   ASSERT_TRUE(file.Open(base_.name() + kFile, CFile::modeReplace));
