@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -23,7 +24,10 @@ namespace {
 /// The id of the engine's event before each feed.
 constexpr std::int32_t kFeedLoading = 10;
 
-/// What changes when a feed with new items is stored: mostly there is a new file, whatever the clock of the file
+/// The status of an item that was in the cache before.
+constexpr std::int32_t kSeenItem = 3;
+
+/// What changes when a feed with unseen items is stored: mostly there is a new file, whatever the clock of the file
 /// system; but the same file with a new time where its code page has no room for what made the items new.
 using FileState = std::tuple<ino_t, time_t, long>;
 
@@ -68,7 +72,7 @@ class PullReport : public RSSSubscriber {
       failures_.push_back(subscribed.name + ": " + failureText(*news) + " <" + subscribed.url + ">");
     } else {
       itemCount_ += news->itemCount;
-      if (news->newItemCount > 0 && !wasCached(subscribed)) {
+      if (wasFetched(*news) && hasUnseenItems(*news) && !wasCached(subscribed)) {
         failures_.push_back(subscribed.name +
                             ": its cache file cannot be written (is the disk full or read-only?): its items will be "
                             "new again");
@@ -111,12 +115,18 @@ class PullReport : public RSSSubscriber {
     return news.itemCount < 0 ? news.statusMessage == "Resource not cached" : !wasFetched(news);
   }
 
+  /// Whether there are items that are new, or that could not be compared with the cache.
+  static bool hasUnseenItems(const RSSObject& news) {
+    const auto* const items = news.getNewsItems();
+    return std::any_of(items, items + news.itemCount, [](const auto& item) { return item.status != kSeenItem; });
+  }
+
   std::string cacheFile(const RSSObject::NewsFeed& feed) const {
     return baseFolder_ + "/cache/" + cacheFileName(feed.name);
   }
 
-  /// Whether the feed that has just ended, with new items, was stored: the engine does so before it hands out the news,
-  /// and does not say when it cannot.
+  /// Whether the feed that has just ended, with unseen items, was stored: the engine does so before it hands out the
+  /// news, and does not say when it cannot.
   bool wasCached(const RSSObject::NewsFeed& feed) const {
     const std::optional<FileState> now = stateOf(cacheFile(feed));
     return now && now != cacheFileBefore_;
