@@ -65,7 +65,7 @@ void EngineState::forEachAttached(const RSSSubscriber* only, const std::function
   while (RSSSubscriber* subscriber = nextAttached(serial, last, only)) call(*subscriber);
 }
 
-/// The first entry behind `serial` and up to `last` that fits `only`, whose serial then becomes `serial`; or null.
+/// The first entry after `serial` and up to `last` that fits `only`, whose serial then becomes `serial`; or null.
 RSSSubscriber* EngineState::nextAttached(std::uint64_t& serial, std::uint64_t last, const RSSSubscriber* only) const {
   std::lock_guard lock(mutex_);
   const auto found = std::find_if(attachments_.begin(), attachments_.end(), [&](const Attachment& attachment) {
@@ -80,7 +80,7 @@ RSSSubscriber* EngineState::nextAttached(std::uint64_t& serial, std::uint64_t la
 void EngineState::startPull(void (*pull)(void*), RSSSubscriber* subscriber) {
   std::list<PullThread> ended;
   try {
-    ModuleReference module;
+    ModuleReference module = ModuleReference::take();
     std::lock_guard lock(mutex_);
     if (!hasExitHandler_) {
       callAtExit(shutDown_);
@@ -160,6 +160,13 @@ bool EngineState::isShuttingDown() const {
 void EngineState::stopForGood() {
   std::lock_guard lock(mutex_);
   shuttingDown_ = true;
+}
+
+void EngineState::close() {
+  std::lock_guard lock(mutex_);
+  std::vector<Attachment>().swap(attachments_);
+  std::string().swap(baseFolder_);
+  categories_ = {};
 }
 
 EngineState::PullThread* EngineState::ownPull() {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/CMutex.h"
-#include "platform/ModuleEntry.h"
 #include "platform/ModuleObject.h"
+#include "platform/ModuleReference.h"
 #include "platform/Thread.h"
 #include "quillmoria/NewsServer.h"
 
@@ -77,6 +77,9 @@ class EngineState {
 
   /// Lets no pull start any more and no running one go on beyond its next step.
   void stopForGood();
+
+  /// After stopForGood, and once no pull is left: releases what is held.
+  void close();
 
   std::atomic<bool> offline = false;  ///< feeds come from the cache instead of the network
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/EngineState.h"
+#include "net/FetchCall.h"
 #include "platform/CInternetSession.h"
 #include "platform/InternetQueryOption.h"
 #include "store/ItemMatching.h"
@@ -14,7 +15,7 @@
 using quillmoria::engineState;
 
 NewsServer::NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder) {
-  if (engineState) engineState->setUp(categories, std::move(baseFolder));
+  engineState->setUp(categories, std::move(baseFolder));
 }
 
 NewsServer::NewsServer(const NewsServer&) {}
@@ -22,33 +23,28 @@ NewsServer& NewsServer::operator=(const NewsServer&) { return *this; }
 NewsServer::~NewsServer() = default;
 
 void NewsServer::NotifySubscribers(RSSObject* feed) {
-  if (!engineState) return;
   engineState->forEachAttached(
       nullptr, [feed](RSSSubscriber& subscriber) { subscriber.NewsReceived(feed, engineState->newsDelivered); });
 }
 
 void NewsServer::NotifySubscriber(RSSSubscriber* subscriber, RSSObject* feed) {
-  if (!engineState || !subscriber) return;
+  if (!subscriber) return;
   engineState->forEachAttached(
       subscriber, [feed](RSSSubscriber& attached) { attached.NewsReceived(feed, engineState->newsDelivered); });
 }
 
-void NewsServer::SetCategories(RSSObject::CategoryHolderStruct categories) {
-  if (engineState) engineState->setCategories(categories);
-}
+void NewsServer::SetCategories(RSSObject::CategoryHolderStruct categories) { engineState->setCategories(categories); }
 
 void NewsServer::AttachSubscriber(RSSSubscriber* subscriber) {
-  if (!engineState || !subscriber) return;
+  if (!subscriber) return;
   engineState->attach(subscriber);
   RefreshAllNewsForSubscriber(subscriber);
 }
 
-void NewsServer::DetachSubscriber(RSSSubscriber* subscriber) {
-  if (engineState) engineState->detach(subscriber);
-}
+void NewsServer::DetachSubscriber(RSSSubscriber* subscriber) { engineState->detach(subscriber); }
 
 void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
-  if (!engineState || !subscriber) return;
+  if (!subscriber) return;
   if (const auto state = InternetQueryConnectedState()) {
     engineState->offline = (*state & INTERNET_STATE_DISCONNECTED) != 0;
   }
@@ -56,17 +52,17 @@ void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
   engineState->startPull(&pullNews, subscriber);
 }
 
-void NewsServer::TerminateNewsPullThread(RSSSubscriber*) {
-  if (engineState) engineState->requestStop();
-}
+void NewsServer::TerminateNewsPullThread(RSSSubscriber*) { engineState->requestStop(); }
 
 void NewsServer::SetParallelFetches(std::int32_t feeds, std::int32_t perHost) {
   constexpr std::int32_t kMost = 64;
-  if (engineState) engineState->setFetchLimits({std::clamp(feeds, 1, kMost), std::clamp(perHost, 1, kMost)});
+  engineState->setFetchLimits({std::clamp(feeds, 1, kMost), std::clamp(perHost, 1, kMost)});
 }
 
 bool NewsServer::WaitForPulls(std::int32_t milliseconds) {
-  return !engineState || engineState->waitForPulls(milliseconds);
+  const bool allEnded = engineState->waitForPulls(milliseconds);
+  quillmoria::FetchCall::releaseModule();
+  return allEnded;
 }
 
 void NewsServer::matchAndCacheItems(RSSObject* feed) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "feed/FeedParseState.h"
+#include "net/FetchCall.h"
 #include "net/HTTPFetcher.h"
 #include "platform/Text.h"
 #include "platform/Trace.h"
@@ -47,19 +48,12 @@ bool opensTable(std::u16string_view html) {
   return false;
 }
 
-std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
-  if (!other.items) return nullptr;
-  const std::int32_t count = std::max(other.itemCount, 0);
-  auto items = std::make_unique<RSSObject::NewsItemStruct[]>(static_cast<std::size_t>(count));
-  std::copy_n(other.items, count, items.get());
-  return items;
-}
-
 }  // namespace
 
 // Delegates so that what is there already is released if memory runs out on the way.
 RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
     : RSSObject(ChannelStruct(), nullptr, 0) {
+  const quillmoria::FetchCall call;
   baseFolder = std::move(folder);
   quillmoria::trace("Loading RSS from URL %s\n", feed.url.c_str());
   std::unique_ptr<FeedParseState> state = initialize();
@@ -78,49 +72,6 @@ RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
   }
   if (itemCount == -1 && statusMessage == "OK") statusMessage = "Failed to parse feed";
 }
-
-RSSObject::RSSObject(ChannelStruct storedChannel, NewsItemStruct* storedItems, std::int32_t count)
-    : items(storedItems), channel(std::move(storedChannel)), itemCount(count) {
-  if (count == -1) statusMessage = "Resource not cached";
-}
-
-RSSObject::RSSObject(const RSSObject& other)
-    : channel(other.channel),
-      itemCount(other.itemCount),
-      newItemCount(other.newItemCount),
-      statusMessage(other.statusMessage),
-      parsedItems(other.parsedItems),
-      category(other.category),
-      baseFolder(other.baseFolder) {
-  auto copies = copyItems(other);
-  if (other.channelPicture) channelPicture = new CPicture(*other.channelPicture);
-  items = copies.release();
-}
-
-RSSObject& RSSObject::operator=(const RSSObject& other) {
-  RSSObject copy(other);
-  std::swap(items, copy.items);
-  std::swap(channel, copy.channel);
-  std::swap(itemCount, copy.itemCount);
-  std::swap(newItemCount, copy.newItemCount);
-  std::swap(statusMessage, copy.statusMessage);
-  std::swap(parsedItems, copy.parsedItems);
-  std::swap(channelPicture, copy.channelPicture);
-  std::swap(category, copy.category);
-  std::swap(baseFolder, copy.baseFolder);
-  return *this;
-}
-
-RSSObject::~RSSObject() {
-  delete[] std::exchange(items, nullptr);
-  delete std::exchange(channelPicture, nullptr);
-}
-
-RSSObject::NewsItemStruct* RSSObject::getNewsItems() const { return items; }
-
-std::string RSSObject::GetCategory() const { return category; }
-
-CPicture* RSSObject::GetChannelPicture() const { return channelPicture; }
 
 void RSSObject::LoadImage(ImageStruct image) {
   delete std::exchange(channelPicture, nullptr);

@@ -15,7 +15,6 @@ constinit AFX_EXTENSION_MODULE extensionModule;
 /// Stops the pulls, cuts off what is under way and waits for the threads; then nothing of the engine runs but calls
 /// that the host itself makes. Returns whether that is so: it is not on a pull's own thread.
 bool shutDown() {
-  if (!engineState) return true;
   engineState->stopForGood();
   CInternetSession::CutOffTransfers();
   return engineState->waitForPulls(-1);
@@ -33,13 +32,12 @@ void buildModuleObjects() {
   engineState.build(atExit);
 }
 
-void destroyModuleObjects() {
+void closeModuleObjects() {
   // A callback that ends the process still runs on what the engine has.
   if (!shutDown()) return;
-  engineState.destroy();
-  opmlState.destroy();
-  imageDownloads.destroy();
-  fetchState.destroy();
+  engineState->close();
+  opmlState->close();
+  fetchState->close();
 }
 
 bool DllMain(void* instance, std::uint32_t reason, void*) {

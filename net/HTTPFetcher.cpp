@@ -19,11 +19,24 @@ namespace quillmoria {
 
 constinit ModuleObject<FetchState> fetchState;
 
+void FetchState::close() {
+  std::shared_ptr<const SharedSession> last;
+  {
+    const std::lock_guard lock(setUpMutex);
+    last.swap(session);
+  }
+  const std::lock_guard lock(mutex);
+  std::string().swap(requestVerb);
+  std::string().swap(baseFolder);
+  std::vector<HTTPFetchSubscriber*>().swap(subscribers);
+}
+
 }  // namespace quillmoria
 
 namespace {
 
 using quillmoria::fetchState;
+using quillmoria::SharedSession;
 
 constexpr std::string_view kUserAgentLine = "User-Agent: Quillmoria/1.1\r\n";
 constexpr std::string_view kAcceptLine =
@@ -68,19 +81,20 @@ std::unique_ptr<FetchSession> makeSession(const char* agent, const ProxySettings
   return session;
 }
 
-/// Sets up the process's session if there is none; on an exception there is still none.
-void ensureSession(const char* agent) {
-  const std::lock_guard settingUp(fetchState->setUpMutex);
-  if (fetchState->session) return;
-
-  std::string baseFolder;
-  {
+/// The process's session, set up if there is none; on an exception there is still none.
+std::shared_ptr<const SharedSession> sharedSession(const char* agent) {
+  const std::string baseFolder = [] {
     const std::lock_guard lock(fetchState->mutex);
-    baseFolder = fetchState->baseFolder;
+    return fetchState->baseFolder;
+  }();
+  const std::lock_guard settingUp(fetchState->setUpMutex);
+  if (!fetchState->session) {
+    auto shared = std::make_shared<SharedSession>();
+    shared->proxy = LoadProxySettings(baseFolder);
+    shared->session = makeSession(agent, shared->proxy);
+    fetchState->session = std::move(shared);
   }
-  ProxySettings settings = LoadProxySettings(baseFolder);
-  fetchState->session = makeSession(agent, settings);
-  fetchState->proxy = std::move(settings);
+  return fetchState->session;
 }
 
 /// Closes the file at the end of the scope, whatever ends it.
@@ -93,7 +107,7 @@ class SinkCloser {
     if (!file_) return;
     try {
       file_->Close();
-    } catch (const CFileException&) {
+    } catch (...) {
       // Another failure is on its way already: without one the file has been closed before.
     }
   }
@@ -105,9 +119,10 @@ class SinkCloser {
 /// One download over the process's session: the first request and the one that a redirect leads to.
 class Download {
  public:
-  Download(std::string verb, const char* userName, const char* password, bool isSecure, CFile* sinkFile,
-           CString* bodyText)
-      : verb_(std::move(verb)),
+  Download(std::shared_ptr<const SharedSession> shared, std::string verb, const char* userName, const char* password,
+           bool isSecure, CFile* sinkFile, CString* bodyText)
+      : shared_(std::move(shared)),
+        verb_(std::move(verb)),
         userName_(userName),
         password_(password),
         flags_(INTERNET_FLAG_EXISTING_CONNECT | INTERNET_FLAG_NO_CACHE_WRITE | (isSecure ? INTERNET_FLAG_SECURE : 0)),
@@ -143,10 +158,10 @@ class Download {
 
   Request open(std::string_view host, std::uint16_t port, std::string_view objectPath) const {
     Request request;
-    request.connection = fetchState->session->GetHttpConnection(host, port, userName_, password_);
+    request.connection = shared_->session->GetHttpConnection(host, port, userName_, password_);
     request.file = request.connection->OpenRequest(verb_, objectPath, flags_);
     request.file->AddRequestHeaders(kAcceptLine, HTTP_ADDREQ_FLAG_ADD_IF_NEW);
-    const ProxySettings& proxy = fetchState->proxy;
+    const ProxySettings& proxy = shared_->proxy;
     if (proxy.type == INTERNET_OPEN_TYPE_PROXY && !proxy.userName.empty()) {
       request.file->SetOption(INTERNET_OPTION_PROXY_USERNAME, proxy.userName);
       request.file->SetOption(INTERNET_OPTION_PROXY_PASSWORD, proxy.password);
@@ -199,6 +214,7 @@ class Download {
     }
   }
 
+  const std::shared_ptr<const SharedSession> shared_;
   std::string verb_;
   const char* userName_;
   const char* password_;
@@ -206,6 +222,11 @@ class Download {
   CFile* sinkFile_;
   CString* bodyText_;
 };
+
+std::string requestVerb() {
+  const std::lock_guard lock(fetchState->mutex);
+  return fetchState->requestVerb;
+}
 
 std::string textOf(const CInternetException& error) {
   std::string text;
@@ -215,20 +236,17 @@ std::string textOf(const CInternetException& error) {
 }  // namespace
 
 void HTTPFetcher::PrepareFetch(std::string baseFolder) {
-  if (!fetchState) return;
   const std::lock_guard lock(fetchState->mutex);
   fetchState->requestVerb = "GET";
   fetchState->baseFolder = std::move(baseFolder);
 }
 
 void HTTPFetcher::AddFetchSubscriber(HTTPFetchSubscriber* subscriber) {
-  if (!fetchState) return;
   const std::lock_guard lock(fetchState->mutex);
   fetchState->subscribers.push_back(subscriber);
 }
 
 void HTTPFetcher::RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber) {
-  if (!fetchState) return;
   const std::lock_guard lock(fetchState->mutex);
   std::erase(fetchState->subscribers, subscriber);
 }
@@ -258,19 +276,12 @@ std::string HTTPFetcher::FetchURL(std::string url, const char* userName, const c
 std::string HTTPFetcher::SendHTTPRequest(const char* agent, const char* host, std::uint16_t port, CString objectPath,
                                          CFile* sinkFile, CString* bodyText, const char* userName, const char* password,
                                          bool secure) {
-  if (!fetchState) return "";
-
   const SinkCloser closer(sinkFile);
   ReportProgress(0);
-  ensureSession(agent);
-  std::string verb;
-  {
-    const std::lock_guard lock(fetchState->mutex);
-    verb = fetchState->requestVerb;
-  }
   std::string status;
   try {
-    Download download(std::move(verb), userName, password, secure, sinkFile, bodyText);
+    std::shared_ptr<const SharedSession> shared = sharedSession(agent);
+    Download download(std::move(shared), requestVerb(), userName, password, secure, sinkFile, bodyText);
     status = download.run(host, port, objectPath, [this] { ReportProgress(1); });
   } catch (const CInternetException& error) {
     return textOf(error);

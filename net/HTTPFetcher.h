@@ -15,8 +15,7 @@ class HTTPFetchSubscriber;
 ///     fetcher.PrepareFetch(baseFolder);
 ///     if (fetcher.FetchURL("http://example.org/news.rss", nullptr, nullptr, &body) == "OK") parse(body);
 ///
-/// Holds nothing itself: session, verb, base folder and observers are the process's (FetchState). Any thread. While the
-/// module is not loaded the calls do nothing.
+/// Holds nothing itself: session, verb, base folder and observers are the process's (FetchState). Any thread.
 class HTTPFetcher {
  public:
   /// Sets the verb of requests to "GET" and the base folder whose settings file the first request of the process reads.
@@ -35,7 +34,8 @@ class HTTPFetcher {
 
   /// Requests `objectPath` from `host` and follows at most one redirect. A body goes into the open file `sinkFile`,
   /// which is closed on every outcome, or, where that is null, line by line to the end of `bodyText`. Returns a status
-  /// text; lets through what goes wrong while the process's session is set up.
+  /// text, also for proxy settings that cannot be read; lets through what else goes wrong while the process's session
+  /// is set up.
   std::string SendHTTPRequest(const char* agent, const char* host, std::uint16_t port, CString objectPath,
                               CFile* sinkFile, CString* bodyText, const char* userName, const char* password,
                               bool secure);

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "net/FetchCall.h"
 #include "net/HTTPFetcher.h"
 #include "opml/OPMLParseState.h"
 #include "opml/OPMLState.h"
@@ -65,13 +66,12 @@ OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(kFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
-  if (!quillmoria::opmlState) return;
   const std::optional<std::string> file = quillmoria::readTextFile(path, quillmoria::PathForm::Host, kMaxFileBytes);
   ParseContent(file ? joinPieces(*file) : std::string());
 }
 
 void OPMLParser::ParseFromURL(std::string url) {
-  if (!quillmoria::opmlState) return;
+  const quillmoria::FetchCall call;
   SendEventToAllSubscribers(kStarted);
   {
     const std::lock_guard lock(quillmoria::opmlState->mutex);

@@ -17,13 +17,6 @@ constexpr Scheme kSchemes[] = {{"http://", 80}, {"https://", 443}};
 constexpr std::string_view kAddressBytes = "0123456789abcdefABCDEF:.";
 constexpr std::string_view kNeverInName = "\"#%/:<>?@[\\]^`{|}\x7f";
 
-bool isName(std::string_view host) {
-  constexpr std::size_t kLongest = 255;
-  return !host.empty() && host.size() <= kLongest && std::ranges::none_of(host, [](char c) {
-    return static_cast<unsigned char>(c) <= ' ' || kNeverInName.find(c) != std::string_view::npos;
-  });
-}
-
 bool isBracketedAddress(std::string_view host) {
   return host.size() > 2 && host.front() == '[' && host.back() == ']' &&
          host.substr(1, host.size() - 2).find_first_not_of(kAddressBytes) == std::string_view::npos;
@@ -57,11 +50,18 @@ bool AfxParseURL(std::string_view url, CString& server, CString& object, std::ui
 
 namespace quillmoria {
 
+bool isHostName(std::string_view text) {
+  constexpr std::size_t kMaxBytes = 255;
+  return !text.empty() && text.size() <= kMaxBytes && std::ranges::none_of(text, [](char c) {
+    return static_cast<unsigned char>(c) <= ' ' || kNeverInName.find(c) != std::string_view::npos;
+  });
+}
+
 bool splitServer(std::string_view text, std::string_view& host, std::uint16_t& port) {
   // The colons of an IPv6 address stand before its bracket.
   const std::size_t colon = text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);
   const std::string_view name = text.substr(0, colon);
-  if (!isName(name) && !isBracketedAddress(name)) return false;
+  if (!isHostName(name) && !isBracketedAddress(name)) return false;
   if (colon != std::string_view::npos) {
     const std::optional<std::uint16_t> given = readPort(text.substr(colon + 1));
     if (!given) return false;

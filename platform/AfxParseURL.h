@@ -12,9 +12,12 @@ bool AfxParseURL(std::string_view url, CString& server, CString& object, std::ui
 
 namespace quillmoria {
 
+/// Whether `text` may be a server's name or IPv4 address: not empty, at most 255 bytes, and without those that no host
+/// has ('@', '?', '#', '/', ':', a space, a control character and the like). Bytes above 127 are nobody's matter here.
+bool isHostName(std::string_view text);
+
 /// Splits "host" or "host:port" and leaves `port` where none is given. A host is a name, an IPv4 address or an IPv6
-/// address in brackets. False, with nothing changed, for an empty host, for one with a byte that no host has ('@', '?',
-/// '#', '/', a space, a control character and the like), and for a port outside 1 to 65535.
+/// address in brackets. False, with nothing changed, for what is none of these, and for a port outside 1 to 65535.
 bool splitServer(std::string_view text, std::string_view& host, std::uint16_t& port);
 
 }  // namespace quillmoria

@@ -26,7 +26,7 @@ inline constexpr std::uint32_t HTTP_ADDREQ_FLAG_ADD_IF_NEW = 0x10000000;
 
 // Options. The first three are the platform's own, the others bound what a server can do to us.
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_TIMEOUT = 2;  ///< ms a connection may take; 60,000
-inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_RETRIES = 3;  ///< further tries if no connection came about; 5
+inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_RETRIES = 3;  ///< attempts to get a connection; 5
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_BACKOFF = 4;  ///< ms between them; 5,000
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_USERNAME = 43;
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_PASSWORD = 44;
@@ -87,7 +87,7 @@ class CHttpFile {
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
 
   /// Appends the next line of the body to `text`, without its line feed; a carriage return before it stays. False, with
-  /// nothing appended, at the body's end; a last line without a line feed is a line, nothing behind a last line feed is
+  /// nothing appended, at the body's end; a last line without a line feed is a line, nothing after a last line feed is
   /// none. On failure nothing is appended.
   virtual bool ReadString(CString& text) = 0;
 
@@ -133,14 +133,15 @@ class CInternetSession {
   /// From now on OnStatusCallback is called, or no longer.
   void EnableStatusCallback(bool enable);
 
-  /// `host` may be a name, an IPv4 address or an IPv6 address in brackets. An explicit port behind it ("host:8080")
-  /// replaces `port`. Credentials may be null; a user name with a line end is none. Throws CInternetException for a
-  /// port outside 1 to 65535 and for a host text that is empty, has a name above 255 bytes, or holds '@', '?', '#', a
-  /// space or a control character.
+  /// `host` may be a name, an IPv4 address or an IPv6 address in brackets. An explicit port after it ("host:8080")
+  /// replaces `port`. Names outside ASCII are UTF-8 and mapped to ASCII (RFC 5891). Credentials may be null; a user
+  /// name with a line end is none. Throws CInternetException for a port outside 1 to 65535 and for a host text that is
+  /// empty, has a name above 255 bytes, or holds, also once it is mapped, '@', '?', '#', a space or a control
+  /// character.
   std::unique_ptr<CHttpConnection> GetHttpConnection(std::string_view host, std::uint16_t port, const char* userName,
                                                      const char* password);
 
-  /// Sets the network library up, if it is not; otherwise the first request does. For a thread that starts others which
+  /// Sets libcurl up, if it is not; otherwise the first request does. For a thread that starts others which
   /// make requests: done by one of those while the process is ending, it could come between the exit handlers.
   static void SetUpNetwork();
 
@@ -152,10 +153,10 @@ class CInternetSession {
   /// Whether the calling thread's transfers are cut off, by CutOffTransfers or together with their TransferGroup.
   static bool AreTransfersCutOff();
 
-  /// Has `shutDown` called when the process ends or the library is unloaded, while the network library and what it is
-  /// built on still stand; it ends the threads that have requests under way. Afterwards transfers are cut off and the
-  /// network library is given back, once nothing uses it any more. Not called if no request was ever sent; may be
-  /// called after the module's own end, so it must bear that. Null: nothing to call. Any thread.
+  /// Has `shutDown` called when the process ends or the library is unloaded, while libcurl and what it is built on
+  /// still stand; it ends the threads that have requests under way. Afterwards transfers are cut off, also those of the
+  /// host's own threads, which are waited for as long as it takes them to notice. Not called if no request was ever
+  /// sent; may be called after the module's own end, so it must tolerate that. Null: nothing to call. Any thread.
   static void SetShutDown(void (*shutDown)());
 
   /// A request has reached `status`, in the order in which it happens, on the request's thread. `information` is the

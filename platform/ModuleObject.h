@@ -7,19 +7,19 @@
 
 namespace quillmoria {
 
-/// Storage of one module-wide object, which the module entry builds when the library is loaded and destroys when it is
-/// unloaded. Constant-initialised and trivially destroyed, so that no static constructor or destructor takes part.
+/// Storage of one module-wide object, which the module entry builds when the library is loaded. Constant-initialised
+/// and never destroyed, so that no static constructor or destructor takes part: a thread of the host's may be in a call
+/// when the process ends. What the object holds is released by its own `close`.
 template <class T>
 class ModuleObject {
  public:
+  /// The former object, if there is one, is destroyed.
   template <class... Arguments>
   void build(Arguments&&... arguments) {
+    if (object_) std::destroy_at(object_);
     object_ = ::new (static_cast<void*>(storage_)) T(std::forward<Arguments>(arguments)...);
   }
-  void destroy() { std::destroy_at(std::exchange(object_, nullptr)); }
 
-  /// False before the load and after the unload.
-  explicit operator bool() const { return object_ != nullptr; }
   T& operator*() const { return *object_; }
   T* operator->() const { return object_; }
 

@@ -1,11 +1,11 @@
 #include "quillmoria/CPicture.h"
 
 #include <cstdio>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "net/AgentName.h"
+#include "net/FetchCall.h"
 #include "net/HTTPFetcher.h"
 #include "platform/CArchive.h"
 #include "platform/CFile.h"
@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr std::size_t kBytesPerPixel = 4;
 constexpr std::size_t kBufferBytes = 4096;
 
 /// What is asked of whom for an image, within its address: that may be of any length.
@@ -73,34 +72,9 @@ void openDownloaded(CFile& file, const std::string& path) {
 
 }  // namespace
 
-IPicture::IPicture(std::int32_t width, std::int32_t height, std::vector<std::uint8_t> pixels)
-    : width_(width), height_(height), pixels_(std::move(pixels)) {
-  if (width < 1 || height < 1 ||
-      pixels_.size() / kBytesPerPixel / static_cast<std::size_t>(width) != static_cast<std::size_t>(height) ||
-      pixels_.size() % (kBytesPerPixel * static_cast<std::size_t>(width)) != 0) {
-    throw std::invalid_argument("pixels do not fit the picture's sides");
-  }
-}
-
-IPicture::~IPicture() = default;
-
-std::span<const std::uint8_t> IPicture::row(std::int32_t y) const {
-  const std::size_t bytes = static_cast<std::size_t>(width_) * kBytesPerPixel;
-  return std::span(pixels_).subspan(static_cast<std::size_t>(y) * bytes, bytes);
-}
-
-CPicture::CPicture() = default;
-
-CPicture::~CPicture() = default;
-
-CPicture::CPicture(const CPicture&) = default;
-
-CPicture& CPicture::operator=(const CPicture&) = default;
-
-void CPicture::Free() { picture.reset(); }
-
 bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
   if (url.empty()) return false;
+  const quillmoria::FetchCall call;
   try {
     const ImageAddress address = split(url);
     const std::string path = cachePath(baseFolder, address.path);

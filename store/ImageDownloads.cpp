@@ -5,14 +5,12 @@ namespace quillmoria {
 constinit ModuleObject<ImageDownloads> imageDownloads;
 
 ImageDownloads::Claim::Claim(const std::string& path) {
-  if (!imageDownloads) return;
   std::unique_lock lock(imageDownloads->mutex_);
   imageDownloads->released_.wait(lock, [&path] { return !imageDownloads->paths_.contains(path); });
   path_ = imageDownloads->paths_.insert(path).first;
 }
 
 ImageDownloads::Claim::~Claim() {
-  if (!imageDownloads) return;
   {
     std::lock_guard lock(imageDownloads->mutex_);
     imageDownloads->paths_.erase(path_);

@@ -18,7 +18,6 @@ class FetchTest : public ::testing::Test {
   /// Forgets the session; the next one finds these settings.
   void restart(const std::string& settings) {
     base.write("config/quillmoria.ini", settings);
-    if (quillmoria::fetchState) quillmoria::fetchState.destroy();
     quillmoria::fetchState.build();
     fetcher.PrepareFetch(base.name());
   }

@@ -74,11 +74,11 @@ TEST_F(HTTPFetcherTest, SetsUpOneSessionForFirstFetchesThatRace) {
   for (FetchSession*& session : seen) {
     threads.emplace_back([&] {
       EXPECT_EQ(fetch(server.url("/feed")), "OK|x\n");
-      session = quillmoria::fetchState->session.get();
+      session = quillmoria::fetchState->session->session.get();
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_THAT(seen, ::testing::Each(quillmoria::fetchState->session.get()));
+  EXPECT_THAT(seen, ::testing::Each(quillmoria::fetchState->session->session.get()));
 }
 
 TEST_F(HTTPFetcherTest, TriesAFailedSetUpAgainAndReadsTheSettingsNeverAfterIt) {

@@ -120,9 +120,9 @@ TEST_F(InternetSession, TakesNothingForAResponseThatCameBeforeItsRequest) {
   EXPECT_EQ(outcomeOf("/next"), "200 y");
 }
 
-TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
+TEST_F(InternetSession, TriesAsOftenAsItMayOnlyWhereNoConnectionCameAbout) {
   server_.handle("/closes", [](const std::string&) { return ""; });
-  session_.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 2);
+  session_.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 3);
   session_.SetOption(INTERNET_OPTION_CONNECT_BACKOFF, 100);
   session_.EnableStatusCallback(true);
   EXPECT_THAT(outcomeOf("/closes"), HasSubstr("Empty reply"));
@@ -135,6 +135,33 @@ TEST_F(InternetSession, TriesAgainOnlyWhereNoConnectionCameAbout) {
   EXPECT_THAT(outcomeOf(requestFor("/", 1)), HasSubstr("Failed to connect"));
   EXPECT_EQ(session_.connections, 2 + 3);
   EXPECT_GE(steady_clock::now() - start, milliseconds(200));
+  session_.SetOption(INTERNET_OPTION_CONNECT_RETRIES, 1);
+  EXPECT_THAT(outcomeOf(requestFor("/", 1)), HasSubstr("Failed to connect"));
+  EXPECT_EQ(session_.connections, 2 + 3 + 1);
+}
+
+TEST_F(InternetSession, ChecksANameOnceItIsMapped) {
+  for (const auto& [name, outcome] : readTable<2>("platform/mapped-names.tsv")) {
+    const auto ask = [&, &name = name] {
+      return outcomeOf(proxied_.GetHttpConnection(name, 80, nullptr, nullptr)->OpenRequest("GET", "/", 0));
+    };
+    server_.answer("http://" + outcome + "/", LoopbackServer::response("200 OK", "", "there"));
+    if (outcome.empty()) {
+      EXPECT_THROW(ask(), CInternetException) << name;
+    } else {
+      EXPECT_EQ(ask(), "200 there") << name;
+    }
+  }
+}
+
+TEST_F(InternetSession, QuotesNoProxysUserInformation) {
+  server_.serve("http://news.example/", "there");
+  const std::string proxy = "127.0.0.1:" + std::to_string(server_.port());
+  for (const auto& [userInformation, outcome] : readTable<2>("platform/proxies.tsv")) {
+    CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_PROXY, userInformation + "@" + proxy, "");
+    const auto connection = session.GetHttpConnection("news.example", 80, nullptr, nullptr);
+    EXPECT_EQ(outcomeOf(connection->OpenRequest("GET", "/", 0)), outcome) << userInformation;
+  }
 }
 
 TEST_F(InternetSession, LetsAnObserversExceptionThroughToTheCaller) {

@@ -1,22 +1,20 @@
-#include "platform/posix/HttpRequest.h"
-
-#include <netdb.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "platform/curl/HttpRequest.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <utility>
 
+#include "platform/Socket.h"
 #include "platform/Text.h"
+#include "platform/curl/ProxyAddress.h"
 
 namespace quillmoria {
 namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-constexpr std::size_t kMaxHeaderBytes = std::size_t{256} * 1024;
-constexpr std::size_t kMaxTargetBytes = std::size_t{1} << 20;  // the network library sends no more
+constexpr std::size_t kMaxTargetBytes = std::size_t{1} << 20;  // libcurl sends no more
 constexpr int kDrainSteps = 4;
 constexpr long kSwitchingProtocols = 101;
 constexpr long kUnauthorized = 401;
@@ -44,29 +42,7 @@ std::string encodeTarget(std::string_view target) {
   return encoded;
 }
 
-std::string_view withoutLineEnd(std::string_view line) {
-  while (line.ends_with('\n') || line.ends_with('\r')) line.remove_suffix(1);
-  return line;
-}
-
-std::string_view nameOf(std::string_view headerLine) { return headerLine.substr(0, headerLine.find(':')); }
-
-/// Whether the body comes in a coding that nobody has asked for. The network library would undo it, however large the
-/// body grows between two codings, before anybody can stop it.
-bool isForeignCoding(std::string_view headerLine) {
-  if (lowerAscii(nameOf(headerLine)) != "transfer-encoding") return false;
-  std::string coding = lowerAscii(headerLine.substr(headerLine.find(':') + 1));
-  std::erase_if(coding, [](char c) { return c == ' ' || c == '\t'; });
-  return coding != "chunked" && coding != "identity";
-}
-
 [[noreturn]] void throwTooLargeBody() { throw CInternetException("The body is too large"); }
-
-std::string textOf(const sockaddr& address, socklen_t size) {
-  char host[NI_MAXHOST] = "";
-  getnameinfo(&address, size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
-  return host;
-}
 
 }  // namespace
 
@@ -113,15 +89,16 @@ void HttpRequest::SetOption(std::uint32_t option, std::string_view value) {
 }
 
 void HttpRequest::SendRequest() {
+  const Libcurl::Stay stay = libcurl.enterOrThrow();
   channel_ = state_.pool.acquire(server_, this);
   configure();
-  start_ = Clock::now();
-  for (std::uint32_t retries = options().connectRetries;; --retries) {
+  deadlines_.emplace(options());
+  for (std::uint32_t attempt = 1;; ++attempt) {
     begin();
     driveUntil([this] { return status_ != 0; });
-    if (retries == 0 || !isWithoutConnection()) break;
+    if (attempt >= options().connectAttempts || !isWithoutConnection()) break;
     curl_multi_remove_handle(channel_->multi(), channel_->easy());
-    waitBeforeRetry();
+    waitBeforeNextAttempt();
   }
   if (status_ == 0) checkEnd();
 }
@@ -158,18 +135,23 @@ std::size_t HttpRequest::QueryInfoContentLength() const {
 
 void HttpRequest::Close() {
   if (std::exchange(isClosed_, true)) return;
-  if (channel_) {
-    try {
-      // The rest of a short body is mostly there already, and then the connection can be kept.
-      for (int step = 0; step < kDrainSteps && status_ != 0 && !result_; ++step) perform();
-    } catch (const std::exception&) {
-      // Nobody is left who would want to know.
-    }
-    curl_easy_getinfo(channel_->easy(), CURLINFO_ACTIVESOCKET, &channel_->keptSocket);
-    curl_multi_remove_handle(channel_->multi(), channel_->easy());
-    state_.pool.release(std::exchange(channel_, nullptr), result_ == CURLE_OK);
-  }
+  if (channel_) endTransfer();
   guarded([this] { notify(INTERNET_STATUS_HANDLE_CLOSING); });
+}
+
+/// Once libcurl has been left for good the channel stays as it is.
+void HttpRequest::endTransfer() noexcept {
+  const Libcurl::Stay stay = libcurl.enter();
+  if (!stay) return;
+  try {
+    // The rest of a short body is mostly there already, and then the connection can be kept.
+    for (int step = 0; step < kDrainSteps && status_ != 0 && !result_; ++step) perform();
+  } catch (...) {
+    // Nobody is left who would want to know.
+  }
+  curl_easy_getinfo(channel_->easy(), CURLINFO_ACTIVESOCKET, &channel_->keptSocket);
+  curl_multi_remove_handle(channel_->multi(), channel_->easy());
+  state_.pool.release(std::exchange(channel_, nullptr), result_ == CURLE_OK);
 }
 
 template <class Value>
@@ -186,7 +168,9 @@ void HttpRequest::configure() {
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
   set(CURLOPT_PATH_AS_IS, 1L);
-  set(CURLOPT_FRESH_CONNECT, long{channel_->hasUnaskedInput()});
+  // Whoever sent a request on a connection that holds bytes already would take them for the response.
+  set(CURLOPT_FRESH_CONNECT, long{hasInput(channel_->keptSocket)});
+  set(CURLOPT_QUICK_EXIT, 1L);  // a name look-up that takes too long is left behind, not waited for
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options().connectTimeout));
   set(CURLOPT_URL, (server_ + target_).c_str());
   set(CURLOPT_CUSTOMREQUEST, verb_.c_str());
@@ -206,17 +190,17 @@ void HttpRequest::configure() {
 }
 
 void HttpRequest::configureProxy() {
-  const std::string& proxy = isSecure_ ? state_.proxyForHttps : state_.proxyForHttp;
+  ProxyAddress proxy = parseProxyAddress(isSecure_ ? state_.proxyForHttps : state_.proxyForHttp);
+  if (!proxy.credentials.userName.empty()) proxyCredentials_ = std::move(proxy.credentials);
   // An empty text is no proxy, whatever the environment says.
-  set(CURLOPT_PROXY, proxy.c_str());
+  set(CURLOPT_PROXY, proxy.address.c_str());
   set(CURLOPT_NOPROXY, state_.proxyBypass.c_str());
   set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
   if (proxyCredentials_.canAnswer()) {
     set(CURLOPT_PROXYUSERNAME, proxyCredentials_.userName.c_str());
     set(CURLOPT_PROXYPASSWORD, proxyCredentials_.password.c_str());
   }
-  hasProxyCredentials_ = proxyCredentials_.canAnswer() || proxy.find('@') != std::string::npos;
-  proxyHeaders_.append("Proxy-Connection:");  // keeps the network library from adding one
+  proxyHeaders_.append("Proxy-Connection:");  // keeps libcurl from adding one
   set(CURLOPT_PROXYHEADER, proxyHeaders_.get());
 }
 
@@ -250,19 +234,19 @@ bool HttpRequest::isWithoutConnection() const {
   return result_ == CURLE_OPERATION_TIMEDOUT && localPort == 0;
 }
 
-void HttpRequest::waitBeforeRetry() {
-  const auto until = Clock::now() + Milliseconds(options().connectBackoff);
-  while (Clock::now() < until) poll(until);
+void HttpRequest::waitBeforeNextAttempt() {
+  const auto until = TransferDeadlines::Clock::now() + Milliseconds(options().connectBackoff);
+  while (TransferDeadlines::Clock::now() < until) poll(until);
 }
 
 template <class Condition>
 void HttpRequest::driveUntil(const Condition& isReached) {
-  lastActivity_ = Clock::now();
+  deadlines_->readerWaits();
   while (!isReached() && !result_) {
     perform();
     if (isReached() || result_) return;
-    checkBounds();
-    waitForActivity();
+    deadlines_->check();
+    if (poll(deadlines_->next())) deadlines_->active();
   }
 }
 
@@ -277,39 +261,10 @@ void HttpRequest::perform() {
   }
 }
 
-void HttpRequest::checkBounds() {
-  const auto now = Clock::now();
-  if (now >= transferEnd()) throw CInternetException("The transfer took too long");
-  if (now >= idleEnd()) throw CInternetException("The server has stopped sending");
-  if (now < periodEnd()) return;
-  if (periodBytes_ < options().slowBytes) throw CInternetException("The server sends too slowly");
-  periodStart_ = now;
-  periodBytes_ = 0;
-}
-
-HttpRequest::Clock::time_point HttpRequest::transferEnd() const {
-  return start_ + Milliseconds(options().transferTimeout);
-}
-
-HttpRequest::Clock::time_point HttpRequest::idleEnd() const {
-  // Before that the connection's own time-out holds.
-  return isConnected_ ? lastActivity_ + Milliseconds(options().idleTimeout) : Clock::time_point::max();
-}
-
-HttpRequest::Clock::time_point HttpRequest::periodEnd() const {
-  return periodStart_ ? *periodStart_ + Milliseconds(options().slowPeriod) : Clock::time_point::max();
-}
-
-void HttpRequest::waitForActivity() {
-  if (!poll(std::min({transferEnd(), idleEnd(), periodEnd()}))) return;
-  lastActivity_ = Clock::now();
-  if (isConnected_) noteBytes(0);
-}
-
 /// Waits until `until`, or less; true if a connection has something to do.
-bool HttpRequest::poll(Clock::time_point until) {
+bool HttpRequest::poll(TransferDeadlines::Clock::time_point until) {
   checkCutOff();
-  const auto wait = std::chrono::ceil<Milliseconds>(until - Clock::now());
+  const auto wait = std::chrono::ceil<Milliseconds>(until - TransferDeadlines::Clock::now());
   int active = 0;
   curl_multi_poll(channel_->multi(), nullptr, 0, static_cast<int>(std::clamp<std::int64_t>(wait.count(), 0, INT_MAX)),
                   &active);
@@ -320,9 +275,9 @@ bool HttpRequest::poll(Clock::time_point until) {
 void HttpRequest::checkEnd() {
   if (result_ != CURLE_OK) throw CInternetException(*errorText_ ? errorText_ : curl_easy_strerror(*result_));
   if (status_ != 0) return;
-  // Credentials could have answered this response, but the network library knows none of the ways it asks for.
+  // Credentials could have answered this response, but libcurl knows none of the ways it asks for.
   const long status = responseCode();
-  if (!isBlockEnded_ || status < 200) throw CInternetException("The response ended within its header lines");
+  if (!head_.isEnded() || status < 200) throw CInternetException("The response ended within its header lines");
   finalHeaders(status);
 }
 
@@ -330,6 +285,7 @@ void HttpRequest::checkEnd() {
 bool HttpRequest::fill() {
   if (!unread().empty()) return true;
   if (!channel_) return false;
+  const Libcurl::Stay stay = libcurl.enterOrThrow();
   if (statedLength() > options().maximumBody) throwTooLargeBody();
   piece_.clear();
   taken_ = 0;
@@ -384,31 +340,24 @@ void HttpRequest::connecting(const curl_sockaddr& address) {
 
 void HttpRequest::connected(std::string_view address) {
   isConnected_ = true;
-  lastActivity_ = Clock::now();
+  deadlines_->connected();
   if (std::exchange(isConnecting_, false)) notify(INTERNET_STATUS_CONNECTED_TO_SERVER, address);
   isSending_ = true;
   notify(INTERNET_STATUS_SENDING_REQUEST);
 }
 
-/// Gets the lines of every response, those of a proxy that opens a tunnel and those behind a chunked body included.
+/// Gets the lines of every response, those after a chunked body included.
 void HttpRequest::headerLine(std::string_view line) {
-  noteBytes(line.size());
-  headerBytes_ += line.size();
-  if (headerBytes_ > kMaxHeaderBytes) throw CInternetException("The header lines are too large");
+  deadlines_->received(line.size());
+  head_.count(line.size());
   if (status_ != 0) return;
 
   if (std::exchange(isSending_, false)) {
     notify(INTERNET_STATUS_REQUEST_SENT);
     notify(INTERNET_STATUS_RECEIVING_RESPONSE);
   }
-  const std::string_view text = withoutLineEnd(line);
-  if (isForeignCoding(text)) throw CInternetException("The transfer coding is unknown");
-  if (std::exchange(isBlockEnded_, text.empty())) rawHeaders_.clear();
-  if (!text.empty()) {
-    rawHeaders_.append(text).append("\r\n");
-  } else {
-    endOfHeaders();
-  }
+  head_.add(line);
+  if (head_.isEnded()) endOfHeaders();
 }
 
 void HttpRequest::endOfHeaders() {
@@ -426,10 +375,10 @@ void HttpRequest::endOfHeaders() {
   finalHeaders(status);
 }
 
-/// Whether the network library answers this refusal with credentials, if it can: the first of its kind.
+/// Whether libcurl answers this refusal with credentials, if it can: the first of its kind.
 bool HttpRequest::mayAnswer(long status) {
   if (status == kUnauthorized) return destination_.credentials.canAnswer() && serverRefusals_++ == 0;
-  return hasProxyCredentials_ && proxyRefusals_++ == 0;
+  return proxyCredentials_.canAnswer() && proxyRefusals_++ == 0;
 }
 
 void HttpRequest::finalHeaders(long status) {
@@ -438,16 +387,11 @@ void HttpRequest::finalHeaders(long status) {
 }
 
 void HttpRequest::bodyPiece(std::string_view bytes) {
-  noteBytes(bytes.size());
+  deadlines_->received(bytes.size());
   bodyBytes_ += bytes.size();
   if (bodyBytes_ > options().maximumBody) throwTooLargeBody();
   if (status_ == 0) finalHeaders(responseCode());
   piece_.append(bytes);
-}
-
-void HttpRequest::noteBytes(std::size_t count) {
-  if (!periodStart_) periodStart_ = Clock::now();
-  periodBytes_ += count;
 }
 
 int HttpRequest::onResolve(void*, void*, void* request) noexcept {
@@ -458,15 +402,15 @@ int HttpRequest::onResolve(void*, void*, void* request) noexcept {
 curl_socket_t HttpRequest::onOpen(void* request, curlsocktype, curl_sockaddr* address) noexcept {
   auto& self = *static_cast<HttpRequest*>(request);
   if (!self.guarded([&] { self.connecting(*address); })) return CURL_SOCKET_BAD;
-  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  return openSocket(address->family, address->socktype, address->protocol);
 }
 
 int HttpRequest::onClose(void* channel, curl_socket_t socket) noexcept {
   auto& its = *static_cast<Channel*>(channel);
-  if (its.keptSocket == socket) its.keptSocket = CURL_SOCKET_BAD;
+  if (its.keptSocket == socket) its.keptSocket = kNoSocket;
   HttpRequest* const self = its.request;
   if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CLOSING_CONNECTION); });
-  const int result = close(socket);
+  const int result = closeSocket(socket);
   if (self) self->guarded([&] { self->notify(INTERNET_STATUS_CONNECTION_CLOSED); });
   return result;
 }

@@ -1,12 +1,16 @@
 #include "platform/CInternetSession.h"
 
+#include <idn2.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/AfxParseURL.h"
-#include "platform/posix/HttpRequest.h"
-#include "platform/posix/SessionState.h"
+#include "platform/curl/HttpRequest.h"
+#include "platform/curl/SessionState.h"
 
 namespace {
 
@@ -17,7 +21,7 @@ using quillmoria::SessionState;
 
 constexpr std::pair<std::uint32_t, std::uint32_t SessionOptions::*> kOptions[] = {
     {INTERNET_OPTION_CONNECT_TIMEOUT, &SessionOptions::connectTimeout},
-    {INTERNET_OPTION_CONNECT_RETRIES, &SessionOptions::connectRetries},
+    {INTERNET_OPTION_CONNECT_RETRIES, &SessionOptions::connectAttempts},
     {INTERNET_OPTION_CONNECT_BACKOFF, &SessionOptions::connectBackoff},
     {INTERNET_OPTION_IDLE_TIMEOUT, &SessionOptions::idleTimeout},
     {INTERNET_OPTION_SLOW_PERIOD, &SessionOptions::slowPeriod},
@@ -42,6 +46,26 @@ std::string proxyInList(std::string_view name, std::string_view scheme) {
 std::string proxyFor(std::int32_t accessType, const std::string& name, std::string_view scheme) {
   if (accessType == INTERNET_OPEN_TYPE_PROXY) return name;
   return accessType == INTERNET_OPEN_TYPE_PRECONFIG ? proxyInList(name, scheme) : "";
+}
+
+using MappedName = std::unique_ptr<char, decltype(&idn2_free)>;
+
+/// Null if it does not map by these rules.
+MappedName mapName(const std::string& name, int rules) {
+  char* mapped = nullptr;
+  const int error = idn2_to_ascii_8z(name.c_str(), &mapped, rules);
+  MappedName owner(mapped, &idn2_free);
+  if (error == IDN2_MALLOC) throw std::bad_alloc();
+  return error == IDN2_OK ? std::move(owner) : MappedName(nullptr, &idn2_free);
+}
+
+/// The name under which the internet knows a host called `name` in UTF-8 (RFC 5891); empty if it knows none. Mapped
+/// here, not by libcurl, since characters outside ASCII may become ones that no name may hold.
+std::string asciiName(const std::string& name) {
+  if (std::ranges::none_of(name, [](char c) { return static_cast<unsigned char>(c) > 127; })) return name;
+  MappedName mapped = mapName(name, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
+  if (!mapped) mapped = mapName(name, IDN2_TRANSITIONAL);
+  return mapped && quillmoria::isHostName(mapped.get()) ? mapped.get() : "";
 }
 
 class HttpConnection : public CHttpConnection {
@@ -89,10 +113,12 @@ void CInternetSession::EnableStatusCallback(bool enable) { state_->notifies = en
 
 std::unique_ptr<CHttpConnection> CInternetSession::GetHttpConnection(std::string_view host, std::uint16_t port,
                                                                      const char* userName, const char* password) {
-  std::string_view name;
-  if (!quillmoria::splitServer(host, name, port)) throw CInternetException("The server name is invalid");
+  std::string_view given;
+  std::string name;
+  if (quillmoria::splitServer(host, given, port)) name = asciiName(std::string(given));
+  if (name.empty()) throw CInternetException("The server name is invalid");
   Credentials credentials{userName ? userName : "", password ? password : ""};
-  return std::make_unique<HttpConnection>(*this, *state_, Destination{std::string(name), port, std::move(credentials)});
+  return std::make_unique<HttpConnection>(*this, *state_, Destination{std::move(name), port, std::move(credentials)});
 }
 
 void CInternetSession::SetUpNetwork() { quillmoria::setUpNetwork(); }

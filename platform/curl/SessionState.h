@@ -4,14 +4,14 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/posix/ChannelPool.h"
+#include "platform/curl/ChannelPool.h"
 
 namespace quillmoria {
 
 /// Times in milliseconds; see the INTERNET_OPTION values.
 struct SessionOptions {
   std::uint32_t connectTimeout = 60'000;
-  std::uint32_t connectRetries = 5;
+  std::uint32_t connectAttempts = 5;
   std::uint32_t connectBackoff = 5'000;
   std::uint32_t idleTimeout = 30'000;
   std::uint32_t slowPeriod = 60'000;

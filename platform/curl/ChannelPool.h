@@ -6,12 +6,24 @@
 #include <string>
 #include <vector>
 
+#include "platform/Socket.h"
 #include "platform/TransferGroup.h"
+#include "platform/curl/Libcurl.h"
 
 namespace quillmoria {
 
 class HttpRequest;
 class Share;
+
+/// A handle of libcurl, which is left as it is once libcurl has been left for good.
+template <class Handle, auto kRelease>
+struct HandleRelease {
+  void operator()(Handle* handle) const {
+    if (const auto stay = libcurl.enter()) kRelease(handle);
+  }
+};
+template <class Handle, auto kRelease>
+using CurlHandle = std::unique_ptr<Handle, HandleRelease<Handle, kRelease>>;
 
 /// A multi handle, which keeps a connection, and the easy handle of the request under way. The connection cache of
 /// several threads cannot be shared safely, so each request has a channel to itself.
@@ -20,36 +32,33 @@ class Channel {
   explicit Channel(std::shared_ptr<Share> share);
 
   /// Gives a request an easy handle of its own: one that is reset still points to header lines of its last transfer,
-  /// which the network library then takes for there. Throws CInternetException.
+  /// which libcurl then takes for there. Throws CInternetException.
   void renewEasy();
-
-  /// Whether the connection that the last request has left holds bytes, or its end: whoever sent a request on it would
-  /// take them for the response.
-  bool hasUnaskedInput() const;
 
   CURLM* multi() const { return multi_.get(); }
   CURL* easy() const { return easy_.get(); }
 
-  std::string server;                          ///< scheme, host and port it talked to last
-  HttpRequest* request = nullptr;              ///< what uses it; null while it is idle
-  TransferGroup* group = nullptr;              ///< that the request belongs to, or null
-  curl_socket_t keptSocket = CURL_SOCKET_BAD;  ///< of the connection that the last request has left, if it has
+  std::string server;              ///< scheme, host and port it talked to last
+  HttpRequest* request = nullptr;  ///< what uses it; null while it is idle
+  TransferGroup* group = nullptr;  ///< that the request belongs to, or null
+  Socket keptSocket = kNoSocket;   ///< of the connection that the last request has left, if it has
 
  private:
   std::shared_ptr<Share> share_;
-  std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+  CurlHandle<CURLM, curl_multi_cleanup> multi_;
+  CurlHandle<CURL, curl_easy_cleanup> easy_;
 };
 
-/// The channels of one session. The first request of a process sets the network library up. Any thread.
+/// The channels of one session. The first request of a process sets libcurl up. Any thread.
 class ChannelPool {
  public:
-  ChannelPool();
+  ChannelPool() = default;
   ChannelPool(const ChannelPool&) = delete;
   ChannelPool& operator=(const ChannelPool&) = delete;
   ~ChannelPool();
 
-  /// A channel for `request` to `server`, if possible one that talked to it before. Throws CInternetException.
+  /// A channel for `request` to `server`, if possible one that talked to it before. Within a stay in libcurl. Throws
+  /// CInternetException.
   Channel* acquire(const std::string& server, HttpRequest* request);
 
   /// Takes back what acquire gave, to be used again or not.
@@ -64,7 +73,8 @@ class ChannelPool {
 
   Channels channels_;  ///< the one used last at the end
   std::shared_ptr<Share> share_;
-  ChannelPool* next_;
+  ChannelPool* next_ = nullptr;
+  bool isListed_ = false;  ///< from the first request on
 };
 
 // See the calls of CInternetSession.

@@ -1,6 +1,4 @@
-#include "platform/posix/ChannelPool.h"
-
-#include <poll.h>
+#include "platform/curl/ChannelPool.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +10,6 @@
 #include <utility>
 
 #include "platform/CInternetException.h"
-#include "platform/ModuleEntry.h"
 
 namespace quillmoria {
 
@@ -23,17 +20,16 @@ class Share {
  public:
   Share() : handle_(curl_share_init()) {
     if (!handle_) throw CInternetException("Out of memory");
-    curl_share_setopt(handle_, CURLSHOPT_USERDATA, this);
-    curl_share_setopt(handle_, CURLSHOPT_LOCKFUNC, lock);
-    curl_share_setopt(handle_, CURLSHOPT_UNLOCKFUNC, unlock);
-    curl_share_setopt(handle_, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
-    curl_share_setopt(handle_, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    curl_share_setopt(handle(), CURLSHOPT_USERDATA, this);
+    curl_share_setopt(handle(), CURLSHOPT_LOCKFUNC, lock);
+    curl_share_setopt(handle(), CURLSHOPT_UNLOCKFUNC, unlock);
+    curl_share_setopt(handle(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+    curl_share_setopt(handle(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
   }
   Share(const Share&) = delete;
   Share& operator=(const Share&) = delete;
-  ~Share() { curl_share_cleanup(handle_); }
 
-  CURLSH* handle() const { return handle_; }
+  CURLSH* handle() const { return handle_.get(); }
 
  private:
   static void lock(CURL*, curl_lock_data data, curl_lock_access, void* share) noexcept {
@@ -43,33 +39,16 @@ class Share {
     static_cast<Share*>(share)->mutexes_[data].unlock();
   }
 
-  CURLSH* handle_;
   std::array<std::mutex, CURL_LOCK_DATA_LAST> mutexes_;
+  CurlHandle<CURLSH, curl_share_cleanup> handle_;
 };
 
-/// The network library, once in a process.
+/// The transfers of a process.
 struct Network {
-  std::mutex mutex;  ///< guards all below but the atomic members, and every pool
-  bool isSetUp = false;
+  std::mutex mutex;  ///< guards every pool and the list of them
   ChannelPool* pools = nullptr;
   std::atomic<bool> isCutOff = false;
   std::atomic<void (*)()> shutDown = nullptr;
-
-  /// Under the lock. Throws CInternetException.
-  void setUp() {
-    if (isSetUp) return;
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
-      throw CInternetException("The network library cannot be set up");
-    }
-    try {
-      // At once, so that it comes before what the network library is built on tears itself down.
-      callAtExit(atExit);
-    } catch (...) {
-      curl_global_cleanup();
-      throw;
-    }
-    isSetUp = true;
-  }
 
   void cutOff() {
     const std::lock_guard lock(mutex);
@@ -77,46 +56,54 @@ struct Network {
     for (ChannelPool* pool = pools; pool; pool = pool->next_) {
       std::erase_if(pool->channels_, ChannelPool::isIdle);
       pool->share_.reset();
-      for (const auto& channel : pool->channels_) curl_multi_wakeup(channel->multi());
     }
+    wakeIf([](const Channel&) { return true; });
   }
 
   void wake(const TransferGroup& group) {
     const std::lock_guard lock(mutex);
-    for (ChannelPool* pool = pools; pool; pool = pool->next_) {
-      for (const auto& channel : pool->channels_) {
-        if (channel->group == &group) curl_multi_wakeup(channel->multi());
-      }
-    }
+    wakeIf([&group](const Channel& channel) { return channel.group == &group; });
   }
 
-  void giveBack() {
+  bool isUnused() {
     const std::lock_guard lock(mutex);
-    for (ChannelPool* pool = pools; pool; pool = pool->next_) {
-      if (!pool->channels_.empty()) return;
+    for (const ChannelPool* pool = pools; pool; pool = pool->next_) {
+      if (!pool->channels_.empty()) return false;
     }
-    if (std::exchange(isSetUp, false)) curl_global_cleanup();
+    return true;
   }
 
   static void atExit();
+
+ private:
+  template <class Condition>
+  void wakeIf(const Condition& isMeant) {
+    const auto stay = libcurl.enter();
+    if (!stay) return;
+    for (const ChannelPool* pool = pools; pool; pool = pool->next_) {
+      for (const auto& channel : pool->channels_) {
+        if (isMeant(*channel)) curl_multi_wakeup(channel->multi());
+      }
+    }
+  }
 };
 
 namespace {
 
 constinit Network network;
 constinit thread_local TransferGroup* currentGroup = nullptr;
-static_assert(std::is_trivially_destructible_v<Network>, "used beyond the end of static objects");
+static_assert(std::is_trivially_destructible_v<Network>, "used after the end of static objects");
 
 }  // namespace
 
 void Network::atExit() {
   if (void (*const shutDown)() = network.shutDown) shutDown();
   network.cutOff();
-  network.giveBack();
+  libcurl.leaveForGood();
+  if (network.isUnused()) libcurl.tearDown();
 }
 
-Channel::Channel(std::shared_ptr<Share> share)
-    : share_(std::move(share)), multi_(curl_multi_init(), &curl_multi_cleanup), easy_(nullptr, &curl_easy_cleanup) {
+Channel::Channel(std::shared_ptr<Share> share) : share_(std::move(share)), multi_(curl_multi_init()) {
   // Without descriptors for this it would work, but nobody could cut it off.
   if (!multi_ || curl_multi_wakeup(multi()) != CURLM_OK) throw CInternetException("Out of memory or descriptors");
   curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
@@ -128,27 +115,18 @@ void Channel::renewEasy() {
   curl_easy_setopt(easy(), CURLOPT_SHARE, share_->handle());
 }
 
-bool Channel::hasUnaskedInput() const {
-  pollfd socket{keptSocket, POLLIN, 0};
-  return keptSocket != CURL_SOCKET_BAD && poll(&socket, 1, 0) > 0;
-}
-
-ChannelPool::ChannelPool() {
-  const std::lock_guard lock(network.mutex);
-  next_ = std::exchange(network.pools, this);
-}
-
 ChannelPool::~ChannelPool() {
   const std::lock_guard lock(network.mutex);
   ChannelPool** link = &network.pools;
-  while (*link != this) link = &(*link)->next_;
-  *link = next_;
+  while (*link && *link != this) link = &(*link)->next_;
+  if (*link) *link = next_;
 }
 
 Channel* ChannelPool::acquire(const std::string& server, HttpRequest* request) {
   const std::lock_guard lock(network.mutex);
   checkCutOff();
-  network.setUp();
+  libcurl.setUp(Network::atExit);
+  if (!std::exchange(isListed_, true)) next_ = std::exchange(network.pools, this);
 
   auto chosen = chooseIdle(server);
   if (chosen == channels_.end()) {
@@ -184,8 +162,8 @@ void ChannelPool::release(Channel* channel, bool isReusable) noexcept {
 
 void setUpNetwork() noexcept {
   try {
-    const std::lock_guard lock(network.mutex);
-    network.setUp();
+    const auto stay = libcurl.enterOrThrow();
+    libcurl.setUp(Network::atExit);
   } catch (const std::exception&) {
     // The first request tries again, and tells.
   }
@@ -193,7 +171,10 @@ void setUpNetwork() noexcept {
 
 void cutOffTransfers() { network.cutOff(); }
 
-void resumeTransfers() { network.isCutOff = false; }
+void resumeTransfers() {
+  libcurl.reopen();
+  network.isCutOff = false;
+}
 
 void setNetworkShutDown(void (*shutDown)()) { network.shutDown = shutDown; }
 

@@ -2,7 +2,6 @@
 
 #include <curl/curl.h>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -12,11 +11,14 @@
 #include <string_view>
 
 #include "platform/CInternetSession.h"
-#include "platform/posix/SessionState.h"
+#include "platform/curl/Credentials.h"
+#include "platform/curl/ResponseHead.h"
+#include "platform/curl/SessionState.h"
+#include "platform/curl/TransferDeadlines.h"
 
 namespace quillmoria {
 
-/// Header lines for the network library.
+/// Header lines for libcurl.
 class HeaderList {
  public:
   HeaderList() : first_(nullptr, &curl_slist_free_all) {}
@@ -30,14 +32,6 @@ class HeaderList {
   std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> first_;
 };
 
-struct Credentials {
-  /// A name with a line end answers nothing: Digest sends it as it is, and another header line would begin there.
-  bool canAnswer() const { return !userName.empty() && userName.find_first_of("\r\n") == std::string::npos; }
-
-  std::string userName;
-  std::string password;
-};
-
 /// Where a request goes and as whom.
 struct Destination {
   std::string host;
@@ -45,7 +39,7 @@ struct Destination {
   Credentials credentials;
 };
 
-/// One transfer of the network library. Its callbacks run inside `perform`; what they throw is kept and goes on from
+/// One transfer of libcurl. Its callbacks run inside `perform`; what they throw is kept and goes on from
 /// there.
 class HttpRequest : public CHttpFile {
  public:
@@ -60,15 +54,13 @@ class HttpRequest : public CHttpFile {
   void SetOption(std::uint32_t option, std::string_view value) override;
   void SendRequest() override;
   std::int32_t QueryInfoStatusCode() const override { return static_cast<std::int32_t>(status_); }
-  std::string QueryInfoRawHeaders() const override { return rawHeaders_; }
+  std::string QueryInfoRawHeaders() const override { return head_.lines(); }
   std::size_t QueryInfoContentLength() const override;
   std::size_t Read(void* buffer, std::size_t count) override;
   bool ReadString(CString& text) override;
   void Close() override;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   const SessionOptions& options() const { return state_.options; }
 
   // Setting up.
@@ -79,25 +71,21 @@ class HttpRequest : public CHttpFile {
   void configureCallbacks();
 
   // Running.
+  void endTransfer() noexcept;
   void begin();
   bool isWithoutConnection() const;
-  void waitBeforeRetry();
+  void waitBeforeNextAttempt();
   template <class Condition>
   void driveUntil(const Condition& isReached);
   void perform();
-  void checkBounds();
-  void waitForActivity();
-  bool poll(Clock::time_point until);
-  Clock::time_point transferEnd() const;
-  Clock::time_point idleEnd() const;
-  Clock::time_point periodEnd() const;
+  bool poll(TransferDeadlines::Clock::time_point until);
   void checkEnd();
   bool fill();
   curl_off_t statedLength() const;
   long responseCode() const;
   std::string_view unread() const { return std::string_view(piece_).substr(taken_); }
 
-  // What the network library tells.
+  // What libcurl tells.
   template <class Action>
   bool guarded(const Action& action) noexcept;
   void notify(std::uint32_t status, std::optional<std::string_view> information = std::nullopt);
@@ -109,7 +97,6 @@ class HttpRequest : public CHttpFile {
   bool mayAnswer(long status);
   void finalHeaders(long status);
   void bodyPiece(std::string_view bytes);
-  void noteBytes(std::size_t count);
   static int onResolve(void*, void*, void* request) noexcept;
   static curl_socket_t onOpen(void* request, curlsocktype, curl_sockaddr* address) noexcept;
   static int onClose(void* channel, curl_socket_t socket) noexcept;
@@ -127,10 +114,10 @@ class HttpRequest : public CHttpFile {
   HeaderList headers_;
   HeaderList proxyHeaders_;
   Credentials proxyCredentials_;
-  bool hasProxyCredentials_ = false;
   bool isClosed_ = false;
 
-  Channel* channel_ = nullptr;  ///< from the sending to the closing
+  Channel* channel_ = nullptr;                  ///< from the sending to the closing
+  std::optional<TransferDeadlines> deadlines_;  ///< from the sending on
   char errorText_[CURL_ERROR_SIZE] = "";
   std::exception_ptr failure_;      ///< what a callback has thrown
   std::optional<CURLcode> result_;  ///< once the transfer has ended
@@ -139,22 +126,15 @@ class HttpRequest : public CHttpFile {
   bool isConnecting_ = false;
   bool isConnected_ = false;  ///< to the server, through the proxy's tunnel if there is one
   bool isSending_ = false;
-  bool isBlockEnded_ = true;  ///< the next header line is a status line
   bool isRefusedForGood_ = false;
   int serverRefusals_ = 0;
   int proxyRefusals_ = 0;
 
-  std::string rawHeaders_;
+  ResponseHead head_;
   long status_ = 0;  ///< of the final response, once its header lines are there
-  std::size_t headerBytes_ = 0;
   std::size_t bodyBytes_ = 0;
   std::string piece_;
   std::size_t taken_ = 0;  ///< of the piece, by the reader
-
-  Clock::time_point start_;
-  Clock::time_point lastActivity_;
-  std::optional<Clock::time_point> periodStart_;  ///< of the period over which the rate is taken; none before a byte
-  std::size_t periodBytes_ = 0;
 };
 
 }  // namespace quillmoria

@@ -1,0 +1,28 @@
+#include "net/FetchCall.h"
+
+#include <utility>
+
+#include "net/FetchState.h"
+
+namespace quillmoria {
+
+FetchCall::FetchCall() {
+  // Before the lock: whoever unloads the library holds the loader and then waits for the lock.
+  ModuleReference module = ModuleReference::take();
+  const std::lock_guard lock(fetchState->mutex);
+  ++fetchState->calls;
+  std::swap(fetchState->module, module);
+}
+
+FetchCall::~FetchCall() {
+  const std::lock_guard lock(fetchState->mutex);
+  --fetchState->calls;
+}
+
+void FetchCall::releaseModule() {
+  ModuleReference module;
+  const std::lock_guard lock(fetchState->mutex);
+  if (fetchState->calls == 0) std::swap(fetchState->module, module);
+}
+
+}  // namespace quillmoria
