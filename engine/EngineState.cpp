@@ -41,9 +41,9 @@ void EngineState::setFetchLimits(FetchLimits limits) {
   fetchLimits_ = limits;
 }
 
-FetchLimits EngineState::fetchLimits() const {
+PullSettings EngineState::pullSettings() const {
   std::lock_guard lock(mutex_);
-  return fetchLimits_;
+  return {categories_, fetchLimits_};
 }
 
 void EngineState::attach(RSSSubscriber* subscriber) {

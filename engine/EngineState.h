@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/PullSettings.h"
 #include "platform/CMutex.h"
 #include "platform/ModuleObject.h"
 #include "platform/ModuleReference.h"
@@ -16,12 +17,6 @@
 #include "quillmoria/NewsServer.h"
 
 namespace quillmoria {
-
-/// How much a pull fetches at once.
-struct FetchLimits {
-  std::int32_t feeds = 1;    ///< in all; 1 is one feed after the other
-  std::int32_t perHost = 2;  ///< from one host and port
-};
 
 /// The engine's state: one for all news servers, which are handles on it. Any thread may make any call.
 class EngineState {
@@ -35,9 +30,10 @@ class EngineState {
   RSSObject::CategoryHolderStruct categories() const;
   std::string baseFolder() const;
 
-  // How pulls fetch; looked at when one begins.
   void setFetchLimits(FetchLimits limits);
-  FetchLimits fetchLimits() const;
+
+  /// What a pull that begins now is to go by.
+  PullSettings pullSettings() const;
 
   // Who listens.
   void attach(RSSSubscriber* subscriber);

@@ -5,12 +5,15 @@
 #include <utility>
 
 #include "platform/Text.h"
+#include "records/Footprint.h"
 
 namespace quillmoria {
 namespace {
 
 /// How many jobs a free thread looks at, for each feed that may be fetched at once, to find one whose host is free.
 constexpr std::size_t kJobsInSight = 16;
+
+constexpr std::size_t kMaxBytes = std::size_t{64} << 20;
 
 /// Scheme, host and port of an address.
 std::string hostOf(std::string_view url) {
@@ -21,8 +24,9 @@ std::string hostOf(std::string_view url) {
 
 }  // namespace
 
-FetchAhead::FetchAhead(const RSSObject::CategoryHolderStruct& categories, FetchLimits limits) : limits_(limits) {
-  plan(categories);
+FetchAhead::FetchAhead(NewsSource& source, const PullSettings& settings)
+    : source_(source), limits_(settings.fetchLimits) {
+  plan(settings.categories);
   startThreads();
 }
 
@@ -61,7 +65,7 @@ void FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
     for (std::int32_t j = 0; category.feeds && j < category.feedCount; ++j) {
       const RSSObject::NewsFeed& feed = category.feeds[j];
       if (feed.enabled != 1) continue;
-      jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url), Phase::Waiting, nullptr, nullptr}));
+      jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url), Phase::Waiting, 0, nullptr, nullptr}));
       runningByHost_[jobs_.back()->host] = 0;  // here, lest a thread runs out of memory where it waits for its job
     }
   }
@@ -82,7 +86,11 @@ void FetchAhead::startThreads() {
 void FetchAhead::work() {
   const TransferGroup::Membership membership(transfers_);
   while (const std::shared_ptr<Job> job = nextJob()) {
-    run(*job);
+    {
+      JobBudget budget(*this, *job);
+      const FetchBudget::Membership member(budget);
+      run(*job);
+    }
     {
       std::lock_guard lock(mutex_);
       --runningByHost_[job->host];
@@ -121,14 +129,36 @@ void FetchAhead::run(Job& job) {
   std::unique_ptr<RSSObject> news;
   std::exception_ptr error;
   try {
-    news = std::make_unique<RSSObject>(std::move(job.feed), "", engineState->baseFolder());
+    news = source_.fetch(job.feed);
   } catch (...) {
     error = std::current_exception();
   }
+  const std::size_t bytes = news ? footprint(*news) : 0;
   std::lock_guard lock(mutex_);
   job.news = std::move(news);
   job.error = error;
+  job.bytes = bytes;
   job.phase = Phase::Done;
+}
+
+void FetchAhead::waitForRoom(Job& job, std::size_t bytes) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return isEnding_ || hasRoomFor(job, bytes); });
+  job.bytes = bytes;
+}
+
+/// The pull waits for the first one, whatever it takes. One that the pull has let go of may hold back others of its
+/// host, so it goes on as well.
+bool FetchAhead::hasRoomFor(const Job& job, std::size_t bytes) const {
+  bool isAhead = false;
+  for (const auto& other : jobs_) {
+    if (other.get() != &job) {
+      bytes += other->bytes;
+    } else {
+      isAhead = other != jobs_.front();
+    }
+  }
+  return !isAhead || bytes <= kMaxBytes;
 }
 
 }  // namespace quillmoria

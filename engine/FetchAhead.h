@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
@@ -10,7 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "engine/EngineState.h"
+#include "engine/NewsSource.h"
+#include "engine/PullSettings.h"
+#include "net/FetchBudget.h"
 #include "platform/Thread.h"
 #include "platform/TransferGroup.h"
 #include "quillmoria/RSSObject.h"
@@ -19,15 +22,16 @@ namespace quillmoria {
 
 /// Feeds fetched and parsed on threads of their own before a pull comes to them.
 ///
-///     FetchAhead ahead(categories, limits);
+///     FetchAhead ahead(source, settings);
 ///     std::unique_ptr<RSSObject> news = ahead.take(feed);  // waits until it is there
 ///
-/// At most twice `limits.feeds` objects wait to be taken. Destroying it cuts off what is under way, waits for the
-/// threads and releases what was not taken. Belongs to the pull's thread.
+/// At most twice as many objects as may be fetched at once wait to be taken, and together with what is under way they
+/// take no more than 64 MiB, but for the feed that the pull waits for. Destroying it cuts off what is under way, waits
+/// for the threads and releases what was not taken. Belongs to the pull's thread.
 class FetchAhead {
  public:
-  /// Begins with the enabled feeds of `categories`, which are copied, in their order.
-  FetchAhead(const RSSObject::CategoryHolderStruct& categories, FetchLimits limits);
+  /// Begins with the enabled feeds of the categories, which are copied, in their order. `source` must outlive this.
+  FetchAhead(NewsSource& source, const PullSettings& settings);
   FetchAhead(const FetchAhead&) = delete;
   FetchAhead& operator=(const FetchAhead&) = delete;
   ~FetchAhead();
@@ -43,8 +47,21 @@ class FetchAhead {
     RSSObject::NewsFeed feed;
     std::string host;
     Phase phase = Phase::Waiting;
+    std::size_t bytes = 0;  ///< that it takes, its object included
     std::unique_ptr<RSSObject> news;
     std::exception_ptr error;
+  };
+
+  /// What one job takes of the memory for all.
+  class JobBudget final : public FetchBudget {
+   public:
+    JobBudget(FetchAhead& ahead, Job& job) : ahead_(ahead), job_(job) {}
+
+   private:
+    void take(std::size_t bytes) override { ahead_.waitForRoom(job_, bytes); }
+
+    FetchAhead& ahead_;
+    Job& job_;
   };
 
   void plan(const RSSObject::CategoryHolderStruct& categories);
@@ -52,13 +69,16 @@ class FetchAhead {
   void work();
   std::shared_ptr<Job> nextJob();
   void run(Job& job);
+  void waitForRoom(Job& job, std::size_t bytes);
+  bool hasRoomFor(const Job& job, std::size_t bytes) const;
 
+  NewsSource& source_;
   const FetchLimits limits_;
   TransferGroup transfers_;
 
   std::mutex mutex_;  ///< guards the three below; not held while a feed is fetched
   std::condition_variable changed_;
-  std::deque<std::shared_ptr<Job>> jobs_;
+  std::deque<std::shared_ptr<Job>> jobs_;  ///< those not taken yet, the pull waits for the first
   std::map<std::string, std::int32_t> runningByHost_;
   bool isEnding_ = false;
 

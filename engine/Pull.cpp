@@ -1,20 +1,21 @@
 #include "engine/Pull.h"
 
-#include <exception>
+#include <cstddef>
 #include <functional>
 #include <new>
-#include <string>
 #include <utility>
 
 #include "engine/EngineState.h"
+#include "platform/FreedMemory.h"
 #include "platform/Thread.h"
 #include "platform/Trace.h"
-#include "store/NewsItemCache.h"
+#include "records/Footprint.h"
 
 namespace quillmoria {
 namespace {
 
 constexpr unsigned kExitCodeOfAStoppedPull = 5;
+constexpr std::size_t kLargeObject = std::size_t{8} << 20;
 
 void endIfShuttingDown() {
   if (engineState->isShuttingDown()) endThread(kExitCodeOfAStoppedPull);
@@ -27,19 +28,9 @@ void endIfStopped([[maybe_unused]] const char* traceText) {
   endThread(kExitCodeOfAStoppedPull);
 }
 
-/// What stands for a feed whose object cannot be made for want of memory: as after a fetch that an exception has ended.
-std::unique_ptr<RSSObject> notFetched(const RSSObject::NewsFeed& feed) {
-  RSSObject::ChannelStruct channel;
-  channel.feedName = feed.name;
-  auto news = std::make_unique<RSSObject>(std::move(channel), nullptr, -1);
-  news->category = feed.category;
-  news->statusMessage.clear();
-  return news;
-}
-
 }  // namespace
 
-Pull::Pull(RSSSubscriber& subscriber) : subscriber_(subscriber) { engineState->beginPull(); }
+Pull::Pull(RSSSubscriber& subscriber) : subscriber_(subscriber), source_(*engineState) { engineState->beginPull(); }
 
 Pull::~Pull() {
   ahead_.reset();
@@ -49,21 +40,20 @@ Pull::~Pull() {
 void Pull::run() {
   trace("Pull News Thread started\n");
   send(engineState->pullStarted);
-  categories_ = engineState->categories();
+  settings_ = engineState->pullSettings();
   beginFetchingAhead();
   for (std::int32_t i = 0; i < categoryCount(); ++i) {
     endIfStopped("Pull News Thread ended on demand");
-    pullCategory(categories_.categories[i]);
+    pullCategory(settings_.categories.categories[i]);
   }
   send(engineState->offline ? engineState->pullFinishedOffline : engineState->pullFinished);
   trace("Pull News Thread final end.\n");
 }
 
 void Pull::beginFetchingAhead() {
-  const FetchLimits limits = engineState->fetchLimits();
-  if (limits.feeds <= 1 || engineState->offline) return;
+  if (settings_.fetchLimits.feeds <= 1 || engineState->offline) return;
   try {
-    ahead_.emplace(categories_, limits);
+    ahead_.emplace(source_, settings_);
   } catch (const std::bad_alloc&) {
     // One feed after the other takes less.
   }
@@ -72,22 +62,23 @@ void Pull::beginFetchingAhead() {
 /// The host may change the count of the array that the pull began with; the count of another array says nothing about
 /// this one.
 std::int32_t Pull::categoryCount() {
+  RSSObject::CategoryHolderStruct& own = settings_.categories;
   const RSSObject::CategoryHolderStruct current = engineState->categories();
-  if (current.categories == categories_.categories) categories_.categoryCount = current.categoryCount;
-  return categories_.categories ? categories_.categoryCount : 0;
+  if (current.categories == own.categories) own.categoryCount = current.categoryCount;
+  return own.categories ? own.categoryCount : 0;
 }
 
 void Pull::pullCategory(const Category& category) {
+  const Feed* const feeds = category.feeds;
+  const std::int32_t feedCount = feeds ? category.feedCount : 0;
   engineState->categoryStarted.SetMessage("category:" + category.category);
   send(engineState->categoryStarted);
-  pullFeeds(category);
+  pullFeeds(feeds, feedCount);
   send(engineState->categoryFinished);
   engineState->categoryStarted.SetMessage("");
 }
 
-void Pull::pullFeeds(const Category& category) {
-  const Feed* const feeds = category.feeds;
-  const std::int32_t feedCount = feeds ? category.feedCount : 0;
+void Pull::pullFeeds(const Feed* feeds, std::int32_t feedCount) {
   for (std::int32_t i = 0; i < feedCount; ++i) {
     // A request that is found here stays, for the check before the next category.
     if (engineState->isStopRequested()) return;
@@ -101,22 +92,20 @@ void Pull::pullFeed(const Feed& feed) {
   std::unique_ptr<RSSObject> news = load(feed);
   endIfStopped("Pull News Thread ends on demand3\n");
   send(engineState->feedLoaded);
-  if (news->itemCount != -1 && !engineState->offline) NewsServer::matchAndCacheItems(news.get());
+  if (!engineState->offline) source_.settle(*news);
+  const bool isLarge = footprint(*news) >= kLargeObject;
   deliver(std::move(news));
+  if (isLarge) returnFreedMemory();
 }
 
+/// Whether the machine is offline is asked for each feed, and again before it is settled and at the end of the pull.
 std::unique_ptr<RSSObject> Pull::load(const Feed& feed) {
-  const std::string baseFolder = engineState->baseFolder();
   if (engineState->offline) {
     ahead_.reset();
-    return std::unique_ptr<RSSObject>(NewsItemCache().LoadFeed(NewsItemCache::filePath(baseFolder, feed.name)));
+    return source_.fromStore(feed);
   }
-  try {
-    std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
-    return news ? std::move(news) : std::make_unique<RSSObject>(feed, "", baseFolder);
-  } catch (const std::exception&) {
-    return notFetched(feed);
-  }
+  std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
+  return news ? std::move(news) : source_.fetch(feed);
 }
 
 /// From the first call on the object is the subscriber's; one that nobody takes is released here.

@@ -4,7 +4,9 @@
 #include <memory>
 #include <optional>
 
+#include "engine/ClassicSource.h"
 #include "engine/FetchAhead.h"
+#include "engine/PullSettings.h"
 #include "quillmoria/NewsServer.h"
 
 namespace quillmoria {
@@ -30,7 +32,7 @@ class Pull {
 
   std::int32_t categoryCount();
   void pullCategory(const Category& category);
-  void pullFeeds(const Category& category);
+  void pullFeeds(const Feed* feeds, std::int32_t feedCount);
   void pullFeed(const Feed& feed);
   void beginFetchingAhead();
   std::unique_ptr<RSSObject> load(const Feed& feed);
@@ -38,8 +40,9 @@ class Pull {
   void send(const RSSEvent& event) const;
 
   RSSSubscriber& subscriber_;
-  RSSObject::CategoryHolderStruct categories_;  ///< the array as it was when the pull began, and its count as last read
-  std::optional<FetchAhead> ahead_;             ///< where several feeds are fetched at once
+  PullSettings settings_;  ///< the count of the categories is as last read
+  ClassicSource source_;
+  std::optional<FetchAhead> ahead_;  ///< where several feeds are fetched at once
 };
 
 }  // namespace quillmoria

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "feed/FeedParseState.h"
+#include "net/FetchBudget.h"
 #include "net/FetchCall.h"
 #include "net/HTTPFetcher.h"
 #include "platform/Text.h"
@@ -66,6 +67,7 @@ RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
   fetcher.PrepareFetch(baseFolder);
   statusMessage = fetcher.FetchURL(std::move(feed.url), feed.userName.c_str(), feed.password.c_str(), &body);
   if (statusMessage == "OK") {
+    quillmoria::FetchBudget::claim(body.size() * quillmoria::FetchBudget::kObjectBytesPerByte);
     state->parse(body);
   } else {
     statusMessage = std::string(quillmoria::trimLineBreaks(statusMessage));

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "net/AgentName.h"
+#include "net/FetchBudget.h"
 #include "net/FetchState.h"
 #include "platform/AfxParseURL.h"
 #include "platform/CFile.h"
@@ -45,6 +46,7 @@ constexpr std::string_view kAcceptLine =
 constexpr std::string_view kLocation = "Location: ";
 constexpr std::size_t kErrorTextBytes = 1024;
 constexpr std::size_t kSinkPieceBytes = 1999;
+constexpr std::size_t kShortBody = std::size_t{1} << 20;
 
 constexpr std::pair<std::uint32_t, std::uint32_t> kSessionOptions[] = {
     {INTERNET_OPTION_CONNECT_TIMEOUT, 30 * 1000},
@@ -207,11 +209,19 @@ class Download {
   template <class Progress>
   void readLines(CHttpFile& file, const Progress& progress) {
     constexpr std::size_t kLastLineFeed = 1;
-    bodyText_->reserve(bodyText_->size() + file.QueryInfoContentLength() + kLastLineFeed);
+    reserve(file.QueryInfoContentLength() + kLastLineFeed);
     while (file.ReadString(*bodyText_)) {
       progress();
       *bodyText_ += '\n';
+      if (bodyText_->size() > claimedBytes_) reserve(0);
     }
+  }
+
+  /// A body that is short is not worth counting.
+  void reserve(std::size_t more) {
+    bodyText_->reserve(bodyText_->size() + more);
+    claimedBytes_ = std::max(kShortBody, bodyText_->capacity());
+    if (claimedBytes_ > kShortBody) quillmoria::FetchBudget::claim(claimedBytes_);
   }
 
   const std::shared_ptr<const SharedSession> shared_;
@@ -221,6 +231,7 @@ class Download {
   std::uint32_t flags_;
   CFile* sinkFile_;
   CString* bodyText_;
+  std::size_t claimedBytes_ = 0;
 };
 
 std::string requestVerb() {

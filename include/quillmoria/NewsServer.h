@@ -7,7 +7,7 @@
 #include "quillmoria/export.h"
 
 namespace quillmoria {
-class Pull;
+class ClassicSource;
 }
 
 /// A progress event of a pull: a number and, for id 12, a message.
@@ -129,7 +129,7 @@ class QUILLMORIA_EXPORT NewsServer {
   static void SetParallelFetches(std::int32_t feeds, std::int32_t perHost = 2);
 
  private:
-  friend class quillmoria::Pull;
+  friend class quillmoria::ClassicSource;
   static void pullNews(void* subscriber);
   static void matchAndCacheItems(RSSObject* feed);
 };

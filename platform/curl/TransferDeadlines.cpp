@@ -15,6 +15,12 @@ void TransferDeadlines::connected() {
   lastActivity_ = Clock::now();
 }
 
+void TransferDeadlines::readerWaits() {
+  const auto now = Clock::now();
+  if (periodStart_) *periodStart_ += now - lastActivity_;
+  lastActivity_ = now;
+}
+
 void TransferDeadlines::active() {
   lastActivity_ = Clock::now();
   if (isConnected_) received(0);

@@ -19,8 +19,8 @@ class TransferDeadlines {
   /// From here on the server may be silent for the idle time. Before, the connection has a time-out of its own.
   void connected();
 
-  /// Whoever reads waits again: what time went by until then is not the server's.
-  void readerWaits() { lastActivity_ = Clock::now(); }
+  /// Whoever reads waits again. The time that went by since the connection did something is not the server's.
+  void readerWaits();
 
   /// The connection has done something, if only below what is counted as bytes.
   void active();

@@ -1,0 +1,18 @@
+#include "net/FetchBudget.h"
+
+namespace quillmoria {
+namespace {
+
+constinit thread_local FetchBudget* current = nullptr;
+
+}  // namespace
+
+void FetchBudget::claim(std::size_t bytes) {
+  if (current) current->take(bytes);
+}
+
+FetchBudget::Membership::Membership(FetchBudget& budget) { current = &budget; }
+
+FetchBudget::Membership::~Membership() { current = nullptr; }
+
+}  // namespace quillmoria
