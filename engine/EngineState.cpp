@@ -15,59 +15,61 @@ constinit ModuleObject<EngineState> engineState;
 EngineState::EngineState(void (*shutDown)()) : shutDown_(shutDown) {}
 
 void EngineState::setCategories(RSSObject::CategoryHolderStruct categories) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   categories_ = categories;
 }
 
 void EngineState::setUp(RSSObject::CategoryHolderStruct categories, std::string baseFolder) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   categories_ = categories;
   stopRequested_ = false;
   baseFolder_ = std::move(baseFolder);
 }
 
 RSSObject::CategoryHolderStruct EngineState::categories() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return categories_;
 }
 
 std::string EngineState::baseFolder() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return baseFolder_;
 }
 
 void EngineState::setFetchLimits(FetchLimits limits) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   fetchLimits_ = limits;
 }
 
 PullSettings EngineState::pullSettings() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return {categories_, fetchLimits_};
 }
 
 void EngineState::attach(RSSSubscriber* subscriber) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   attachments_.push_back({++lastSerial_, subscriber});
 }
 
 void EngineState::detach(const RSSSubscriber* subscriber) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::erase_if(attachments_, [&](const Attachment& attachment) { return attachment.subscriber == subscriber; });
 }
 
 void EngineState::forEachAttached(const RSSSubscriber* only, const std::function<void(RSSSubscriber&)>& call) const {
   std::uint64_t serial = 0;
-  const std::uint64_t last = [&] {
-    std::lock_guard lock(mutex_);
-    return lastSerial_;
-  }();
+  const std::uint64_t last = lastSerial();
   while (RSSSubscriber* subscriber = nextAttached(serial, last, only)) call(*subscriber);
+}
+
+std::uint64_t EngineState::lastSerial() const {
+  const MutexLock lock(mutex_);
+  return lastSerial_;
 }
 
 /// The first entry after `serial` and up to `last` that fits `only`, whose serial then becomes `serial`; or null.
 RSSSubscriber* EngineState::nextAttached(std::uint64_t& serial, std::uint64_t last, const RSSSubscriber* only) const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto found = std::find_if(attachments_.begin(), attachments_.end(), [&](const Attachment& attachment) {
     return attachment.serial > serial && attachment.serial <= last && attachment.subscriber &&
            (!only || attachment.subscriber == only);
@@ -81,7 +83,7 @@ void EngineState::startPull(void (*pull)(void*), RSSSubscriber* subscriber) {
   std::list<PullThread> ended;
   try {
     ModuleReference module = ModuleReference::take();
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!hasExitHandler_) {
       callAtExit(shutDown_);
       hasExitHandler_ = true;
@@ -105,31 +107,30 @@ void EngineState::startPull(void (*pull)(void*), RSSSubscriber* subscriber) {
 
 void EngineState::beginPull() {
   {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     ownPull()->phase = Phase::Begun;
   }
   pullLock_.Lock();
 }
 
 void EngineState::endPull() noexcept {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stopRequested_ = false;
   pullLock_.Unlock();
   ownPull()->phase = Phase::Ended;
-  pullEnded_.notify_all();
+  pullEnded_.notifyAll();
 }
 
 bool EngineState::waitForPulls(std::int32_t milliseconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   std::list<PullThread> ended;
-  bool allEnded = true;
+  bool isInTime = true;
+  bool allEnded = false;
   {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (ownPull()) return false;
-    const auto noneLeft = [this] { return !isAnyPull(Phase::Requested) && !isAnyPull(Phase::Begun); };
-    if (milliseconds < 0) {
-      pullEnded_.wait(lock, noneLeft);
-    } else {
-      allEnded = pullEnded_.wait_for(lock, std::chrono::milliseconds(milliseconds), noneLeft);
+    while (!(allEnded = !isAnyPull(Phase::Requested) && !isAnyPull(Phase::Begun)) && isInTime) {
+      milliseconds < 0 ? pullEnded_.wait(mutex_) : void(isInTime = pullEnded_.waitUntil(mutex_, end));
     }
     ended = takeEndedPulls();
   }
@@ -138,32 +139,32 @@ bool EngineState::waitForPulls(std::int32_t milliseconds) {
 }
 
 void EngineState::requestStop() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (isAnyPull(Phase::Begun)) stopRequested_ = true;
 }
 
 bool EngineState::isStopRequested() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return stopRequested_;
 }
 
 bool EngineState::takeStopRequest() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return std::exchange(stopRequested_, false);
 }
 
 bool EngineState::isShuttingDown() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return shuttingDown_;
 }
 
 void EngineState::stopForGood() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   shuttingDown_ = true;
 }
 
 void EngineState::close() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<Attachment>().swap(attachments_);
   std::string().swap(baseFolder_);
   categories_ = {};

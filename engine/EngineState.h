@@ -1,11 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -13,6 +11,7 @@
 #include "platform/CMutex.h"
 #include "platform/ModuleObject.h"
 #include "platform/ModuleReference.h"
+#include "platform/Mutex.h"
 #include "platform/Thread.h"
 #include "quillmoria/NewsServer.h"
 
@@ -51,10 +50,10 @@ class EngineState {
   void startPull(void (*pull)(void*), RSSSubscriber* subscriber);
 
   /// From a pull's thread: it has begun, and then takes the pull lock.
-  void beginPull();
+  void beginPull() ACQUIRE(pullLock_);
 
   /// From a pull's thread, which holds the pull lock: gives it back and drops a stop request that came too late.
-  void endPull() noexcept;
+  void endPull() noexcept RELEASE(pullLock_);
 
   /// Waits up to `milliseconds` (below 0: without limit) until all pulls have ended; false if some have not, and at
   /// once from a pull's thread.
@@ -91,26 +90,26 @@ class EngineState {
     Phase phase = Phase::Requested;
   };
 
+  std::uint64_t lastSerial() const;
   RSSSubscriber* nextAttached(std::uint64_t& serial, std::uint64_t last, const RSSSubscriber* only) const;
-  PullThread* ownPull();
-  bool isAnyPull(Phase phase) const;
-  std::list<PullThread> takeEndedPulls();
+  PullThread* ownPull() REQUIRES(mutex_);
+  bool isAnyPull(Phase phase) const REQUIRES(mutex_);
+  std::list<PullThread> takeEndedPulls() REQUIRES(mutex_);
   void join(std::list<PullThread> pulls);
 
   void (*const shutDown_)();
 
-  mutable std::mutex
-      mutex_;  ///< guards all below but the pull lock and the events; never held while a host's code runs
-  std::vector<Attachment> attachments_;
-  std::uint64_t lastSerial_ = 0;
-  RSSObject::CategoryHolderStruct categories_;
-  std::string baseFolder_;
-  FetchLimits fetchLimits_;
-  bool hasExitHandler_ = false;
-  std::list<PullThread> pulls_;
-  std::condition_variable pullEnded_;
-  bool stopRequested_ = false;
-  bool shuttingDown_ = false;
+  mutable Mutex mutex_;  ///< never held while a host's code runs
+  std::vector<Attachment> attachments_ GUARDED_BY(mutex_);
+  std::uint64_t lastSerial_ GUARDED_BY(mutex_) = 0;
+  RSSObject::CategoryHolderStruct categories_ GUARDED_BY(mutex_);
+  std::string baseFolder_ GUARDED_BY(mutex_);
+  FetchLimits fetchLimits_ GUARDED_BY(mutex_);
+  bool hasExitHandler_ GUARDED_BY(mutex_) = false;
+  std::list<PullThread> pulls_ GUARDED_BY(mutex_);
+  ConditionVariable pullEnded_;
+  bool stopRequested_ GUARDED_BY(mutex_) = false;
+  bool shuttingDown_ GUARDED_BY(mutex_) = false;
 
   CMutex pullLock_;  ///< held by a pull from its first event to its last
 

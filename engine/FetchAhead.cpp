@@ -26,40 +26,44 @@ std::string hostOf(std::string_view url) {
 
 FetchAhead::FetchAhead(NewsSource& source, const PullSettings& settings)
     : source_(source), limits_(settings.fetchLimits) {
-  plan(settings.categories);
-  startThreads();
+  const std::size_t jobs = plan(settings.categories);
+  startThreads(std::min(static_cast<std::size_t>(limits_.feeds), jobs));
 }
 
 FetchAhead::~FetchAhead() {
   {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     isEnding_ = true;
   }
-  changed_.notify_all();
+  changed_.notifyAll();
   transfers_.cutOff();
   for (Thread& thread : threads_) thread.join();
 }
 
 std::unique_ptr<RSSObject> FetchAhead::take(const RSSObject::NewsFeed& feed) {
-  std::unique_lock lock(mutex_);
-  const auto found = std::find_if(jobs_.begin(), jobs_.end(), [&](const auto& job) { return job->origin == &feed; });
-  if (found == jobs_.end()) return nullptr;
-  jobs_.erase(jobs_.begin(), found);
-  changed_.notify_all();
-  const std::shared_ptr<Job> job = jobs_.front();
-  if (threads_.empty()) {
-    lock.unlock();
-    run(*job);
-    lock.lock();
-  }
-  changed_.wait(lock, [&] { return job->phase == Phase::Done; });
+  const std::shared_ptr<Job> job = advanceTo(feed);
+  if (!job) return nullptr;
+  if (threads_.empty()) run(*job);
+  const MutexLock lock(mutex_);
+  while (job->phase != Phase::Done) changed_.wait(mutex_);
   jobs_.pop_front();
-  changed_.notify_all();
+  changed_.notifyAll();
   if (job->error) std::rethrow_exception(job->error);
   return std::move(job->news);
 }
 
-void FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
+/// The job of `feed`, now the first; null if it is none of those left.
+std::shared_ptr<FetchAhead::Job> FetchAhead::advanceTo(const RSSObject::NewsFeed& feed) {
+  const MutexLock lock(mutex_);
+  const auto found = std::find_if(jobs_.begin(), jobs_.end(), [&](const auto& job) { return job->origin == &feed; });
+  if (found == jobs_.end()) return nullptr;
+  jobs_.erase(jobs_.begin(), found);
+  changed_.notifyAll();
+  return jobs_.front();
+}
+
+std::size_t FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
+  const MutexLock lock(mutex_);
   for (std::int32_t i = 0; categories.categories && i < categories.categoryCount; ++i) {
     const RSSObject::NewsFeedsPerCategoryStruct& category = categories.categories[i];
     for (std::int32_t j = 0; category.feeds && j < category.feedCount; ++j) {
@@ -69,11 +73,11 @@ void FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
       runningByHost_[jobs_.back()->host] = 0;  // here, lest a thread runs out of memory where it waits for its job
     }
   }
+  return jobs_.size();
 }
 
 /// Fewer threads than wanted do as well, and without any the feeds are fetched as they are taken.
-void FetchAhead::startThreads() {
-  const std::size_t wanted = std::min(static_cast<std::size_t>(limits_.feeds), jobs_.size());
+void FetchAhead::startThreads(std::size_t wanted) {
   threads_.reserve(wanted);
   try {
     while (threads_.size() < wanted) {
@@ -92,37 +96,37 @@ void FetchAhead::work() {
       run(*job);
     }
     {
-      std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       --runningByHost_[job->host];
     }
-    changed_.notify_all();
+    changed_.notifyAll();
   }
 }
 
-/// Waits for the first job that may run. Null at the end.
+/// Waits for a job that may run. Null at the end.
 std::shared_ptr<FetchAhead::Job> FetchAhead::nextJob() {
-  std::unique_lock lock(mutex_);
-  std::shared_ptr<Job> next;
-  const auto mayRun = [this](const std::shared_ptr<Job>& job) {
-    return job->phase == Phase::Waiting && runningByHost_[job->host] < limits_.perHost;
-  };
-  changed_.wait(lock, [&] {
-    if (isEnding_ || jobs_.empty()) return true;
-    const auto feeds = static_cast<std::size_t>(limits_.feeds);
-    const auto inSight = jobs_.begin() + static_cast<std::ptrdiff_t>(std::min(jobs_.size(), kJobsInSight * feeds));
-    const auto begun =
-        std::count_if(jobs_.begin(), inSight, [](const auto& job) { return job->phase != Phase::Waiting; });
-    // The pull waits for the first one, whatever else is there.
-    const auto end = static_cast<std::size_t>(begun) < 2 * feeds ? inSight : jobs_.begin() + 1;
-    const auto found = std::find_if(jobs_.begin(), end, mayRun);
-    if (found == end) return false;
-    next = *found;
-    return true;
-  });
-  if (isEnding_ || !next) return nullptr;
-  next->phase = Phase::Running;
-  ++runningByHost_[next->host];
-  return next;
+  const MutexLock lock(mutex_);
+  for (; !isEnding_ && !jobs_.empty(); changed_.wait(mutex_)) {
+    if (std::shared_ptr<Job> next = chooseJob()) {
+      next->phase = Phase::Running;
+      ++runningByHost_[next->host];
+      return next;
+    }
+  }
+  return nullptr;
+}
+
+/// The first job that may run now, or null. The pull waits for the first of all, whatever else is there.
+std::shared_ptr<FetchAhead::Job> FetchAhead::chooseJob() {
+  const auto feeds = static_cast<std::size_t>(limits_.feeds);
+  const auto inSight = jobs_.begin() + static_cast<std::ptrdiff_t>(std::min(jobs_.size(), kJobsInSight * feeds));
+  const auto begun =
+      std::count_if(jobs_.begin(), inSight, [](const auto& job) { return job->phase != Phase::Waiting; });
+  const auto end = static_cast<std::size_t>(begun) < 2 * feeds ? inSight : jobs_.begin() + 1;
+  for (auto job = jobs_.begin(); job != end; ++job) {
+    if ((*job)->phase == Phase::Waiting && runningByHost_[(*job)->host] < limits_.perHost) return *job;
+  }
+  return nullptr;
 }
 
 void FetchAhead::run(Job& job) {
@@ -134,7 +138,7 @@ void FetchAhead::run(Job& job) {
     error = std::current_exception();
   }
   const std::size_t bytes = news ? footprint(*news) : 0;
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   job.news = std::move(news);
   job.error = error;
   job.bytes = bytes;
@@ -142,8 +146,8 @@ void FetchAhead::run(Job& job) {
 }
 
 void FetchAhead::waitForRoom(Job& job, std::size_t bytes) {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] { return isEnding_ || hasRoomFor(job, bytes); });
+  const MutexLock lock(mutex_);
+  while (!isEnding_ && !hasRoomFor(job, bytes)) changed_.wait(mutex_);
   job.bytes = bytes;
 }
 

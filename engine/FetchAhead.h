@@ -1,19 +1,18 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "engine/NewsSource.h"
 #include "engine/PullSettings.h"
 #include "net/FetchBudget.h"
+#include "platform/Mutex.h"
 #include "platform/Thread.h"
 #include "platform/TransferGroup.h"
 #include "quillmoria/RSSObject.h"
@@ -64,23 +63,25 @@ class FetchAhead {
     Job& job_;
   };
 
-  void plan(const RSSObject::CategoryHolderStruct& categories);
-  void startThreads();
+  std::size_t plan(const RSSObject::CategoryHolderStruct& categories);
+  void startThreads(std::size_t wanted);
+  std::shared_ptr<Job> advanceTo(const RSSObject::NewsFeed& feed);
   void work();
   std::shared_ptr<Job> nextJob();
+  std::shared_ptr<Job> chooseJob() REQUIRES(mutex_);
   void run(Job& job);
   void waitForRoom(Job& job, std::size_t bytes);
-  bool hasRoomFor(const Job& job, std::size_t bytes) const;
+  bool hasRoomFor(const Job& job, std::size_t bytes) const REQUIRES(mutex_);
 
   NewsSource& source_;
   const FetchLimits limits_;
   TransferGroup transfers_;
 
-  std::mutex mutex_;  ///< guards the three below; not held while a feed is fetched
-  std::condition_variable changed_;
-  std::deque<std::shared_ptr<Job>> jobs_;  ///< those not taken yet, the pull waits for the first
-  std::map<std::string, std::int32_t> runningByHost_;
-  bool isEnding_ = false;
+  Mutex mutex_;  ///< not held while a feed is fetched
+  ConditionVariable changed_;
+  std::deque<std::shared_ptr<Job>> jobs_ GUARDED_BY(mutex_);  ///< those not taken yet; the pull waits for the first
+  std::map<std::string, std::int32_t> runningByHost_ GUARDED_BY(mutex_);
+  bool isEnding_ GUARDED_BY(mutex_) = false;
 
   std::vector<Thread> threads_;
 };

@@ -1,6 +1,6 @@
-#include <mutex>
 #include <utility>
 
+#include "platform/Mutex.h"
 #include "quillmoria/NewsServer.h"
 
 NewsServerFactory* NewsServerFactory::instance_ = nullptr;
@@ -11,8 +11,8 @@ NewsServerFactory& NewsServerFactory::operator=(const NewsServerFactory&) { retu
 NewsServerFactory::~NewsServerFactory() = default;
 
 NewsServerFactory* NewsServerFactory::GetFactory() {
-  static constinit std::mutex mutex;  // call_once would end the process where there is no memory even to throw
-  const std::lock_guard lock(mutex);
+  static constinit quillmoria::Mutex mutex;  // call_once would end the process where there is no memory even to throw
+  const quillmoria::MutexLock lock(mutex);
   if (!instance_) instance_ = new NewsServerFactory;
   return instance_;
 }

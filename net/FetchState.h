@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "net/ProxySettings.h"
 #include "platform/ModuleObject.h"
 #include "platform/ModuleReference.h"
+#include "platform/Mutex.h"
 
 class HTTPFetchSubscriber;
 
@@ -25,15 +25,15 @@ struct FetchState {
   /// Releases the session once no fetch is at it, and all else that is held.
   void close();
 
-  std::mutex mutex;  ///< guards the five below; never held over I/O or while other code is called
-  std::string requestVerb;
-  std::string baseFolder;
-  std::vector<HTTPFetchSubscriber*> subscribers;
-  int calls = 0;           ///< FetchCalls that are under way
-  ModuleReference module;  ///< what they and those that have ended keep
+  Mutex mutex;  ///< never held over I/O or while other code is called
+  std::string requestVerb GUARDED_BY(mutex);
+  std::string baseFolder GUARDED_BY(mutex);
+  std::vector<HTTPFetchSubscriber*> subscribers GUARDED_BY(mutex);
+  int calls GUARDED_BY(mutex) = 0;           ///< FetchCalls that are under way
+  ModuleReference module GUARDED_BY(mutex);  ///< what they and those that have ended keep
 
-  std::mutex setUpMutex;  ///< guards the one below; held while the settings file is read, so that it is read once
-  std::shared_ptr<const SharedSession> session;
+  Mutex setUpMutex;  ///< held while the settings file is read, so that it is read once
+  std::shared_ptr<const SharedSession> session GUARDED_BY(setUpMutex);
 };
 
 extern ModuleObject<FetchState> fetchState;

@@ -23,10 +23,10 @@ constinit ModuleObject<FetchState> fetchState;
 void FetchState::close() {
   std::shared_ptr<const SharedSession> last;
   {
-    const std::lock_guard lock(setUpMutex);
+    const MutexLock lock(setUpMutex);
     last.swap(session);
   }
-  const std::lock_guard lock(mutex);
+  const MutexLock lock(mutex);
   std::string().swap(requestVerb);
   std::string().swap(baseFolder);
   std::vector<HTTPFetchSubscriber*>().swap(subscribers);
@@ -37,6 +37,7 @@ void FetchState::close() {
 namespace {
 
 using quillmoria::fetchState;
+using quillmoria::MutexLock;
 using quillmoria::SharedSession;
 
 constexpr std::string_view kUserAgentLine = "User-Agent: Quillmoria/1.1\r\n";
@@ -86,10 +87,10 @@ std::unique_ptr<FetchSession> makeSession(const char* agent, const ProxySettings
 /// The process's session, set up if there is none; on an exception there is still none.
 std::shared_ptr<const SharedSession> sharedSession(const char* agent) {
   const std::string baseFolder = [] {
-    const std::lock_guard lock(fetchState->mutex);
+    const MutexLock lock(fetchState->mutex);
     return fetchState->baseFolder;
   }();
-  const std::lock_guard settingUp(fetchState->setUpMutex);
+  const MutexLock settingUp(fetchState->setUpMutex);
   if (!fetchState->session) {
     auto shared = std::make_shared<SharedSession>();
     shared->proxy = LoadProxySettings(baseFolder);
@@ -235,7 +236,7 @@ class Download {
 };
 
 std::string requestVerb() {
-  const std::lock_guard lock(fetchState->mutex);
+  const MutexLock lock(fetchState->mutex);
   return fetchState->requestVerb;
 }
 
@@ -247,18 +248,18 @@ std::string textOf(const CInternetException& error) {
 }  // namespace
 
 void HTTPFetcher::PrepareFetch(std::string baseFolder) {
-  const std::lock_guard lock(fetchState->mutex);
+  const MutexLock lock(fetchState->mutex);
   fetchState->requestVerb = "GET";
   fetchState->baseFolder = std::move(baseFolder);
 }
 
 void HTTPFetcher::AddFetchSubscriber(HTTPFetchSubscriber* subscriber) {
-  const std::lock_guard lock(fetchState->mutex);
+  const MutexLock lock(fetchState->mutex);
   fetchState->subscribers.push_back(subscriber);
 }
 
 void HTTPFetcher::RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber) {
-  const std::lock_guard lock(fetchState->mutex);
+  const MutexLock lock(fetchState->mutex);
   std::erase(fetchState->subscribers, subscriber);
 }
 

@@ -212,7 +212,7 @@ void OPMLParseState::wrapFlatList() {
   auto wrapper = std::make_unique<OutlineStruct>();
   wrapper->text = document_.head.title;
   if (wrapper->text.empty()) {
-    const std::lock_guard lock(quillmoria::opmlState->mutex);
+    const quillmoria::MutexLock lock(quillmoria::opmlState->mutex);
     wrapper->text = quillmoria::utf8ToWide(quillmoria::opmlState->lastListURL);
   }
   std::vector<OutlineStruct*> top{wrapper.get()};

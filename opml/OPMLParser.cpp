@@ -74,7 +74,7 @@ void OPMLParser::ParseFromURL(std::string url) {
   const quillmoria::FetchCall call;
   SendEventToAllSubscribers(kStarted);
   {
-    const std::lock_guard lock(quillmoria::opmlState->mutex);
+    const quillmoria::MutexLock lock(quillmoria::opmlState->mutex);
     quillmoria::opmlState->lastListURL = url;
   }
   HTTPFetcher fetcher;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <mutex>
+#include "platform/Mutex.h"
 
 /// A mutex that nobody owns at first. Not recursive. Unlock belongs to the thread that locked.
-class CMutex {
+class CAPABILITY("mutex") CMutex {
  public:
-  void Lock() { mutex_.lock(); }
-  void Unlock() { mutex_.unlock(); }
+  void Lock() ACQUIRE() { mutex_.lock(); }
+  void Unlock() RELEASE() { mutex_.unlock(); }
 
  private:
   std::mutex mutex_;

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <set>
 #include <string>
 
 #include "platform/ModuleObject.h"
+#include "platform/Mutex.h"
 
 namespace quillmoria {
 
@@ -26,9 +25,9 @@ class ImageDownloads {
   };
 
  private:
-  std::mutex mutex_;  ///< guards the paths
-  std::condition_variable released_;
-  std::set<std::string> paths_;
+  Mutex mutex_;
+  ConditionVariable released_;
+  std::set<std::string> paths_ GUARDED_BY(mutex_);
 };
 
 extern ModuleObject<ImageDownloads> imageDownloads;

@@ -107,8 +107,9 @@ class QUILLMORIA_EXPORT NewsServer {
   /// no more feed objects.
   void DetachSubscriber(RSSSubscriber* subscriber);
 
-  /// Starts a pull for `subscriber` and returns at once; throws nothing. Whether it fetches or reads the cache depends
-  /// on the connected state at this moment (ConnectedState.h). If no thread can be started, nothing happens. Where
+  /// Starts a pull for `subscriber` and returns at once; throws nothing. Asks for the connected state
+  /// (ConnectedState.h) at this moment: it decides for every feed that a pull, this one or one that runs already, loads
+  /// from now on, whether that is fetched or read from the cache. If no thread can be started, nothing happens. Where
   /// memory or descriptors run out during the pull, a feed arrives with a failure, or with its items not compared
   /// (status 0) and its cache file as it was; where not even that is possible, the pull ends as if it had been stopped.
   void RefreshAllNewsForSubscriber(RSSSubscriber* subscriber);

@@ -13,6 +13,8 @@
 
 namespace quillmoria {
 
+constinit Mutex poolsMutex;
+
 constexpr std::ptrdiff_t kMaxIdleChannels = 16;
 
 /// What all requests of a process know of names and TLS sessions.
@@ -45,13 +47,12 @@ class Share {
 
 /// The transfers of a process.
 struct Network {
-  std::mutex mutex;  ///< guards every pool and the list of them
-  ChannelPool* pools = nullptr;
+  ChannelPool* pools GUARDED_BY(poolsMutex) = nullptr;
   std::atomic<bool> isCutOff = false;
   std::atomic<void (*)()> shutDown = nullptr;
 
   void cutOff() {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(poolsMutex);
     isCutOff = true;
     for (ChannelPool* pool = pools; pool; pool = pool->next_) {
       std::erase_if(pool->channels_, ChannelPool::isIdle);
@@ -61,12 +62,12 @@ struct Network {
   }
 
   void wake(const TransferGroup& group) {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(poolsMutex);
     wakeIf([&group](const Channel& channel) { return channel.group == &group; });
   }
 
   bool isUnused() {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(poolsMutex);
     for (const ChannelPool* pool = pools; pool; pool = pool->next_) {
       if (!pool->channels_.empty()) return false;
     }
@@ -77,7 +78,7 @@ struct Network {
 
  private:
   template <class Condition>
-  void wakeIf(const Condition& isMeant) {
+  void wakeIf(const Condition& isMeant) REQUIRES(poolsMutex) {
     const auto stay = libcurl.enter();
     if (!stay) return;
     for (const ChannelPool* pool = pools; pool; pool = pool->next_) {
@@ -116,14 +117,14 @@ void Channel::renewEasy() {
 }
 
 ChannelPool::~ChannelPool() {
-  const std::lock_guard lock(network.mutex);
+  const MutexLock lock(poolsMutex);
   ChannelPool** link = &network.pools;
   while (*link && *link != this) link = &(*link)->next_;
   if (*link) *link = next_;
 }
 
 Channel* ChannelPool::acquire(const std::string& server, HttpRequest* request) {
-  const std::lock_guard lock(network.mutex);
+  const MutexLock lock(poolsMutex);
   checkCutOff();
   libcurl.setUp(Network::atExit);
   if (!std::exchange(isListed_, true)) next_ = std::exchange(network.pools, this);
@@ -148,7 +149,7 @@ ChannelPool::Channels::iterator ChannelPool::chooseIdle(const std::string& serve
 }
 
 void ChannelPool::release(Channel* channel, bool isReusable) noexcept {
-  const std::lock_guard lock(network.mutex);
+  const MutexLock lock(poolsMutex);
   channel->request = nullptr;
   channel->group = nullptr;
   const auto its = std::ranges::find(channels_, channel, &std::unique_ptr<Channel>::get);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "platform/Socket.h"
 #include "platform/TransferGroup.h"
 #include "platform/curl/Libcurl.h"
@@ -49,6 +50,8 @@ class Channel {
   CurlHandle<CURL, curl_easy_cleanup> easy_;
 };
 
+extern Mutex poolsMutex;
+
 /// The channels of one session. The first request of a process sets libcurl up. Any thread.
 class ChannelPool {
  public:
@@ -69,12 +72,12 @@ class ChannelPool {
   using Channels = std::vector<std::unique_ptr<Channel>>;
 
   static bool isIdle(const std::unique_ptr<Channel>& channel) { return !channel->request; }
-  Channels::iterator chooseIdle(const std::string& server);
+  Channels::iterator chooseIdle(const std::string& server) REQUIRES(poolsMutex);
 
-  Channels channels_;  ///< the one used last at the end
-  std::shared_ptr<Share> share_;
-  ChannelPool* next_ = nullptr;
-  bool isListed_ = false;  ///< from the first request on
+  Channels channels_ GUARDED_BY(poolsMutex);  ///< the one used last at the end
+  std::shared_ptr<Share> share_ GUARDED_BY(poolsMutex);
+  ChannelPool* next_ GUARDED_BY(poolsMutex) = nullptr;
+  bool isListed_ GUARDED_BY(poolsMutex) = false;  ///< from the first request on
 };
 
 // See the calls of CInternetSession.

@@ -14,7 +14,7 @@ constinit Libcurl libcurl;
 static_assert(std::is_trivially_destructible_v<Libcurl>, "used after the end of static objects");
 
 void Libcurl::setUp(void (*atExit)()) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (isSetUp_) return;
   // OpenSSL would tear itself down at the end of the process, also while another thread is setting it up.
   OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
@@ -54,7 +54,7 @@ void Libcurl::leaveForGood() {
 }
 
 void Libcurl::tearDown() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (std::exchange(isSetUp_, false)) curl_global_cleanup();
 }
 

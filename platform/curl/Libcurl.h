@@ -1,8 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <utility>
+
+#include "platform/Mutex.h"
 
 namespace quillmoria {
 
@@ -51,8 +52,8 @@ class Libcurl {
  private:
   void leave() noexcept;
 
-  std::mutex mutex_;  ///< guards isSetUp_, also while libcurl is set up
-  bool isSetUp_ = false;
+  Mutex mutex_;  ///< held while libcurl is set up
+  bool isSetUp_ GUARDED_BY(mutex_) = false;
   std::atomic<int> stays_ = 0;
   std::atomic<bool> isClosed_ = false;
 };

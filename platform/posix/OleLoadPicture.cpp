@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +11,7 @@
 
 #include "platform/IStream.h"
 #include "platform/LibraryVersions.h"
+#include "platform/Mutex.h"
 #include "platform/pictures/PictureSource.h"
 
 namespace {
@@ -44,19 +44,19 @@ void checkReserve() {
   for (auto& piece : pieces) piece = std::make_unique_for_overwrite<char[]>(kPieceBytes);
 }
 
-constinit std::mutex handlersMutex;  // GLib, if asked twice at once, may give two handlers one number
+constinit quillmoria::Mutex handlersMutex;  // GLib, if asked twice at once, may give two handlers one number
 
 /// Keeps the decoder's complaints about bad images off standard error.
 class QuietDecoder {
  public:
   QuietDecoder() {
-    const std::lock_guard lock(handlersMutex);
+    const quillmoria::MutexLock lock(handlersMutex);
     handler_ = g_log_set_handler(kDomain, kEveryLevel, ignore, nullptr);
   }
   QuietDecoder(const QuietDecoder&) = delete;
   QuietDecoder& operator=(const QuietDecoder&) = delete;
   ~QuietDecoder() {
-    const std::lock_guard lock(handlersMutex);
+    const quillmoria::MutexLock lock(handlersMutex);
     g_log_remove_handler(kDomain, handler_);
   }
 
