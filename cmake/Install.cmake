@@ -18,16 +18,3 @@ install(FILES ${PROJECT_BINARY_DIR}/quillmoriaConfig.cmake ${PROJECT_BINARY_DIR}
 file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/quillmoria.pc.in quillmoria.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quillmoria.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-
-# `cpack` makes one Debian package of all.
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "Quillmoria developers <quillmoria@example.org>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION net)
-set(CPACK_PACKAGE_DESCRIPTION "A shared library that keeps subscribed RSS and Atom feeds up to date, tells new items from
-seen ones, works offline from its cache and reads OPML subscription lists; its headers; and a
-command-line reader that drives it.")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_STRIP_FILES ON)
-include(CPack)
