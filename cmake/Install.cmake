@@ -1,9 +1,11 @@
 # What is installed: the library, the headers listed here by name, and the files by which other projects find them.
 include(CMakePackageConfigHelpers)
 
-set(public_headers CPicture.h CTime.h ConnectedState.h HTTPFetchSubscriber.h NewsServer.h OPML.h RSSObject.h Version.h)
+set(public_headers CPicture.h CTime.h ConnectedState.h HTTPFetchSubscriber.h NewsServer.h OPML.h RSSObject.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/include/quillmoria/)
-install(FILES ${public_headers} ${PROJECT_BINARY_DIR}/include/quillmoria/export.h
+set(generated_headers Version.h export.h)
+list(TRANSFORM generated_headers PREPEND ${PROJECT_BINARY_DIR}/include/quillmoria/)
+install(FILES ${public_headers} ${generated_headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillmoria COMPONENT development)
 install(TARGETS quillmoria EXPORT quillmoriaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
