@@ -56,7 +56,7 @@ TEST_P(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
     for (int i = 0; i < news->itemCount; ++i) statuses += std::to_string(news->items[i].status);
   }
   EXPECT_EQ(statuses, "223344");
-  EXPECT_EQ(subscriber.news()[1]->GetCategory(), "Tech");
+  EXPECT_EQ(subscriber.news()[1]->GetCategory() + "|" + subscriber.news()[2]->GetCategory(), "Tech|");
   EXPECT_EQ(subscriber.news()[1]->items[1].date, subscriber.news()[0]->items[1].date) << "the first time is kept";
 }
 
@@ -101,16 +101,16 @@ TEST_P(Pull, KeepsFilesOfHostileNamesWithinTheirFolders) {
 
 TEST_P(Pull, DeliversFailedFeedsAndLeavesTheirCacheAlone) {
   base_.write("cache/broken", "untouched");
-  subscriptions_.add("x", {{"broken", http_.url("/broken")}, {"missing", http_.url("/404")}, {"none", ""}});
+  subscriptions_.add("x", {{"broken", http_.url("/broken")}, {"missing?", http_.url("/404")}, {"none", ""}});
   RecordingSubscriber subscriber;
   EXPECT_EQ(
       pull(*makeServer(), subscriber),
       "1 | 12 category:x | 10 | 11 | 2 broken: Failed to parse feed, -1 items, 0 new | "
-      "10 | 11 | 2 missing: Failed to parse feed, -1 items, 0 new | 10 | 11 | 2 none: , -1 items, 0 new | 13 | 3");
+      "10 | 11 | 2 missing?: Failed to parse feed, -1 items, 0 new | 10 | 11 | 2 none: , -1 items, 0 new | 13 | 3");
   EXPECT_EQ(base_.read("cache/broken"), "untouched");
-  EXPECT_EQ(base_.read("cache/missing"), "");
+  EXPECT_EQ(base_.read("cache/missing_"), "");
   SetConnectedState(ConnectedState::Disconnected);
-  EXPECT_THAT(pull(*makeServer(), subscriber), HasSubstr("2 broken: Resource not cached, -1 items, 0 new"));
+  EXPECT_THAT(pull(*makeServer(), subscriber), HasSubstr("2 missing_: Resource not cached, -1 items, 0 new"));
 }
 
 TEST_P(Pull, RunsAfterTheOneBefore) {

@@ -124,6 +124,16 @@ TEST_P(Stop, IsTakenBackByANewServer) {
   server_->DetachSubscriber(&subscriber);
 }
 
+#ifndef NDEBUG
+TEST_P(Stop, IsTracedByTheCheckThatFindsItWithoutALineEndBetweenCategories) {
+  const EnvironmentVariable trace("QUILLMORIA_TRACE", "1");
+  RecordingSubscriber subscriber([&](const std::string&) { server_->TerminateNewsPullThread(nullptr); });
+  testing::internal::CaptureStderr();
+  pull(*server_, subscriber);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::ContainsRegex("ended on demand([^\n]|$)"));
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Stop, testing::Values(1, 8), testing::PrintToStringParamName());
 
 }  // namespace

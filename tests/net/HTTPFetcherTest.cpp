@@ -65,6 +65,10 @@ TEST_F(HTTPFetcherTest, AnswersARefusalWithCredentialsOnceAndKeepsThemBackUntilT
   }
   EXPECT_EQ(fetch(server.url("/row")), "HTTP_STATUS_DENIED|");
   EXPECT_EQ(server.requests().back(), request("/row", host));
+  const std::string refusal = LoopbackServer::response("401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n", "");
+  guard(server, "/target", refusal, LoopbackServer::response("200 OK", "", "in"));
+  server.answer("/moved", LoopbackServer::response("302 Found", here("Location: http://HOST/target\r\n"), ""));
+  EXPECT_EQ(fetch(server.url("/moved"), "me", "secret"), "OK|in\n");
 }
 
 TEST_F(HTTPFetcherTest, SetsUpOneSessionForFirstFetchesThatRace) {

@@ -43,6 +43,7 @@ TEST_F(ImageFolder, KeepsWhateverADownloadLeftAndNeverAsksAgain) {
     EXPECT_EQ(load("http://other.example/c/" + name), result) << target;
     EXPECT_EQ(server_.requests().size(), requests) << target;
   }
+  EXPECT_EQ(load(server_.url("/no-name/")), "falseunhandled exception\n");
 }
 
 TEST_F(ImageFolder, KeepsEachPictureWhileAnotherIsUnderWayUnderASimilarName) {
