@@ -34,7 +34,7 @@ def parse_shares(engine):
 
 
 def growth(engine):
-    rows = [["ns an item"] + list(ITEMS) + ["growth, 100 to 100,000"]]
+    rows = [["ns per item"] + list(ITEMS) + ["growth, 100 to 100,000"]]
     for work in ("parseItems", "matchAgainstAFullCache", "store", "load"):
         each = [engine["%s/%s" % (work, items)] / int(items) for items in ITEMS]
         rows.append([work] + ["%.0f" % cost for cost in each] + ["%.2f" % (each[-1] / each[0])])

@@ -30,7 +30,8 @@ class QUILLMORIA_EXPORT IPicture {
   std::int32_t width() const { return width_; }
   /// Rows, at least 1.
   std::int32_t height() const { return height_; }
-  /// Row `y`, counted from 0 at the top: four bytes a pixel. Valid as long as the picture. `y` must be below height().
+  /// Row `y`, counted from 0 at the top: four bytes per pixel. Valid as long as the picture. `y` must be below
+  /// height().
   std::span<const std::uint8_t> row(std::int32_t y) const;
 
  private:

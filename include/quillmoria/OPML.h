@@ -44,7 +44,7 @@ class QUILLMORIA_EXPORT OPMLDoc {
   struct QUILLMORIA_EXPORT OutlineStruct {
     OutlineStruct* parent = nullptr;  ///< the enclosing outline; none at the top and under the wrapper of a flat list
     std::vector<OutlineStruct*> children;  ///< in document order
-    std::int32_t level = 0;                ///< 0 at the top, the parent's and 1 below
+    std::int32_t level = 0;                ///< 0 at the top, below one more than the parent's
     std::u16string text;                   ///< the label
     std::string type;                      ///< "rss" for every outline with a feed address
     std::string xmlUrl;                    ///< the feed's address

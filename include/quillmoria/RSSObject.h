@@ -72,7 +72,7 @@ class QUILLMORIA_EXPORT RSSObject {
     std::u16string guidW;         ///< identifier: RSS guid or Atom id
     bool isPermaLink = false;     ///< the guid said isPermaLink="true"
     CTime date;                   ///< an item that gives none has the time of parsing
-    std::string timeSuffix;       ///< shown behind the time: "GMT", "AM" or "PM"
+    std::string timeSuffix;       ///< shown after the time: "GMT", "AM" or "PM"
     std::int32_t status = 0;      ///< 0 not compared, 2 new, 3 seen before, 4 read from the cache
 
     /// Empties the strings, sets `date` to -1 and `isPermaLink` to false; `status` stays.
