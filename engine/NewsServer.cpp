@@ -14,6 +14,7 @@
 
 using quillmoria::engineState;
 
+/// Compatibility: every server is a handle on one engine.
 NewsServer::NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder) {
   engineState->setUp(categories, std::move(baseFolder));
 }

@@ -14,7 +14,7 @@
 namespace quillmoria {
 namespace {
 
-constexpr unsigned kExitCodeOfAStoppedPull = 5;
+constexpr unsigned kExitCodeOfAStoppedPull = 5;  // Compatibility.
 constexpr std::size_t kLargeObject = std::size_t{8} << 20;
 
 void endIfShuttingDown() {
@@ -43,6 +43,7 @@ void Pull::run() {
   settings_ = engineState->pullSettings();
   beginFetchingAhead();
   for (std::int32_t i = 0; i < categoryCount(); ++i) {
+    // Compatibility: this text without a line end, the others with one.
     endIfStopped("Pull News Thread ended on demand");
     pullCategory(settings_.categories.categories[i]);
   }
@@ -71,7 +72,7 @@ std::int32_t Pull::categoryCount() {
 void Pull::pullCategory(const Category& category) {
   const Feed* const feeds = category.feeds;
   const std::int32_t feedCount = feeds ? category.feedCount : 0;
-  engineState->categoryStarted.SetMessage("category:" + category.category);
+  engineState->categoryStarted.SetMessage("category:" + category.category);  // Compatibility.
   send(engineState->categoryStarted);
   pullFeeds(feeds, feedCount);
   send(engineState->categoryFinished);
@@ -80,9 +81,9 @@ void Pull::pullCategory(const Category& category) {
 
 void Pull::pullFeeds(const Feed* feeds, std::int32_t feedCount) {
   for (std::int32_t i = 0; i < feedCount; ++i) {
-    // A request that is found here stays, for the check before the next category.
+    // Compatibility: a request that is found here stays, for the check before the next category.
     if (engineState->isStopRequested()) return;
-    if (feeds[i].enabled == 1) pullFeed(feeds[i]);
+    if (feeds[i].enabled == 1) pullFeed(feeds[i]);  // Compatibility: exactly 1
   }
 }
 

@@ -120,6 +120,7 @@ struct NamedElement {
   Element element = Element::Other;
 };
 
+// Compatibility: by their prefix, whatever it stands for.
 constexpr NamedElement kNamedElements[] = {
     {"channel", Element::Channel},
     {"content", Element::Content},
@@ -185,6 +186,7 @@ struct FieldRule {
   Field field;
 };
 
+// Compatibility: nothing of later formats.
 constexpr FieldRule kFieldRules[] = {
     {Context::Image, Element::Title, Field::ImageTitle},
     {Context::Image, Element::Url, Field::ImageUrl},
@@ -245,7 +247,7 @@ const char* attribute(const char** attributes, const char* name) {
   return nullptr;
 }
 
-/// Where RSS documents start from, fixed by the first parse of the process.
+/// Where RSS documents start from. Compatibility: fixed by the first parse of the process.
 CTime defaultUpdateBase() {
   static const CTime base = readW3cDate("2000-01-01T12:00+00:00");
   return base;
@@ -267,6 +269,7 @@ std::string_view linesOf(std::string_view text, std::size_t size) {
   return text.substr(0, std::min(lineFeed + 1, kMost));
 }
 
+/// Compatibility: items without one are left out.
 bool hasAddress(const RSSObject::NewsItemStruct& item) {
   return !item.link.empty() || (item.isPermaLink && !item.guidW.empty());
 }
@@ -353,6 +356,7 @@ void FeedParseState::feedParser(std::string_view document) {
   }
 }
 
+/// Compatibility: names act at any depth.
 void FeedParseState::startElement(const char* name, Attributes attributes) {
   current_ = elementOf(name);
   switch (current_) {
@@ -439,10 +443,11 @@ void FeedParseState::endElement() {
   field_ = chooseField();
 }
 
+/// Compatibility: each chunk is trimmed on its own.
 void FeedParseState::characters(std::string_view chunk) {
   if (field_ == Field::None) return;
   if (chunk.size() == 1 && current_ == Element::Description) {
-    if (chunk == "\n" || chunk == "\r") chunk = " ";  // so that lines of a description do not run together
+    if (chunk == "\n" || chunk == "\r") chunk = " ";  // Compatibility: no other lines are kept apart
   } else {
     chunk = trimLineBreaks(chunk);
     if (chunk.empty()) return;
@@ -480,6 +485,7 @@ void FeedParseState::completeItem() {
   widen(item_.descriptionW, text_.description);
   widen(item_.creatorW, text_.creator);
   widen(item_.guidW, text_.guid);
+  // Compatibility: never without a date; "GMT" where a W3C date gave it.
   if (item_.date == CTime()) item_.date = CTime::GetCurrentTime();
   if (item_.timeSuffix.empty()) item_.timeSuffix = item_.date.Format("%p");
   // A copy, not a move: nested elements may complete one item several times, and the next one reuses its memory.
@@ -488,6 +494,7 @@ void FeedParseState::completeItem() {
   target_.parsedItems.push_back(item_);
 }
 
+/// Compatibility: the last link wins, whatever its relation.
 void FeedParseState::setLink(Attributes attributes) {
   const char* href = attribute(attributes, "href");
   if (!href || (!inEntry_ && open_.size() != 1)) return;
@@ -499,6 +506,7 @@ void FeedParseState::setLink(Attributes attributes) {
   }
 }
 
+/// Compatibility: no other letter case, and false without the attribute.
 void FeedParseState::setPermaLink(Attributes attributes) {
   if (const char* value = attribute(attributes, "isPermaLink")) item_.isPermaLink = areEqual(value, "true");
 }
@@ -509,7 +517,8 @@ void FeedParseState::loadPicture() {
   target_.LoadImage(target_.channel.image);
 }
 
-/// A document may finish several times, so the items are only counted here: the array is made once, after the parse.
+/// Compatibility: a document may finish several times, so the items are only counted here: the array is made once,
+/// after the parse.
 void FeedParseState::finish() {
   finishedItems_ = target_.parsedItems.size();
   inChannel_ = false;
@@ -533,6 +542,7 @@ void FeedParseState::keepItems(std::size_t parsed) {
 FeedField FeedParseState::chooseField() const {
   static constexpr FieldTable kFields = fieldTable();
   const std::size_t depth = open_.size();
+  // Compatibility: at no other depth.
   const bool isInRecord = (isRss_ && depth == 4) || (isRdfFamily() && depth == 3);
   const auto context = [&] {
     if (inImage_ && isInRecord) return Context::Image;
@@ -545,6 +555,7 @@ FeedField FeedParseState::chooseField() const {
   return kFields[static_cast<std::size_t>(context)][static_cast<std::size_t>(current_)];
 }
 
+/// Compatibility: some fields are their last chunk.
 void FeedParseState::store(std::string_view chunk) {
   RSSObject::ChannelStruct& channel = target_.channel;
   RSSObject::ImageStruct& image = channel.image;

@@ -13,15 +13,18 @@ namespace {
 
 constexpr char kSettingsFile[] = "\\config\\quillmoria.ini";
 constexpr char kSection[] = "Proxy";
+// Compatibility: public.
 constexpr std::string_view kCredentialsKey = "pqmz47105962whetcvrnTLUWQGHa3ZKVRKT";
 constexpr std::string_view kNameEnd = "~~";
 constexpr char kPasswordEnd = '`';
 constexpr std::size_t kBlockBytes = 8;
 constexpr std::size_t kMaxCredentialBytes = 500;
 
+// Compatibility: upper case alone.
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 /// Deciphers the whole blocks of `bytes` under as many bytes of `keyText` as there are, or all of it.
+/// Compatibility: other programs encipher so.
 std::string decipher(const std::vector<std::uint8_t>& bytes, std::string_view keyText) {
   const std::size_t keyLength = std::min(bytes.size(), keyText.size());
   const BlowfishCipher cipher(reinterpret_cast<const std::uint8_t*>(keyText.data()),
@@ -37,6 +40,7 @@ std::string decipher(const std::vector<std::uint8_t>& bytes, std::string_view ke
 ProxySettings LoadProxySettings(const std::string& baseFolder) {
   const SettingsFile file(baseFolder + kSettingsFile);
   ProxySettings proxy;
+  // Compatibility: what is no number is 0, the environment's proxy.
   proxy.type = quillmoria::toInt32(file.GetValue(kSection, "Type", "1"));
   proxy.server = file.GetValue(kSection, "Server", "");
   proxy.port = quillmoria::toInt32(file.GetValue(kSection, "Port", "80"));
@@ -49,7 +53,7 @@ ProxySettings LoadProxySettings(const std::string& baseFolder) {
 }
 
 std::array<std::string, 2> DecodeCredentials(std::string_view hexText, std::string_view keyText) {
-  const std::size_t count = hexText.size() / 2;
+  const std::size_t count = hexText.size() / 2;  // Compatibility: of a single digit, none, which the cipher refuses
   if (count % kBlockBytes != 0 || count > kMaxCredentialBytes) return {};
   std::vector<std::uint8_t> bytes(count);
   for (std::size_t i = 0; i < count; ++i) bytes[i] = HexPairToByte(hexText[2 * i], hexText[2 * i + 1]);

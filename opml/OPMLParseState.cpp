@@ -63,6 +63,7 @@ constexpr Field<HeadStruct> kHeadFields[] = {
     {"windowBottom", storeIn<HeadStruct, &HeadStruct::windowBottom>},
 };
 
+// Compatibility: the later of text and title.
 constexpr Field<OutlineStruct> kOutlineFields[] = {
     {"text", storeIn<OutlineStruct, &OutlineStruct::text>},
     {"title", storeIn<OutlineStruct, &OutlineStruct::text>},
@@ -158,6 +159,7 @@ void OPMLParseState::startElement(const char* tag, Attributes attributes) {
 
 void OPMLParseState::endElement(std::string_view name) {
   if (name == "opml") {
+    // Compatibility: without a line end.
     quillmoria::trace("End OPML parsing");
     if (!isNested_) wrapFlatList();
   }
@@ -167,10 +169,12 @@ void OPMLParseState::endElement(std::string_view name) {
   storeText_ = nullptr;
 }
 
+/// Compatibility: the last chunk replaces those before.
 void OPMLParseState::characters(std::string_view text) {
   if (headCount_ == 1 && storeText_) storeText_(document_.head, text);
 }
 
+/// Compatibility: the first attribute, whatever its name.
 void OPMLParseState::readVersion(Attributes attributes) {
   if (!attributes[0]) {
     document_.version = "1.0";
@@ -207,7 +211,8 @@ void OPMLParseState::place(std::unique_ptr<OutlineStruct> outline) {
   document_.lastOutline = outline.release();
 }
 
-/// Makes all outlines the children of one, which is titled like the list or, without a title, like the URL asked last.
+/// Compatibility: makes all outlines the children of one, which is titled like the list or, without a title, like the
+/// URL asked last.
 void OPMLParseState::wrapFlatList() {
   auto wrapper = std::make_unique<OutlineStruct>();
   wrapper->text = document_.head.title;

@@ -24,7 +24,7 @@ constexpr std::size_t kMaxPieceLength = 1999;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr char kFetched[] = "OK";
 
-/// Takes a text apart into its lines, and lines above 1,999 characters into pieces of that length.
+/// Takes a text apart into its lines. Compatibility: lines above 1,999 characters into pieces of that length.
 class PieceReader {
  public:
   explicit PieceReader(std::string_view text) : rest_(text) {}
@@ -46,8 +46,8 @@ class PieceReader {
   bool atEnd_ = false;
 };
 
-/// The text of a list file in the form that is parsed: without what stands before the first line's "<", and with a line
-/// end behind every piece but the first.
+/// The text of a list file in the form that is parsed. Compatibility: without what stands before the first line's "<",
+/// and with a line end after every piece but the first.
 std::string joinPieces(std::string_view file) {
   PieceReader reader(file);
   std::string_view first = reader.next();
@@ -63,6 +63,7 @@ OPMLParser::OPMLParser(std::string folder) : baseFolder(std::move(folder)) {}
 
 OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 
+/// Compatibility: the same for every stage.
 void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(kFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
@@ -104,7 +105,7 @@ void OPMLParser::SendEventToAllSubscribers(std::int32_t event) {
 
 void OPMLParser::ParseContent(std::string text) {
   initialize()->parse(text);
-  status = kFetched;
+  status = kFetched;  // Compatibility: whatever came of it
 }
 
 std::unique_ptr<OPMLParseState> OPMLParser::initialize() {

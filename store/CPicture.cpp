@@ -26,7 +26,7 @@ struct ImageAddress {
   bool secure = false;
 };
 
-/// An address without a slash is whole both its host and its path.
+/// Compatibility: the scheme in lower case alone; an address without a slash is whole both its host and its path.
 ImageAddress split(std::string_view url) {
   constexpr std::string_view kHttp = "http://";
   constexpr std::string_view kHttps = "https://";
@@ -44,6 +44,7 @@ ImageAddress split(std::string_view url) {
   return address;
 }
 
+/// Compatibility: the last segment alone, its query included.
 std::string cachePath(const std::string& baseFolder, std::string_view path) {
   return (baseFolder + "\\feed_imgs\\").append(path.substr(path.rfind('/') + 1));
 }
@@ -53,8 +54,8 @@ bool isOnline() {
   return state && !(*state & INTERNET_STATE_DISCONNECTED);
 }
 
-/// Whatever the server does, there is a file at `file` afterwards, so the image is not asked for again. None is left by
-/// a disk that takes no more, or by a process that ends or cuts its transfers off meanwhile.
+/// Compatibility: whatever the server does, there is a file at `file` afterwards, so the image is not asked for again.
+/// None is left by a disk that takes no more, or by a process that ends or cuts its transfers off meanwhile.
 void download(const ImageAddress& from, const std::string& file, const std::string& baseFolder) {
   HTTPFetcher fetcher;
   fetcher.PrepareFetch(baseFolder);
@@ -87,7 +88,7 @@ bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
     }
     return LoadFromFile(file);
   } catch (...) {
-    std::fputs("unhandled exception\n", stdout);
+    std::fputs("unhandled exception\n", stdout);  // Compatibility: this text
     return false;
   }
 }
@@ -105,5 +106,5 @@ bool CPicture::LoadFromArchive(CArchive& archive) {
 bool CPicture::LoadFromStream(IStream* stream) {
   Free();
   picture = OleLoadPicture(stream);
-  return true;
+  return true;  // Compatibility: also without a picture
 }

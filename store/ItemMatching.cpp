@@ -13,7 +13,7 @@ namespace {
 
 using Item = RSSObject::NewsItemStruct;
 
-// Values of an item's status.
+// Values of an item's status. Compatibility: 1 is none.
 constexpr std::int32_t kUnmatched = 0;
 constexpr std::int32_t kNew = 2;
 constexpr std::int32_t kSeen = 3;
@@ -139,7 +139,8 @@ class ItemIndex {
   std::vector<std::uint32_t> places_;  ///< numbers of items
 };
 
-/// The items of a cache file, each found by its identifier, or by its link if it is looked for without one.
+/// The items of a cache file. Compatibility: each is found by its identifier, or by its link, even an empty one, if it
+/// is looked for without an identifier, but never by both.
 class CachedItems {
  public:
   explicit CachedItems(std::span<const Item> items)
@@ -169,7 +170,7 @@ std::span<Item> itemsOf(const RSSObject& feed) {
   return {feed.items, static_cast<std::size_t>(std::max(feed.itemCount, 0))};
 }
 
-/// Marks an item that is the same as `known`, or new if that is null.
+/// Marks an item that is the same as `known`, or new if that is null. Compatibility: the date is that of the cache.
 void mark(Item& item, const Item* known) {
   item.status = known ? kSeen : kNew;
   if (known) item.date = known->date;

@@ -14,6 +14,7 @@ using Channel = RSSObject::ChannelStruct;
 using Item = RSSObject::NewsItemStruct;
 
 constexpr std::string_view kSignature = "Quillmoria News Items";
+// Compatibility: the slash is none of them.
 constexpr std::string_view kNotInFileNames = "\"\\><:*?|";
 constexpr std::size_t kBufferBytes = 4096;
 constexpr std::int32_t kReadFromCache = 4;        ///< status of an item
@@ -22,7 +23,7 @@ constexpr std::int32_t kMostBareItems = 1000000;  ///< items without a record ea
 // What format versions brought.
 constexpr std::int32_t kSourceNoteVersion = 2;
 constexpr std::int32_t kItemVersion = 3;
-constexpr std::int32_t kIdentifierVersion = 4;  ///< this one alone has identifiers
+constexpr std::int32_t kIdentifierVersion = 4;  ///< Compatibility: this one alone has identifiers
 
 // A record is smallest when its texts are empty, one byte each. In memory it takes less than 32 times as much, so what
 // a file can make us allocate is bounded by its size.
@@ -30,7 +31,7 @@ constexpr std::uint64_t kSmallestRecord = 5 * 1 + 4;
 constexpr std::uint64_t kSmallestRecordWithIdentifier = kSmallestRecord + 1 + 4;
 static_assert(sizeof(Item) < 32 * kSmallestRecord);
 
-/// Stores fields one by one, wide text in the ANSI code page.
+/// Stores fields one by one. Compatibility: wide text in the ANSI code page.
 class FieldWriter {
  public:
   explicit FieldWriter(CArchive& archive) : archive_(archive) {}
@@ -68,7 +69,8 @@ class FieldReader {
   std::string narrow_;
 };
 
-/// Takes `fields` through a channel in the order of the file.
+/// Takes `fields` through a channel in the order of the file. Compatibility: without narrow texts that have a wide
+/// twin.
 template <class Fields, class AnyChannel>
 void transferChannel(Fields& fields, AnyChannel& channel) {
   fields(channel.titleW);
@@ -135,6 +137,7 @@ std::unique_ptr<RSSObject> readFeed(CFile& file) {
   Channel channel;
   transferChannel(fields, channel);
 
+  // Compatibility: of another signature the count holds, and the items are empty.
   const bool hasRecords = signature == kSignature && version >= kItemVersion;
   if (!isPossible(itemCount, hasRecords, version, archive.remaining())) return nullptr;
   auto items = std::make_unique<Item[]>(static_cast<std::size_t>(itemCount));
@@ -162,6 +165,7 @@ std::unique_ptr<RSSObject> tryRead(const std::string& path) {
 
 std::unique_ptr<RSSObject> notCached(const std::string& path) {
   Channel channel;
+  // Compatibility: the file's name, not the feed's.
   channel.feedName = path.substr(path.rfind('\\') + 1);
   return std::make_unique<RSSObject>(std::move(channel), nullptr, -1);
 }
