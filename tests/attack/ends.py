@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 from kills import CacheFile, bitmap
 

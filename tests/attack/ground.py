@@ -25,6 +25,7 @@ import sys
 import tempfile
 import threading
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 from memory import PICTURE as PNG
 

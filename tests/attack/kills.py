@@ -21,6 +21,7 @@ import sys
 import tempfile
 import time
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 
 FEEDS = [f"Feed {number}" for number in range(20)]

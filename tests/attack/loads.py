@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 
 FEED = b"<rss><channel><item><link>http://example.org/</link></item></channel></rss>"

@@ -23,6 +23,7 @@ import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 from pull_host import Fault, PullHost
 

@@ -15,6 +15,7 @@ import sys
 import tempfile
 import time
 
+sys.path.append(f"{sys.path[0]}/../support")
 from feed_server import FeedServer, response
 from pull_host import PullHost
 

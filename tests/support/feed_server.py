@@ -1,4 +1,4 @@
-"""A server on a loopback port that answers with exact bytes, for the scripts of this folder."""
+"""A server on a loopback port that answers with exact bytes, for test scripts."""
 
 import socket
 import threading
