@@ -114,16 +114,15 @@ class EngineState {
   CMutex pullLock_;  ///< held by a pull from its first event to its last
 
  public:
-  // The prepared events. Compatibility: 5 to 9 are none. Every delivery passes a copy; the message of the fourth is
-  // guarded by the pull lock.
-  RSSEvent feedLoading{10};
-  RSSEvent feedLoaded{11};
-  RSSEvent newsDelivered{2};
-  RSSEvent categoryStarted{12};
-  RSSEvent categoryFinished{13};
-  RSSEvent pullStarted{1};
-  RSSEvent pullFinished{3};
-  RSSEvent pullFinishedOffline{4};
+  // The prepared events. Compatibility: 5 to 9 are none. Every delivery passes a copy; the message of categoryStarted is guarded by the pull lock.
+  RSSEvent feedLoading{kFeedLoading};
+  RSSEvent feedLoaded{kFeedLoaded};
+  RSSEvent newsDelivered{kNewsDelivered};
+  RSSEvent categoryStarted{kCategoryStarted};
+  RSSEvent categoryFinished{kCategoryFinished};
+  RSSEvent pullStarted{kPullStarted};
+  RSSEvent pullFinished{kPullFinished};
+  RSSEvent pullFinishedOffline{kPullFinishedOffline};
 };
 
 extern ModuleObject<EngineState> engineState;

@@ -66,13 +66,13 @@ RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
   std::string body;
   fetcher.PrepareFetch(baseFolder);
   statusMessage = fetcher.FetchURL(std::move(feed.url), feed.userName.c_str(), feed.password.c_str(), &body);
-  if (statusMessage == "OK") {
+  if (statusMessage == quillmoria::kStatusOk) {
     quillmoria::FetchBudget::claim(body.size() * quillmoria::FetchBudget::kObjectBytesPerByte);
     state->parse(body);
   } else {
     statusMessage = std::string(quillmoria::trimLineBreaks(statusMessage));
   }
-  if (itemCount == -1 && statusMessage == "OK") statusMessage = "Failed to parse feed";
+  if (itemCount == -1 && statusMessage == quillmoria::kStatusOk) statusMessage = quillmoria::kStatusUnparsed;
 }
 
 void RSSObject::LoadImage(ImageStruct image) {

@@ -20,14 +20,14 @@ namespace {
 struct Pass {
   const char* title;
   ConnectedState connected;
-  std::int32_t itemStatus;  ///< that every item is to have
-  const char* lastEvent;
+  ItemStatus itemStatus;  ///< that every item is to have
+  EventId lastEvent;
 };
 
 constexpr Pass kPasses[] = {
-    {"First pull: everything is new", ConnectedState::Connected, 2, "3"},
-    {"Second pull: everything has been seen", ConnectedState::Connected, 3, "3"},
-    {"Offline pull: everything comes from the cache", ConnectedState::Disconnected, 4, "4"},
+    {"First pull: everything is new", ConnectedState::Connected, kNewItem, kPullFinished},
+    {"Second pull: everything has been seen", ConnectedState::Connected, kSeenItem, kPullFinished},
+    {"Offline pull: everything comes from the cache", ConnectedState::Disconnected, kCachedItem, kPullFinishedOffline},
 };
 
 struct ExpectedFeed {
@@ -50,7 +50,7 @@ std::string pictureText(const CPicture* picture) {
 }
 
 /// How many items have `status`.
-int count(const RSSObject& news, std::int32_t status) {
+int count(const RSSObject& news, ItemStatus status) {
   int found = 0;
   for (std::int32_t i = 0; i < news.itemCount; ++i) found += news.getNewsItems()[i].status == status;
   return found;
@@ -62,20 +62,24 @@ std::string feedLine(const std::string& category, const std::string& name, int i
          " of the expected status, " + std::to_string(newItems) + " new, picture " + picture;
 }
 
+std::string eventLine(std::int32_t id, const std::string& message = "") {
+  return "event " + std::to_string(id) + (message.empty() ? "" : " ") + message;
+}
+
 /// Events and feeds of one pull as they are to come: a line each.
 std::vector<std::string> expectedOf(const Pass& pass) {
-  std::vector<std::string> lines{"event 1"};
+  std::vector<std::string> lines{eventLine(kPullStarted)};
   const bool isFirst = &pass == std::begin(kPasses);
   for (const ExpectedFeed* feed = std::begin(kExpected); feed != std::end(kExpected); ++feed) {
     const std::string category = feed->category;
     if (feed == std::begin(kExpected) || category != feed[-1].category)
-      lines.push_back("event 12 category:" + category);
-    lines.insert(lines.end(), {"event 10", "event 11"});
+      lines.push_back(eventLine(kCategoryStarted, "category:" + category));
+    lines.insert(lines.end(), {eventLine(kFeedLoading), eventLine(kFeedLoaded)});
     lines.push_back(
         feedLine(category, feed->name, feed->itemCount, feed->itemCount, isFirst ? feed->itemCount : 0, feed->picture));
-    if (feed + 1 == std::end(kExpected) || category != feed[1].category) lines.push_back("event 13");
+    if (feed + 1 == std::end(kExpected) || category != feed[1].category) lines.push_back(eventLine(kCategoryFinished));
   }
-  lines.push_back(std::string("event ") + pass.lastEvent);
+  lines.push_back(eventLine(pass.lastEvent));
   return lines;
 }
 
@@ -92,8 +96,7 @@ class DemoSubscriber : public RSSSubscriber {
   }
 
   void EventReceived(RSSEvent event) override {
-    came_.push_back("event " + std::to_string(event.GetEventID()) + (event.GetMessage().empty() ? "" : " ") +
-                    event.GetMessage());
+    came_.push_back(eventLine(event.GetEventID(), event.GetMessage()));
     output_.line("  " + came_.back());
   }
 

@@ -8,7 +8,6 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::int32_t kNewItem = 2;
 constexpr std::string_view kNoTime = "                ";
 
 std::span<const RSSObject::NewsItemStruct> itemsOf(const RSSObject& news) {

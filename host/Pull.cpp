@@ -11,9 +11,9 @@ struct Advice {
 };
 
 constexpr Advice kAdvice[] = {
-    {"Failed to parse feed", "the address gives no complete feed document"},
-    {"HTTP_STATUS_DENIED", "the server wants a user name and a password"},
-    {"Resource not cached", "pull it once while online"},
+    {kStatusUnparsed, "the address gives no complete feed document"},
+    {kStatusDenied, "the server wants a user name and a password"},
+    {kStatusNotCached, "pull it once while online"},
     {"", "the fetch failed"},
 };
 

@@ -21,12 +21,6 @@
 namespace quillmoria {
 namespace {
 
-/// The id of the engine's event before each feed.
-constexpr std::int32_t kFeedLoading = 10;
-
-/// The status of an item that was in the cache before.
-constexpr std::int32_t kSeenItem = 3;
-
 /// What changes when a feed with unseen items is stored: mostly there is a new file, whatever the clock of the file
 /// system; but the same file with a new time where its code page has no room for what made the items new.
 using FileState = std::tuple<ino_t, time_t, long>;
@@ -109,10 +103,10 @@ class PullReport : public RSSSubscriber {
   std::string share() const { return std::to_string(endedCount_) + " of " + std::to_string(feeds_.size()) + " feeds"; }
 
  private:
-  static bool wasFetched(const RSSObject& news) { return news.statusMessage == "OK"; }
+  static bool wasFetched(const RSSObject& news) { return news.statusMessage == kStatusOk; }
 
   static bool wasReadFromCache(const RSSObject& news) {
-    return news.itemCount < 0 ? news.statusMessage == "Resource not cached" : !wasFetched(news);
+    return news.itemCount < 0 ? news.statusMessage == kStatusNotCached : !wasFetched(news);
   }
 
   /// Whether there are items that are new, or that could not be compared with the cache.

@@ -49,7 +49,7 @@ bool hasLongLine(const std::string& path) {
 
 void fetch(OPMLParser& parser, const std::string& url) {
   parser.ParseFromURL(url);
-  if (parser.status == "OK") return;
+  if (parser.status == kStatusOk) return;
   const std::string why = parser.status.empty() ? "the fetch failed" : parser.status;
   throw Failure(kFailed, "the list " + url + " cannot be fetched: " + why + " (check the address and the network)");
 }

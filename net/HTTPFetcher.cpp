@@ -15,6 +15,7 @@
 #include "platform/CInternetSession.h"
 #include "platform/InternetQueryOption.h"
 #include "quillmoria/HTTPFetchSubscriber.h"
+#include "quillmoria/StatusTexts.h"
 
 namespace quillmoria {
 
@@ -145,12 +146,12 @@ class Download {
       request.file->SendRequest();
       progress();
       const std::int32_t status = request.file->QueryInfoStatusCode();
-      if (status == kDenied) return "HTTP_STATUS_DENIED";
+      if (status == kDenied) return quillmoria::kStatusDenied;
       if (status == kOk) readBody(*request.file, progress);
-      if (!isRedirect(status)) return "OK";  // Compatibility: for 404 and the like, too
+      if (!isRedirect(status)) return quillmoria::kStatusOk;  // Compatibility: for 404 and the like, too
 
       std::optional<std::string> found = redirectTarget(request.file->QueryInfoRawHeaders());
-      if (!found) return "Redirected location not found.";
+      if (!found) return quillmoria::kStatusRedirectWithoutTarget;
       target = std::move(*found);
     }
     return follow(target, progress);
@@ -192,12 +193,12 @@ class Download {
     CString server;
     CString object;
     std::uint16_t port = 0;
-    if (!AfxParseURL(target, server, object, port)) return "Redirected location failed to load.";
+    if (!AfxParseURL(target, server, object, port)) return quillmoria::kStatusRedirectRefused;
     const Request request = open(server, port, object);
     request.file->SendRequest();
-    if (request.file->QueryInfoStatusCode() != kOk) return "Loading from the redirected location failed.";
+    if (request.file->QueryInfoStatusCode() != kOk) return quillmoria::kStatusRedirectFailed;
     readBody(*request.file, progress);
-    return "OK";
+    return quillmoria::kStatusOk;
   }
 
   template <class Progress>

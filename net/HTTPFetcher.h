@@ -13,7 +13,8 @@ class HTTPFetchSubscriber;
 ///     HTTPFetcher fetcher;
 ///     std::string body;
 ///     fetcher.PrepareFetch(baseFolder);
-///     if (fetcher.FetchURL("http://example.org/news.rss", nullptr, nullptr, &body) == "OK") parse(body);
+///     if (fetcher.FetchURL("http://example.org/news.rss", nullptr, nullptr, &body) == quillmoria::kStatusOk)
+///     parse(body);
 ///
 /// Holds nothing itself: session, verb, base folder and observers are the process's (FetchState). Any thread.
 class HTTPFetcher {
@@ -28,8 +29,8 @@ class HTTPFetcher {
   void RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber);
 
   /// Fetches `url`, blocking, and puts the body, up to its first NUL, into `body`, every line ended by "\n". The
-  /// credentials, each possibly null, are sent only if the server asks. Returns "OK" or a failure text; an empty text
-  /// for an empty `url`, with `body` untouched, and when an exception had to be caught.
+  /// credentials, each possibly null, are sent only if the server asks. Returns kStatusOk or a failure text; an empty
+  /// text for an empty `url`, with `body` untouched, and when an exception had to be caught.
   std::string FetchURL(std::string url, const char* userName, const char* password, std::string* body);
 
   /// Requests `objectPath` from `host` and follows at most one redirect. A body goes into the open file `sinkFile`,

@@ -196,7 +196,7 @@ void OPMLParseState::addOutline(Attributes attributes) {
   if (!outline->xmlUrl.empty()) outline->type = "rss";
   outline->level = outlineDepth_++;
   place(std::move(outline));
-  parser_.SendEventToAllSubscribers(kListUpdated);
+  parser_.SendEventToAllSubscribers(quillmoria::kListUpdated);
 }
 
 /// Appends `outline` to the children of the nearest outline before it with a lower level. Each step up goes with an end

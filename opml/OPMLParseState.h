@@ -10,15 +10,6 @@
 
 struct XML_ParserStruct;
 
-/// What OPMLSubscriber::OPMLEventPublished says of these.
-enum OPMLEvent : std::int32_t {
-  kStarted = 0,
-  kFetchStarting = 1,
-  kFetchFinished = 2,
-  kFetchNotice = 4,
-  kListUpdated = 5,
-};
-
 /// One reading of one subscription list: fills a document and sends an event for each outline.
 ///
 ///     OPMLParseState(parser, document).parse(text);

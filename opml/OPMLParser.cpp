@@ -22,7 +22,6 @@ namespace {
 constexpr std::size_t kMaxFileBytes = 64 << 20;
 constexpr std::size_t kMaxPieceLength = 1999;
 constexpr std::string_view kLineEnd = "\r\n";
-constexpr char kFetched[] = "OK";
 
 /// Takes a text apart into its lines. Compatibility: lines above 1,999 characters into pieces of that length.
 class PieceReader {
@@ -64,7 +63,7 @@ OPMLParser::OPMLParser(std::string folder) : baseFolder(std::move(folder)) {}
 OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 
 /// Compatibility: the same for every stage.
-void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(kFetchNotice); }
+void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(quillmoria::kListFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
   const std::optional<std::string> file = quillmoria::readTextFile(path, quillmoria::PathForm::Host, kMaxFileBytes);
@@ -73,7 +72,7 @@ void OPMLParser::ParseFromFile(std::string path) {
 
 void OPMLParser::ParseFromURL(std::string url) {
   const quillmoria::FetchCall call;
-  SendEventToAllSubscribers(kStarted);
+  SendEventToAllSubscribers(quillmoria::kListStarted);
   {
     const quillmoria::MutexLock lock(quillmoria::opmlState->mutex);
     quillmoria::opmlState->lastListURL = url;
@@ -82,15 +81,15 @@ void OPMLParser::ParseFromURL(std::string url) {
   fetcher.PrepareFetch(baseFolder);
   fetcher.AddFetchSubscriber(this);
   std::string body;
-  SendEventToAllSubscribers(kFetchStarting);
+  SendEventToAllSubscribers(quillmoria::kListFetchStarting);
   status = fetcher.FetchURL(std::move(url), nullptr, nullptr, &body);
-  SendEventToAllSubscribers(kFetchFinished);
-  if (status == kFetched) {
+  SendEventToAllSubscribers(quillmoria::kListFetchFinished);
+  if (status == quillmoria::kStatusOk) {
     ParseContent(std::move(body));
   } else {
     status = std::string(quillmoria::trimLineBreaks(status));
   }
-  SendEventToAllSubscribers(kListUpdated);
+  SendEventToAllSubscribers(quillmoria::kListUpdated);
 }
 
 OPMLDoc* OPMLParser::GetOPMLDoc() const { return document.get(); }
@@ -105,7 +104,7 @@ void OPMLParser::SendEventToAllSubscribers(std::int32_t event) {
 
 void OPMLParser::ParseContent(std::string text) {
   initialize()->parse(text);
-  status = kFetched;  // Compatibility: whatever came of it
+  status = quillmoria::kStatusOk;  // Compatibility: whatever came of it
 }
 
 std::unique_ptr<OPMLParseState> OPMLParser::initialize() {

@@ -4,6 +4,8 @@
 #include <memory>
 #include <utility>
 
+#include "quillmoria/StatusTexts.h"
+
 namespace {
 
 std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
@@ -18,7 +20,7 @@ std::unique_ptr<RSSObject::NewsItemStruct[]> copyItems(const RSSObject& other) {
 
 RSSObject::RSSObject(ChannelStruct storedChannel, NewsItemStruct* storedItems, std::int32_t count)
     : items(storedItems), channel(std::move(storedChannel)), itemCount(count) {
-  if (count == -1) statusMessage = "Resource not cached";
+  if (count == -1) statusMessage = quillmoria::kStatusNotCached;
 }
 
 RSSObject::RSSObject(const RSSObject& other)

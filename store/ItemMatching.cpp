@@ -13,11 +13,6 @@ namespace {
 
 using Item = RSSObject::NewsItemStruct;
 
-// Values of an item's status. Compatibility: 1 is none.
-constexpr std::int32_t kUnmatched = 0;
-constexpr std::int32_t kNew = 2;
-constexpr std::int32_t kSeen = 3;
-
 /// Hashes bytes as a polynomial over the prime 2^61 - 1 at a random point, so that no feed can be written whose keys
 /// collide.
 class BytesHash {
@@ -172,7 +167,7 @@ std::span<Item> itemsOf(const RSSObject& feed) {
 
 /// Marks an item that is the same as `known`, or new if that is null. Compatibility: the date is that of the cache.
 void mark(Item& item, const Item* known) {
-  item.status = known ? kSeen : kNew;
+  item.status = known ? kSeenItem : kNewItem;
   if (known) item.date = known->date;
 }
 
@@ -196,7 +191,7 @@ void matchItems(RSSObject& fresh, const RSSObject& cached) {
 }
 
 void unmatchItems(RSSObject& fresh) {
-  for (Item& item : itemsOf(fresh)) item.status = kUnmatched;
+  for (Item& item : itemsOf(fresh)) item.status = kUncomparedItem;
   fresh.newItemCount = 0;
 }
 

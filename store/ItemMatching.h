@@ -4,7 +4,7 @@
 
 namespace quillmoria {
 
-/// Marks each item of `fresh` as seen (status 3) if `cached` has it, and as new (status 2) otherwise, and adds the new
+/// Marks each item of `fresh` as seen if `cached` has it, and as new otherwise, and adds the new
 /// ones to `fresh.newItemCount`. An item with an identifier is looked up by it, any other by its link; the first cached
 /// item with that key is the match, and its date is carried over. Linear in the number of items of both.
 void matchItems(RSSObject& fresh, const RSSObject& cached);

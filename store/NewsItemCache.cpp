@@ -17,7 +17,6 @@ constexpr std::string_view kSignature = "Quillmoria News Items";
 // Compatibility: the slash is none of them.
 constexpr std::string_view kNotInFileNames = "\"\\><:*?|";
 constexpr std::size_t kBufferBytes = 4096;
-constexpr std::int32_t kReadFromCache = 4;        ///< status of an item
 constexpr std::int32_t kMostBareItems = 1000000;  ///< items without a record each
 
 // What format versions brought.
@@ -144,7 +143,7 @@ std::unique_ptr<RSSObject> readFeed(CFile& file) {
   if (hasRecords) {
     for (std::int32_t i = 0; i < itemCount; ++i) {
       transferItem(fields, items[i], version);
-      items[i].status = kReadFromCache;
+      items[i].status = quillmoria::kCachedItem;
     }
   }
   auto feed = std::make_unique<RSSObject>(std::move(channel), nullptr, itemCount);

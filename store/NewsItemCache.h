@@ -28,7 +28,7 @@ class NewsItemCache {
   std::int32_t StoreFeed(std::string baseFolder, const RSSObject* feed, std::int32_t version, std::string sourceNote);
 
   /// Reads the file at `path` into a new object, which the caller owns. A file that is missing, empty, cut off or
-  /// impossible gives an object with the item count -1 and the status "Resource not cached", never null.
+  /// impossible gives an object with the item count -1 and the status kStatusNotCached, never null.
   RSSObject* LoadFeed(std::string path);
 
   /// As LoadFeed, but throws std::bad_alloc and std::system_error where memory or descriptors lack, so that a file that

@@ -10,18 +10,23 @@ namespace quillmoria {
 class ClassicSource;
 }
 
-/// A progress event of a pull: a number and, for id 12, a message.
-///
-/// | id | sent | message |
-/// |---|---|---|
-/// | 1 | once, when the pull begins | |
-/// | 12 | before the feeds of a category | "category:" and the category's name |
-/// | 10 | before an enabled feed is fetched, or read from the cache | |
-/// | 11 | after that | |
-/// | 2 | with each feed object, in NewsReceived | |
-/// | 13 | after the feeds of a category | |
-/// | 3 | at the end of a pull made online | |
-/// | 4 | at the end of a pull made offline | |
+class Pull;
+
+/// The events of a pull, as RSSEvent::GetEventID returns them.
+enum EventId : std::int32_t {
+  kPullStarted = 1,          ///< once, when the pull begins
+  kNewsDelivered = 2,        ///< with each feed object, in NewsReceived
+  kPullFinished = 3,         ///< at the end of a pull made online
+  kPullFinishedOffline = 4,  ///< at the end of a pull made offline
+  kFeedLoading = 10,         ///< before an enabled feed is fetched, or read from the cache
+  kFeedLoaded = 11,          ///< after that
+  kCategoryStarted = 12,     ///< before the feeds of a category; the message is "category:" and the category's name
+  kCategoryFinished = 13,    ///< after the feeds of a category
+};
+
+}  // namespace quillmoria
+
+/// A progress event of a pull: a number (see quillmoria::EventId) and, with kCategoryStarted, a message.
 class QUILLMORIA_EXPORT RSSEvent {
  public:
   /// An event with an empty message.
@@ -30,9 +35,9 @@ class QUILLMORIA_EXPORT RSSEvent {
   RSSEvent& operator=(const RSSEvent&);  ///< Copies number and message.
   virtual ~RSSEvent();
 
-  std::int32_t GetEventID() const;       ///< The number, as given to the constructor.
+  std::int32_t GetEventID() const;       ///< An EventId: the number given to the constructor.
   void SetMessage(std::string message);  ///< Replaces the message of this copy of the event.
-  std::string GetMessage() const;        ///< The message; empty for all events but 12.
+  std::string GetMessage() const;        ///< The message; empty for all events but kCategoryStarted.
 
  private:
   std::int32_t eventID_;
@@ -111,7 +116,8 @@ class QUILLMORIA_EXPORT NewsServer {
   /// (ConnectedState.h) at this moment: it decides for every feed that a pull, this one or one that runs already, loads
   /// from now on, whether that is fetched or read from the cache. If no thread can be started, nothing happens. Where
   /// memory or descriptors run out during the pull, a feed arrives with a failure, or with its items not compared
-  /// (status 0) and its cache file as it was; where not even that is possible, the pull ends as if it had been stopped.
+  /// (kUncomparedItem) and its cache file as it was; where not even that is possible, the pull ends as if it had been
+  /// stopped.
   void RefreshAllNewsForSubscriber(RSSSubscriber* subscriber);
 
   /// Asks the running pull to end at its next check, after the fetch under way, and returns at once. A pull that is
@@ -126,7 +132,7 @@ class QUILLMORIA_EXPORT NewsServer {
   /// Lets pulls that begin from now on fetch and parse up to `feeds` feeds at once, at most `perHost` of them from one
   /// host and port, ahead of the feed that is delivered. Both count from 1 to 64; what is beyond becomes the nearest.
   /// Starts as 1: one feed after the other. Events and deliveries keep their order and their thread, so nothing but the
-  /// clock tells; event 10 then comes when the pull is at the feed, whose fetch may long be over.
+  /// clock tells; kFeedLoading then comes when the pull is at the feed, whose fetch may long be over.
   static void SetParallelFetches(std::int32_t feeds, std::int32_t perHost = 2);
 
  private:

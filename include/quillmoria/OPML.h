@@ -7,9 +7,23 @@
 
 #include "quillmoria/CTime.h"
 #include "quillmoria/HTTPFetchSubscriber.h"
+#include "quillmoria/StatusTexts.h"
 #include "quillmoria/export.h"
 
 class OPMLParseState;
+
+namespace quillmoria {
+
+/// What OPMLSubscriber::OPMLEventPublished is told.
+enum OPMLEventId : std::int32_t {
+  kListStarted = 0,        ///< reading from a URL has started
+  kListFetchStarting = 1,  ///< the fetch is about to start
+  kListFetchFinished = 2,  ///< the fetch has ended, well or not
+  kListFetchNotice = 4,    ///< a fetch notice
+  kListUpdated = 5,        ///< an outline has been placed; also the last event of every reading from a URL
+};
+
+}  // namespace quillmoria
 
 /// A subscription list: the head of an OPML document and the tree of its outlines.
 ///
@@ -100,18 +114,8 @@ class QUILLMORIA_EXPORT OPMLSubscriber {
   OPMLSubscriber& operator=(const OPMLSubscriber&);  ///< There is nothing to copy.
   virtual ~OPMLSubscriber();
 
-  /// Called on the thread that reads the list:
-  ///
-  /// | event | meaning |
-  /// |---|---|
-  /// | 0 | reading from a URL has started |
-  /// | 1 | the fetch is about to start |
-  /// | 2 | the fetch has ended, well or not |
-  /// | 4 | a fetch notice |
-  /// | 5 | an outline has been placed; also the last event of every reading from a URL |
-  ///
-  /// Must not add or remove subscribers of the parser that calls, nor read another list with it. What it throws ends
-  /// the reading and comes out of it.
+  /// Called on the thread that reads the list; `event` is a quillmoria::OPMLEventId. Must not add or remove subscribers
+  /// of the parser that calls, nor read another list with it. What it throws ends the reading and comes out of it.
   virtual void OPMLEventPublished(std::int32_t event) = 0;
 };
 
@@ -119,7 +123,7 @@ class QUILLMORIA_EXPORT OPMLSubscriber {
 ///
 ///     OPMLParser parser(baseFolder);
 ///     parser.ParseFromURL("http://example.org/feeds.opml");
-///     if (parser.status != "OK") return complain(parser.status);
+///     if (parser.status != quillmoria::kStatusOk) return complain(parser.status);
 ///     const OPMLDoc* list = parser.GetOPMLDoc();
 ///
 /// Lists without any nesting come back as one outline that holds them all, titled like the list. A parser belongs to
@@ -134,11 +138,11 @@ class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
   /// Frees the document; subscribers stay the host's.
   ~OPMLParser() override;
 
-  /// A fetch notice: sends event 4, whatever the stage.
+  /// A fetch notice: sends kListFetchNotice, whatever the stage.
   void EventPublished(int stage) override;
 
   /// Reads the list in the file at `path`. One that cannot be opened, is no regular file or is above 64 MiB gives an
-  /// empty document and the status "OK".
+  /// empty document and the status kStatusOk.
   void ParseFromFile(std::string path);
 
   /// Fetches and reads the list at `url`; blocks meanwhile. A failed fetch leaves its text in `status` and the previous
@@ -162,7 +166,7 @@ class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
   std::vector<OPMLSubscriber*> subscribers;
 
  public:
-  std::string status;  ///< empty before the first reading, then "OK" or the text of a failed fetch
+  std::string status;  ///< empty before the first reading, then kStatusOk or the text of a failed fetch
 
  private:
   void ParseContent(std::string text);

@@ -7,9 +7,22 @@
 
 #include "quillmoria/CPicture.h"
 #include "quillmoria/CTime.h"
+#include "quillmoria/StatusTexts.h"
 #include "quillmoria/export.h"
 
 class FeedParseState;
+
+namespace quillmoria {
+
+/// The values of RSSObject::NewsItemStruct::status.
+enum ItemStatus : std::int32_t {
+  kUncomparedItem = 0,  ///< fetched outside a pull, or not comparable with the cache for want of memory or descriptors
+  kNewItem = 2,         ///< not in the cache before
+  kSeenItem = 3,        ///< in the cache already
+  kCachedItem = 4,      ///< read from the cache
+};
+
+}  // namespace quillmoria
 
 /// One feed as the engine hands it to the host: channel, image, items, and a text that says how it went.
 ///
@@ -73,7 +86,7 @@ class QUILLMORIA_EXPORT RSSObject {
     bool isPermaLink = false;     ///< the guid said isPermaLink="true"
     CTime date;                   ///< an item that gives none has the time of parsing
     std::string timeSuffix;       ///< shown after the time: "GMT", "AM" or "PM"
-    std::int32_t status = 0;      ///< 0 not compared, 2 new, 3 seen before, 4 read from the cache
+    std::int32_t status = quillmoria::kUncomparedItem;  ///< see ItemStatus
 
     /// Empties the strings, sets `date` to -1 and `isPermaLink` to false; `status` stays.
     void reset();
@@ -151,7 +164,7 @@ class QUILLMORIA_EXPORT RSSObject {
   ChannelStruct channel;                    ///< the header; holds reset values where the document gives none
   std::int32_t itemCount = -1;              ///< meaningful entries of `items`; -1 if there is no finished document
   std::int32_t newItemCount = 0;            ///< items that were not in the cache before
-  std::string statusMessage;                ///< "OK", a fetch error, "Failed to parse feed" or "Resource not cached"
+  std::string statusMessage;                ///< one of StatusTexts.h, an error text of the network, or empty
   std::vector<NewsItemStruct> parsedItems;  ///< all items in document order, those without an address included
   CPicture* channelPicture = nullptr;       ///< owned, or null
   std::string category;                     ///< see GetCategory
