@@ -71,7 +71,7 @@ void NewsServer::matchAndCacheItems(RSSObject* feed) {
     const std::string baseFolder = engineState->baseFolder();
     NewsItemCache cache;
     quillmoria::matchItems(*feed, *cache.ReadFeed(NewsItemCache::filePath(baseFolder, feed->channel.feedName)));
-    cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote);
+    feed->wasStored_ = cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote) == 1;
   } catch (const std::exception&) {
     // Not knowing which items are new, keep the file for the next pull, which is to find them.
     quillmoria::unmatchItems(*feed);

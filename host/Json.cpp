@@ -56,6 +56,7 @@ std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news) {
                  {"feed", feed.name},
                  {"url", feed.url},
                  {"status", news.statusMessage},
+                 {"stored", news.WasStored()},
                  {"itemCount", news.itemCount},
                  {"newItemCount", news.newItemCount},
                  {"channel", channelAsJson(news.channel)},

@@ -1,13 +1,10 @@
 #include "PullCommand.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <tuple>
 
 #include "Failure.h"
 #include "Json.h"
@@ -20,17 +17,6 @@
 
 namespace quillmoria {
 namespace {
-
-/// What changes when a feed with unseen items is stored: mostly there is a new file, whatever the clock of the file
-/// system; but the same file with a new time where its code page has no room for what made the items new.
-using FileState = std::tuple<ino_t, time_t, long>;
-
-/// Nothing if there is no such file.
-std::optional<FileState> stateOf(const std::string& path) {
-  struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return std::nullopt;
-  return FileState(info.st_ino, info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
-}
 
 /// What a pull brought, feed by feed in the order of the subscriptions. Filled on the pull's thread, read after its
 /// end.
@@ -45,11 +31,7 @@ class PullReport : public RSSSubscriber {
         progress_(feeds_.size()) {}
 
   void EventReceived(RSSEvent event) override {
-    if (event.GetEventID() == kFeedLoading) {
-      const RSSObject::NewsFeed& feed = *feeds_[endedCount_];
-      cacheFileBefore_ = stateOf(cacheFile(feed));
-      progress_.feedStarted(feed.name);
-    }
+    if (event.GetEventID() == kFeedLoading) progress_.feedStarted(feeds_[endedCount_]->name);
   }
 
   /// A throw, as of output that cannot be written, ends the pull.
@@ -66,7 +48,7 @@ class PullReport : public RSSSubscriber {
       failures_.push_back(subscribed.name + ": " + failureText(*news) + " <" + subscribed.url + ">");
     } else {
       itemCount_ += news->itemCount;
-      if (wasFetched(*news) && hasUnseenItems(*news) && !wasCached(subscribed)) {
+      if (wasFetched(*news) && hasUnseenItems(*news) && !news->WasStored()) {
         failures_.push_back(subscribed.name +
                             ": its cache file cannot be written (is the disk full or read-only?): its items will be "
                             "new again");
@@ -115,17 +97,6 @@ class PullReport : public RSSSubscriber {
     return std::any_of(items, items + news.itemCount, [](const auto& item) { return item.status != kSeenItem; });
   }
 
-  std::string cacheFile(const RSSObject::NewsFeed& feed) const {
-    return baseFolder_ + "/cache/" + cacheFileName(feed.name);
-  }
-
-  /// Whether the feed that has just ended, with unseen items, was stored: the engine does so before it hands out the
-  /// news, and does not say when it cannot.
-  bool wasCached(const RSSObject::NewsFeed& feed) const {
-    const std::optional<FileState> now = stateOf(cacheFile(feed));
-    return now && now != cacheFileBefore_;
-  }
-
   std::string summary() const {
     return share() + ": " + std::to_string(itemCount_) + " items, " + std::to_string(newItemCount_) + " new, " +
            std::to_string(failures_.size()) + " failed";
@@ -137,7 +108,6 @@ class PullReport : public RSSSubscriber {
   Output& output_;
   Progress progress_;
   std::size_t endedCount_ = 0;
-  std::optional<FileState> cacheFileBefore_;  ///< of the feed under way
   long itemCount_ = 0;
   long newItemCount_ = 0;
   std::vector<std::string> failures_;

@@ -22,14 +22,15 @@ std::string_view withoutScheme(std::string_view url) {
   return end == std::string_view::npos ? url : url.substr(end + 3);
 }
 
-}  // namespace
-
+/// The name of the file that the engine makes of a feed's name.
 std::string cacheFileName(std::string name) {
   constexpr std::string_view kReplaced = "\"\\><:*?|";
   std::replace_if(
       name.begin(), name.end(), [&](char c) { return kReplaced.find(c) != std::string_view::npos; }, '_');
   return name;
 }
+
+}  // namespace
 
 void Subscriptions::add(std::string_view category, std::string_view name, const std::string& url) {
   std::string fileName = asFileName(name);

@@ -11,9 +11,6 @@
 
 namespace quillmoria {
 
-/// The name of the file, in the base folder's `cache`, that the engine makes of a feed's name.
-std::string cacheFileName(std::string name);
-
 /// What is subscribed: feeds by category, in the form in which the engine takes them.
 ///
 ///     Subscriptions subscriptions;

@@ -30,7 +30,8 @@ RSSObject::RSSObject(const RSSObject& other)
       statusMessage(other.statusMessage),
       parsedItems(other.parsedItems),
       category(other.category),
-      baseFolder(other.baseFolder) {
+      baseFolder(other.baseFolder),
+      wasStored_(other.wasStored_) {
   auto copies = copyItems(other);
   if (other.channelPicture) channelPicture = new CPicture(*other.channelPicture);
   items = copies.release();
@@ -47,6 +48,7 @@ RSSObject& RSSObject::operator=(const RSSObject& other) {
   std::swap(channelPicture, copy.channelPicture);
   std::swap(category, copy.category);
   std::swap(baseFolder, copy.baseFolder);
+  std::swap(wasStored_, copy.wasStored_);
   return *this;
 }
 
@@ -60,3 +62,5 @@ RSSObject::NewsItemStruct* RSSObject::getNewsItems() const { return items; }
 std::string RSSObject::GetCategory() const { return category; }
 
 CPicture* RSSObject::GetChannelPicture() const { return channelPicture; }
+
+bool RSSObject::WasStored() const { return wasStored_; }

@@ -11,6 +11,7 @@
 #include "quillmoria/export.h"
 
 class FeedParseState;
+class NewsServer;
 
 namespace quillmoria {
 
@@ -152,6 +153,11 @@ class QUILLMORIA_EXPORT RSSObject {
   /// keeps it.
   CPicture* GetChannelPicture() const;
 
+  /// True if a pull has fetched this object, compared its items with those of the last pull and stored them, so that
+  /// the next pull knows them; false if the disk did not let it, and of any object that failed, came from the cache or
+  /// was made outside a pull. Copies say the same.
+  bool WasStored() const;
+
   /// Replaces the channel picture by the one at `image.url`, from the image folder or the network (CPicture), or by
   /// none if the address is empty.
   void LoadImage(ImageStruct image);
@@ -171,5 +177,8 @@ class QUILLMORIA_EXPORT RSSObject {
   std::string baseFolder;                   ///< images are kept under it
 
  private:
+  friend class NewsServer;
   std::unique_ptr<FeedParseState> initialize();
+
+  bool wasStored_ = false;
 };

@@ -52,10 +52,13 @@ TEST_P(Pull, MarksItemsAsNewThenAsSeenAndReadsThemFromTheCacheOffline) {
   EXPECT_EQ(base_.read("cache/a_ news_").size(), file.size());
 
   std::string statuses;
+  RSSObject copy({}, nullptr, 0);
   for (const auto& news : subscriber.news()) {
     for (int i = 0; i < news->itemCount; ++i) statuses += std::to_string(news->items[i].status);
+    copy = *news;
+    statuses += copy.WasStored() ? " stored " : "";
   }
-  EXPECT_EQ(statuses, "223344");
+  EXPECT_EQ(statuses, "22 stored 33 stored 44");
   EXPECT_EQ(subscriber.news()[1]->GetCategory() + "|" + subscriber.news()[2]->GetCategory(), "Tech|");
   EXPECT_EQ(subscriber.news()[1]->items[1].date, subscriber.news()[0]->items[1].date) << "the first time is kept";
 }
