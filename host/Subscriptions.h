@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "quillmoria/RSSObject.h"
@@ -38,11 +38,13 @@ class Subscriptions {
 
   std::size_t feedCount_ = 0;
   std::vector<std::string> categories_;
-  std::vector<std::vector<RSSObject::NewsFeed>> feeds_;  ///< one entry a category
-  std::unordered_map<std::string, std::size_t> categoryIndex_;
-  std::unordered_set<std::string> fileNames_;
-  std::unordered_map<std::string, int> lastNumber_;  ///< by the file name that was asked for
+  std::vector<std::vector<RSSObject::NewsFeed>> feeds_;  ///< one entry per category
   std::vector<RSSObject::NewsFeedsPerCategoryStruct> records_;
+
+  // By what strangers write, who could make it collide in a hash table.
+  std::map<std::string, std::size_t> categoryIndex_;
+  std::set<std::string> fileNames_;
+  std::map<std::string, int> lastNumber_;  ///< by the file name that was asked for
 };
 
 }  // namespace quillmoria
