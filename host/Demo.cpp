@@ -12,6 +12,7 @@
 #include "Pull.h"
 #include "SubscriptionList.h"
 #include "Subscriptions.h"
+#include "Text.h"
 #include "quillmoria/ConnectedState.h"
 
 namespace quillmoria {
@@ -58,8 +59,9 @@ int count(const RSSObject& news, ItemStatus status) {
 
 std::string feedLine(const std::string& category, const std::string& name, int items, int asExpected, int newItems,
                      const std::string& picture) {
-  return category + ": " + name + ": " + std::to_string(items) + " items, " + std::to_string(asExpected) +
-         " of the expected status, " + std::to_string(newItems) + " new, picture " + picture;
+  return category + ": " + name + ": " + counted(static_cast<std::size_t>(items), "item") + ", " +
+         std::to_string(asExpected) + " of the expected status, " + std::to_string(newItems) + " new, picture " +
+         picture;
 }
 
 std::string eventLine(std::int32_t id, const std::string& message = "") {
@@ -107,7 +109,7 @@ class DemoSubscriber : public RSSSubscriber {
     const std::string picture = pictureText(news->GetChannelPicture());
     came_.push_back(feedLine(subscribed.category, subscribed.name, news->itemCount, count(*news, pass_->itemStatus),
                              news->newItemCount, picture));
-    for (const std::string& line : newsLines(subscribed.name + ", picture " + picture, *news)) output_.line(line);
+    listNews(output_, subscribed.name + ", picture " + picture, *news, Extent::Short);
   }
 
   const std::vector<std::string>& came() const { return came_; }

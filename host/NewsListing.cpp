@@ -1,5 +1,7 @@
 #include "NewsListing.h"
 
+#include <algorithm>
+#include <limits>
 #include <span>
 
 #include "Pull.h"
@@ -8,27 +10,52 @@
 namespace quillmoria {
 namespace {
 
+using Item = RSSObject::NewsItemStruct;
+
+constexpr std::size_t kMaxShortItems = 50;
+constexpr std::size_t kMaxShortTitleColumns = 200;
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 constexpr std::string_view kNoTime = "                ";
 
-std::span<const RSSObject::NewsItemStruct> itemsOf(const RSSObject& news) {
+std::span<const Item> itemsOf(const RSSObject& news) {
   return {news.getNewsItems(), static_cast<std::size_t>(news.itemCount)};
 }
 
-std::string timeText(const RSSObject::NewsItemStruct& item) {
+std::string timeText(const Item& item) {
   const std::string text = item.date.Format("%Y-%m-%d %H:%M");
   return text.empty() ? std::string(kNoTime) : text;
 }
 
 /// The time is shown by a 24-hour clock, which needs no AM or PM.
-std::string zoneText(const RSSObject::NewsItemStruct& item) {
+std::string zoneText(const Item& item) {
   const std::string& suffix = item.timeSuffix;
   return suffix.empty() || suffix == "AM" || suffix == "PM" ? "" : " " + suffix;
 }
 
 /// Items without a title are shown by their address.
-std::string titleText(const RSSObject::NewsItemStruct& item) {
+std::string titleText(const Item& item) {
   const std::string title = collapsed(toUtf8(item.titleW));
   return title.empty() ? item.link : title;
+}
+
+bool isNew(const Item& item) { return item.status == kNewItem; }
+
+std::string cutTo(std::size_t columns, const std::string& title) {
+  const std::string_view start = firstColumns(title, columns);
+  return start.size() == title.size() ? title : std::string(start) + "...";
+}
+
+/// Lists as many items as there may be in their order: if that is not all, new ones rather than others.
+void listItems(Output& output, std::span<const Item> items, std::size_t maxItems, std::size_t maxTitleColumns) {
+  std::size_t newLeft = std::min(static_cast<std::size_t>(std::ranges::count_if(items, isNew)), maxItems);
+  std::size_t othersLeft = maxItems - newLeft;
+  for (const Item& item : items) {
+    std::size_t& left = isNew(item) ? newLeft : othersLeft;
+    if (left == 0) continue;
+    --left;
+    output.line((isNew(item) ? "  * " : "    ") + timeText(item) + "  " + cutTo(maxTitleColumns, titleText(item)));
+  }
+  if (items.size() > maxItems) output.line("    ... and " + std::to_string(items.size() - maxItems) + " more");
 }
 
 void lineIfAny(Output& output, std::string_view before, std::string_view text) {
@@ -40,17 +67,18 @@ void lineIfAny(Output& output, std::string_view before, std::string_view text) {
 
 std::string outcome(const RSSObject& news) {
   if (news.itemCount < 0) return failureText(news);
-  return std::to_string(news.itemCount) + (news.itemCount == 1 ? " item, " : " items, ") +
-         std::to_string(news.newItemCount) + " new";
+  return counted(static_cast<std::size_t>(news.itemCount), "item") + ", " + std::to_string(news.newItemCount) + " new";
 }
 
-std::vector<std::string> newsLines(std::string_view name, const RSSObject& news) {
-  std::vector<std::string> lines{"  " + std::string(name) + ": " + outcome(news)};
-  if (news.itemCount < 0) return lines;
-  for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
-    lines.push_back((item.status == kNewItem ? "  * " : "    ") + timeText(item) + "  " + titleText(item));
+void listNews(Output& output, std::string_view name, const RSSObject& news, Extent extent) {
+  output.line("  " + std::string(name) + ": " + outcome(news));
+  if (news.itemCount < 0) return;
+  const std::span<const Item> items = itemsOf(news);
+  if (extent == Extent::Whole) {
+    listItems(output, items, items.size(), kNoLimit);
+  } else {
+    listItems(output, items, kMaxShortItems, kMaxShortTitleColumns);
   }
-  return lines;
 }
 
 void listFeed(Output& output, const RSSObject& news) {
@@ -62,7 +90,7 @@ void listFeed(Output& output, const RSSObject& news) {
     output.line("  picture: " + std::to_string(picture->picture->width()) + " x " +
                 std::to_string(picture->picture->height()));
   }
-  for (const RSSObject::NewsItemStruct& item : itemsOf(news)) {
+  for (const Item& item : itemsOf(news)) {
     output.line("");
     output.line(timeText(item) + zoneText(item) + "  " + titleText(item));
     lineIfAny(output, "  by ", toUtf8(item.creatorW));

@@ -2,7 +2,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Output.h"
 #include "quillmoria/RSSObject.h"
@@ -12,9 +11,15 @@ namespace quillmoria {
 /// "4 items, 2 new", or the reason why there are none.
 std::string outcome(const RSSObject& news);
 
-/// The lines of a feed as a reader's overview shows it: its name and how it went, then one an item, new ones marked by
-/// "*".
-std::vector<std::string> newsLines(std::string_view name, const RSSObject& news);
+/// How much of a feed an overview shows.
+enum class Extent {
+  Short,  ///< up to 50 items, new ones before others, with titles of up to 200 columns
+  Whole,
+};
+
+/// A feed as a reader's overview shows it: its name and how it went, then a line per item in the feed's order, new ones
+/// marked by "*".
+void listNews(Output& output, std::string_view name, const RSSObject& news, Extent extent);
 
 /// One feed in full: the channel, then each item with its time, title, author and address.
 void listFeed(Output& output, const RSSObject& news);

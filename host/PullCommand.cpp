@@ -1,25 +1,25 @@
 #include "PullCommand.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
 
 #include "Failure.h"
 #include "Json.h"
-#include "NewsListing.h"
 #include "Progress.h"
 #include "Pull.h"
 #include "SubscriptionList.h"
 #include "Subscriptions.h"
+#include "Text.h"
 #include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
 
-/// What a pull brought, feed by feed in the order of the subscriptions. Filled on the pull's thread, read after its
-/// end.
+/// Shows what a pull brings, feed by feed in the order of the subscriptions, and counts it. Called on the pull's
+/// thread, read after its end.
 class PullReport : public RSSSubscriber {
  public:
   PullReport(std::vector<const RSSObject::NewsFeed*> feeds, const std::string& baseFolder, const PullOptions& options,
@@ -36,41 +36,22 @@ class PullReport : public RSSSubscriber {
 
   /// A throw, as of output that cannot be written, ends the pull.
   void NewsReceived(RSSObject* feed, RSSEvent) override {
-    std::unique_ptr<RSSObject> news(feed);
+    const std::unique_ptr<RSSObject> news(feed);
+    const RSSObject::NewsFeed& subscribed = *feeds_[endedCount_];
+    progress_.erase();
     if (endedCount_ == 0 && options_.connected == ConnectedState::Automatic && wasReadFromCache(*news)) {
-      progress_.erase();
       complain("there is no network: the news come from the cache (--online fetches all the same)");
     }
-    const RSSObject::NewsFeed& subscribed = *feeds_[endedCount_++];
+    options_.json ? printJson(subscribed, *news) : list(subscribed, *news);
+    output_.flush();
+    count(subscribed, *news);
     progress_.feedEnded(subscribed.name, *news);
-    newItemCount_ += news->newItemCount;
-    if (news->itemCount < 0) {
-      failures_.push_back(subscribed.name + ": " + failureText(*news) + " <" + subscribed.url + ">");
-    } else {
-      itemCount_ += news->itemCount;
-      if (wasFetched(*news) && hasUnseenItems(*news) && !news->WasStored()) {
-        failures_.push_back(subscribed.name +
-                            ": its cache file cannot be written (is the disk full or read-only?): its items will be "
-                            "new again");
-      }
-    }
-    if (options_.json) {
-      loadStoredPicture(*news, baseFolder_);
-      output_.line(feedAsJson(subscribed, *news));
-      output_.flush();
-    } else {
-      listings_.push_back(newsLines(subscribed.name, *news));
-    }
   }
 
-  void listByCategory() const {
-    const std::string* category = nullptr;
-    for (std::size_t i = 0; i < listings_.size(); ++i) {
-      if (!category || *category != feeds_[i]->category) output_.line(feeds_[i]->category);
-      category = &feeds_[i]->category;
-      for (const std::string& line : listings_[i]) output_.line(line);
-    }
-    output_.line(summary());
+  /// "2 of 3 feeds: 10 items, 4 new, 1 failed"
+  std::string summary() const {
+    return share() + ": " + counted(itemCount_, "item") + ", " + std::to_string(newItemCount_) + " new, " +
+           std::to_string(failures_.size()) + " failed";
   }
 
   void complainOfFailures() const {
@@ -82,7 +63,7 @@ class PullReport : public RSSSubscriber {
   bool failed() const { return !failures_.empty(); }
 
   /// "2 of 3 feeds"
-  std::string share() const { return std::to_string(endedCount_) + " of " + std::to_string(feeds_.size()) + " feeds"; }
+  std::string share() const { return std::to_string(endedCount_) + " of " + counted(feeds_.size(), "feed"); }
 
  private:
   static bool wasFetched(const RSSObject& news) { return news.statusMessage == kStatusOk; }
@@ -97,9 +78,29 @@ class PullReport : public RSSSubscriber {
     return std::any_of(items, items + news.itemCount, [](const auto& item) { return item.status != kSeenItem; });
   }
 
-  std::string summary() const {
-    return share() + ": " + std::to_string(itemCount_) + " items, " + std::to_string(newItemCount_) + " new, " +
-           std::to_string(failures_.size()) + " failed";
+  void printJson(const RSSObject::NewsFeed& feed, RSSObject& news) {
+    loadStoredPicture(news, baseFolder_);
+    output_.line(feedAsJson(feed, news));
+  }
+
+  void list(const RSSObject::NewsFeed& feed, const RSSObject& news) {
+    if (endedCount_ == 0 || feeds_[endedCount_ - 1]->category != feed.category) output_.line(feed.category);
+    listNews(output_, feed.name, news, options_.extent);
+  }
+
+  void count(const RSSObject::NewsFeed& feed, const RSSObject& news) {
+    ++endedCount_;
+    newItemCount_ += news.newItemCount;
+    if (news.itemCount < 0) {
+      failures_.push_back(feed.name + ": " + failureText(news) + " <" + feed.url + ">");
+      return;
+    }
+    itemCount_ += static_cast<std::size_t>(news.itemCount);
+    if (wasFetched(news) && hasUnseenItems(news) && !news.WasStored()) {
+      failures_.push_back(feed.name +
+                          ": its cache file cannot be written (is the disk full or read-only?): its items " +
+                          "will be new again");
+    }
   }
 
   const std::vector<const RSSObject::NewsFeed*> feeds_;
@@ -108,10 +109,9 @@ class PullReport : public RSSSubscriber {
   Output& output_;
   Progress progress_;
   std::size_t endedCount_ = 0;
-  long itemCount_ = 0;
+  std::size_t itemCount_ = 0;
   long newItemCount_ = 0;
   std::vector<std::string> failures_;
-  std::vector<std::vector<std::string>> listings_;  ///< the lines of each feed; none where it goes out as JSON at once
 };
 
 void subscribe(const std::string& argument, const std::string& category, Subscriptions& subscriptions) {
@@ -157,7 +157,7 @@ int pullCommand(const PullOptions& options, const std::string& baseFolder, Outpu
   runner.pull();
 
   report.eraseProgress();
-  if (!options.json) report.listByCategory();
+  if (!options.json) output.line(report.summary());
   output.flush();
   report.complainOfFailures();
   return exitStatus(report, runner.interrupted());

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "NewsListing.h"
 #include "Output.h"
 #include "quillmoria/ConnectedState.h"
 
@@ -13,13 +14,14 @@ struct PullOptions {
   std::string category = "News";   ///< of what stands in no container
   std::string list;                ///< path or address; none if empty
   ConnectedState connected = ConnectedState::Automatic;
-  int jobs = 8;         ///< feeds fetched at once
-  int jobsPerHost = 2;  ///< of them from one host
+  int jobs = 8;                   ///< feeds fetched at once
+  int jobsPerHost = 2;            ///< of them from one host
+  Extent extent = Extent::Short;  ///< of the listing
   bool json = false;
 };
 
-/// One pull over the feeds named and the feeds of the list: progress, then the news by category. Returns the exit
-/// status. Throws Failure.
+/// One pull over the feeds named and the feeds of the list, which shows progress and the news by category as they come.
+/// Returns the exit status. Throws Failure.
 int pullCommand(const PullOptions& options, const std::string& baseFolder, Output& output);
 
 }  // namespace quillmoria

@@ -58,6 +58,10 @@ bool isControl(char32_t c) {
 
 }  // namespace
 
+std::string counted(std::size_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 std::string toUtf8(std::u16string_view text) {
   std::string utf8;
   utf8.reserve(text.size());

@@ -6,6 +6,9 @@
 
 namespace quillmoria {
 
+/// "1 item", "2 items".
+std::string counted(std::size_t count, std::string_view noun);
+
 /// UTF-16 as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string toUtf8(std::u16string_view text);
 

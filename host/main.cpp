@@ -56,6 +56,8 @@ CLI::App* addPull(CLI::App& app, PullOptions& options) {
       ->type_name("N")
       ->check(jobs)
       ->capture_default_str();
+  pull->add_flag_callback(
+      "--all", [&options] { options.extent = Extent::Whole; }, "List all items of a feed, with their whole titles");
   pull->add_flag("--json", options.json, "Print one line of JSON a feed");
   return pull;
 }

@@ -21,7 +21,7 @@ _quillmoria() {
   local words="--base --help --version"
   case $command in
     '') words+=" pull feed opml demo" ;;
-    pull) words+=" --feed --category --opml --offline --online --jobs --jobs-per-host --json" ;;
+    pull) words+=" --feed --category --opml --offline --online --jobs --jobs-per-host --all --json" ;;
     feed) words+=" --user --password-file --json" ;;
     opml) words+=" --json" ;;
   esac
