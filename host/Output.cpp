@@ -1,6 +1,8 @@
 #include "Output.h"
 
 #include <fcntl.h>
+#include <langinfo.h>
+#include <locale.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,6 +19,16 @@ namespace {
   throw Failure(kFailed, std::string("the output cannot be written: ") + std::strerror(error));
 }
 
+/// In other character sets the bytes of UTF-8 may be control characters. Asks without setting the process's locale,
+/// which is the engine's and its libraries' as well.
+bool usesUtf8() {
+  const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+  if (!locale) return false;
+  const bool isUtf8 = std::string_view(nl_langinfo_l(CODESET, locale)) == "UTF-8";
+  freelocale(locale);
+  return isUtf8;
+}
+
 }  // namespace
 
 Output::Output() {
@@ -27,9 +39,8 @@ Output::Output() {
 }
 
 void Output::line(std::string_view text) {
-  std::string safe = printable(text);
-  safe += '\n';
-  if (std::fwrite(safe.data(), 1, safe.size(), file_.get()) == safe.size()) return;
+  const std::string shown = displayed(text) + '\n';
+  if (std::fwrite(shown.data(), 1, shown.size(), file_.get()) == shown.size()) return;
   error_ = errno;
   failToWrite(error_);
 }
@@ -39,6 +50,11 @@ void Output::flush() {
   if (error_ != 0) failToWrite(error_);
 }
 
-void complain(std::string_view text) { std::fprintf(stderr, "quillmoria: %s\n", printable(text).c_str()); }
+std::string displayed(std::string_view text) {
+  static const bool isUtf8 = usesUtf8();
+  return isUtf8 ? printable(text) : inAscii(printable(text));
+}
+
+void complain(std::string_view text) { std::fprintf(stderr, "quillmoria: %s\n", displayed(text).c_str()); }
 
 }  // namespace quillmoria

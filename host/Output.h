@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace quillmoria {
@@ -17,7 +18,7 @@ class Output {
  public:
   Output();
 
-  /// Writes `text`, made safe for a terminal (printable), as a line. Throws Failure if it cannot be written.
+  /// Writes `text`, as it is displayed, as a line. Throws Failure if it cannot be written.
   void line(std::string_view text);
 
   /// Hands all lines to the system. Throws Failure if one could not be written, now or before.
@@ -31,7 +32,11 @@ class Output {
   int error_ = 0;  ///< of a write that failed: on the pull's thread nobody hears of it
 };
 
-/// Writes a line with the program's name and `text`, made safe for a terminal, to standard error. Any thread.
+/// `text` as one line that is safe on the user's terminal, whoever wrote it: printable, and in ASCII unless the
+/// environment's character set is UTF-8. Any thread.
+std::string displayed(std::string_view text);
+
+/// Writes a line with the program's name and `text`, as it is displayed, to standard error. Any thread.
 void complain(std::string_view text);
 
 }  // namespace quillmoria

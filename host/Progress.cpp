@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "NewsListing.h"
+#include "Output.h"
 #include "Text.h"
 
 namespace quillmoria {
@@ -43,7 +44,7 @@ void write(const std::string& text) { std::fwrite(text.data(), 1, text.size(), s
 Progress::Progress(std::size_t feedCount) : onTerminal_(canMoveCursor()), feedCount_(feedCount) {}
 
 void Progress::feedStarted(std::string_view name) {
-  underWay_ = printable(name);
+  underWay_ = displayed(name);
   if (onTerminal_) draw();
 }
 
@@ -52,7 +53,7 @@ void Progress::feedEnded(std::string_view name, const RSSObject& news) {
   newItemCount_ += news.newItemCount;
   if (onTerminal_) return draw();
   write("[" + std::to_string(endedCount_) + "/" + std::to_string(feedCount_) + "] " +
-        printable(std::string(name) + ": " + outcome(news)) + "\n");
+        displayed(std::string(name) + ": " + outcome(news)) + "\n");
 }
 
 void Progress::erase() const {

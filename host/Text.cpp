@@ -91,6 +91,16 @@ std::string printable(std::string_view text) {
   return line;
 }
 
+std::string inAscii(std::string_view text) {
+  std::string ascii;
+  ascii.reserve(text.size());
+  while (!text.empty()) {
+    const char32_t c = takeCharacter(text);
+    ascii += c < 0x80 ? static_cast<char>(c) : '?';
+  }
+  return ascii;
+}
+
 std::string collapsed(std::string_view text) {
   constexpr std::string_view kSpace = " \t\r\n";
   std::string line;

@@ -16,6 +16,9 @@ std::string toUtf8(std::u16string_view text);
 /// control characters and those that turn the writing direction are left out, bytes that are not UTF-8 become U+FFFD.
 std::string printable(std::string_view text);
 
+/// `text` with a question mark for each character beyond ASCII and each byte that is not UTF-8.
+std::string inAscii(std::string_view text);
+
 /// `text` without white space at its ends and with one space for each run of it within.
 std::string collapsed(std::string_view text);
 

@@ -11,6 +11,10 @@ TEST(PrintableText, IsOneHarmlessLineOfUtf8) {
   for (const auto& [text, shown] : readTable<2>("host/printable.tsv")) EXPECT_EQ(printable(text), shown);
 }
 
+TEST(AsciiText, HasAQuestionMarkForEachOtherCharacterAndStrayByte) {
+  EXPECT_EQ(inAscii("aé漢😀\xE9z\uFFFD"), "a????z?");
+}
+
 TEST(WideText, BecomesUtf8WithReplacementsForUnpairedSurrogates) {
   EXPECT_EQ(toUtf8(u"aé漢😀"), "aé漢😀");
   EXPECT_EQ(toUtf8(u"\xD83D!\xDE00\xD83D"), "\uFFFD!\uFFFD\uFFFD");
