@@ -29,9 +29,10 @@ std::string readPassword(const std::string& path) {
 
 RSSObject::NewsFeed subscriptionOf(const FeedOptions& options) {
   const std::optional<std::string> url = webAddress(options.url);
-  if (!url) throw Failure(kWrongUse, options.url + " is no http or https address");
+  if (!url)
+    throw Failure(kWrongUse, options.url + " is no http or https address, or holds a user name (give it with --user)");
   RSSObject::NewsFeed feed;
-  feed.name = *url;
+  feed.name = withoutUserInformation(*url);
   feed.url = *url;
   feed.enabled = 1;
   feed.userName = options.user;
@@ -51,7 +52,7 @@ int feedCommand(const FeedOptions& options, const std::string& baseFolder, Outpu
   }
   output.flush();
   if (news.itemCount >= 0) return kDone;
-  complain(feed.url + ": " + failureText(news));
+  complain(feed.name + ": " + failureText(news));
   return kFailed;
 }
 

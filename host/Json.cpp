@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Text.h"
+#include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
@@ -12,13 +13,17 @@ using Json = nlohmann::ordered_json;
 Json timeAsJson(const CTime& time) { return time == CTime() ? Json() : Json(time.GetTime()); }
 
 Json imageAsJson(const RSSObject::ImageStruct& image) {
-  return {{"title", image.title}, {"url", image.url},      {"link", image.link}, {"description", image.description},
-          {"width", image.width}, {"height", image.height}};
+  return {{"title", image.title},
+          {"url", withoutUserInformation(image.url)},
+          {"link", withoutUserInformation(image.link)},
+          {"description", image.description},
+          {"width", image.width},
+          {"height", image.height}};
 }
 
 Json channelAsJson(const RSSObject::ChannelStruct& channel) {
   return {{"title", toUtf8(channel.titleW)},
-          {"link", channel.link},
+          {"link", withoutUserInformation(channel.link)},
           {"description", toUtf8(channel.descriptionW)},
           {"language", channel.language},
           {"date", timeAsJson(channel.date)},
@@ -35,10 +40,10 @@ Json pictureAsJson(const CPicture* picture) {
 
 Json itemAsJson(const RSSObject::NewsItemStruct& item) {
   return {{"title", toUtf8(item.titleW)},
-          {"link", item.link},
+          {"link", withoutUserInformation(item.link)},
           {"description", toUtf8(item.descriptionW)},
           {"creator", toUtf8(item.creatorW)},
-          {"guid", toUtf8(item.guidW)},
+          {"guid", withoutUserInformation(toUtf8(item.guidW))},
           {"isPermaLink", item.isPermaLink},
           {"date", timeAsJson(item.date)},
           {"timeSuffix", item.timeSuffix},
@@ -54,8 +59,8 @@ std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news) {
   for (std::int32_t i = 0; i < news.itemCount; ++i) items.push_back(itemAsJson(news.getNewsItems()[i]));
   return asLine({{"category", feed.category},
                  {"feed", feed.name},
-                 {"url", feed.url},
-                 {"status", news.statusMessage},
+                 {"url", withoutUserInformation(feed.url)},
+                 {"status", withoutUserInformation(news.statusMessage)},
                  {"stored", news.WasStored()},
                  {"itemCount", news.itemCount},
                  {"newItemCount", news.newItemCount},
@@ -66,10 +71,10 @@ std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news) {
 
 std::string outlineAsJson(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
   return asLine({{"level", level},
-                 {"text", toUtf8(outline.text)},
+                 {"text", withoutUserInformation(toUtf8(outline.text))},
                  {"type", outline.type},
-                 {"xmlUrl", outline.xmlUrl},
-                 {"url", outline.url},
+                 {"xmlUrl", withoutUserInformation(outline.xmlUrl)},
+                 {"url", withoutUserInformation(outline.url)},
                  {"description", toUtf8(outline.description)},
                  {"dateCreated", timeAsJson(outline.dateCreated)}});
 }

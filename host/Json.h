@@ -8,7 +8,7 @@
 namespace quillmoria {
 
 /// One line of JSON in ASCII: the feed that was subscribed to and what came of it. Times are seconds since 1970-01-01
-/// 00:00 UTC, or null. Bytes that are not UTF-8 become U+FFFD.
+/// 00:00 UTC, or null. Bytes that are not UTF-8 become U+FFFD; addresses have no user information.
 std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news);
 
 /// One line of JSON in ASCII: an outline of a subscription list, `level` outlines deep.

@@ -6,6 +6,7 @@
 
 #include "Pull.h"
 #include "Text.h"
+#include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
@@ -35,7 +36,7 @@ std::string zoneText(const Item& item) {
 /// Items without a title are shown by their address.
 std::string titleText(const Item& item) {
   const std::string title = collapsed(toUtf8(item.titleW));
-  return title.empty() ? item.link : title;
+  return title.empty() ? withoutUserInformation(item.link) : title;
 }
 
 bool isNew(const Item& item) { return item.status == kNewItem; }
@@ -84,7 +85,7 @@ void listNews(Output& output, std::string_view name, const RSSObject& news, Exte
 void listFeed(Output& output, const RSSObject& news) {
   const RSSObject::ChannelStruct& channel = news.channel;
   lineIfAny(output, "", channel.titleW.empty() ? channel.feedName : toUtf8(channel.titleW));
-  lineIfAny(output, "  ", channel.link);
+  lineIfAny(output, "  ", withoutUserInformation(channel.link));
   lineIfAny(output, "  ", toUtf8(channel.descriptionW));
   if (const CPicture* picture = news.GetChannelPicture(); picture && picture->picture) {
     output.line("  picture: " + std::to_string(picture->picture->width()) + " x " +
@@ -94,7 +95,7 @@ void listFeed(Output& output, const RSSObject& news) {
     output.line("");
     output.line(timeText(item) + zoneText(item) + "  " + titleText(item));
     lineIfAny(output, "  by ", toUtf8(item.creatorW));
-    lineIfAny(output, "  ", item.link);
+    lineIfAny(output, "  ", withoutUserInformation(item.link));
   }
 }
 

@@ -7,6 +7,7 @@
 #include "OutlineWalk.h"
 #include "SubscriptionList.h"
 #include "Text.h"
+#include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
@@ -16,8 +17,8 @@ constexpr std::size_t kDeepestIndent = 32;
 
 std::string asLine(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
   std::string line(2 * std::min(level, kDeepestIndent), ' ');
-  line += collapsed(toUtf8(outline.text));
-  if (!outline.xmlUrl.empty()) line += " <" + outline.xmlUrl + ">";
+  line += withoutUserInformation(collapsed(toUtf8(outline.text)));
+  if (!outline.xmlUrl.empty()) line += " <" + withoutUserInformation(outline.xmlUrl) + ">";
   return line;
 }
 

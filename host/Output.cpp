@@ -11,6 +11,7 @@
 
 #include "Failure.h"
 #include "Text.h"
+#include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
@@ -55,6 +56,8 @@ std::string displayed(std::string_view text) {
   return isUtf8 ? printable(text) : inAscii(printable(text));
 }
 
-void complain(std::string_view text) { std::fprintf(stderr, "quillmoria: %s\n", displayed(text).c_str()); }
+void complain(std::string_view text) {
+  std::fprintf(stderr, "quillmoria: %s\n", displayed(withoutUserInformation(text)).c_str());
+}
 
 }  // namespace quillmoria

@@ -36,7 +36,8 @@ class Output {
 /// environment's character set is UTF-8. Any thread.
 std::string displayed(std::string_view text);
 
-/// Writes a line with the program's name and `text`, as it is displayed, to standard error. Any thread.
+/// Writes a line with the program's name and `text`, as it is displayed and without user information in addresses, to
+/// standard error. Any thread.
 void complain(std::string_view text);
 
 }  // namespace quillmoria

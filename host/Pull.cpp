@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "WebAddress.h"
+
 namespace quillmoria {
 namespace {
 
@@ -14,7 +16,6 @@ constexpr Advice kAdvice[] = {
     {kStatusUnparsed, "the address gives no complete feed document"},
     {kStatusDenied, "the server wants a user name and a password"},
     {kStatusNotCached, "pull it once while online"},
-    {"", "the fetch failed"},
 };
 
 }  // namespace
@@ -37,10 +38,11 @@ void loadStoredPicture(RSSObject& news, const std::string& baseFolder) {
 }
 
 std::string failureText(const RSSObject& news) {
+  if (news.statusMessage.empty()) return "the fetch failed";
   for (const Advice& entry : kAdvice) {
     if (news.statusMessage == entry.status) return news.statusMessage + " (" + std::string(entry.advice) + ")";
   }
-  return news.statusMessage;
+  return withoutUserInformation(news.statusMessage);  // libcurl quotes a proxy that it does not understand
 }
 
 }  // namespace quillmoria

@@ -118,7 +118,7 @@ void subscribe(const std::string& argument, const std::string& category, Subscri
   const std::size_t equals = argument.find('=');
   if (equals == std::string::npos) throw Failure(kWrongUse, "--feed " + argument + " is not of the form NAME=URL");
   const std::optional<std::string> url = webAddress(std::string_view(argument).substr(equals + 1));
-  if (!url) throw Failure(kWrongUse, "--feed " + argument + " names no http or https address");
+  if (!url) throw Failure(kWrongUse, "--feed " + argument + " names no http or https address, or one with a user name");
   subscriptions.add(category, std::string_view(argument).substr(0, equals), *url);
 }
 

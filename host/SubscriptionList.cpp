@@ -55,7 +55,7 @@ void fetch(OPMLParser& parser, const std::string& url) {
 }
 
 std::string label(const OPMLDoc::OutlineStruct& outline) {
-  return std::string(firstBytes(printable(toUtf8(outline.text)), kLongestLabelBytes));
+  return std::string(firstBytes(printable(withoutUserInformation(toUtf8(outline.text))), kLongestLabelBytes));
 }
 
 std::string joined(const std::vector<std::string>& labels) {
@@ -75,7 +75,7 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
   if (const std::optional<std::string> url = webAddress(source)) {
     fetch(*parser, *url);
   } else if (hasScheme(source)) {
-    throw Failure(kWrongUse, source + " cannot be read: give a path or an http or https address");
+    throw Failure(kWrongUse, source + " cannot be read: give a path or an http or https address without a user name");
   } else {
     checkFile(source);
     if (hasLongLine(source)) {
@@ -103,7 +103,8 @@ void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& 
         const std::string path = joined(containers);
         subscriptions.add(path.empty() ? category : path, label(*outline), *url);
       } else {
-        complain(label(*outline) + ": " + outline->xmlUrl + " is no http or https address; left out");
+        complain(label(*outline) + ": " + outline->xmlUrl +
+                 " is no http or https address, or holds a user name; left out");
       }
     }
     if (walk.depth() < kMostPathLabels) containers.push_back(label(*outline));

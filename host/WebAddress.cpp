@@ -10,6 +10,11 @@ constexpr std::string_view kSchemeEnd = "://";
 
 char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+/// The part of an address between its scheme and its path.
+std::string_view serverOf(std::string_view afterScheme) {
+  return afterScheme.substr(0, afterScheme.find_first_of("/?#"));
+}
+
 bool isAlphanumeric(char c) { return (lowered(c) >= 'a' && lowered(c) <= 'z') || (c >= '0' && c <= '9'); }
 
 }  // namespace
@@ -27,12 +32,24 @@ std::optional<std::string> webAddress(std::string_view text) {
 
   const std::size_t schemeEnd = text.find(kSchemeEnd);
   if (schemeEnd == std::string_view::npos) return std::nullopt;
+  const std::string_view server = serverOf(text.substr(schemeEnd + kSchemeEnd.size()));
+  if (server.empty() || server.find('@') != std::string_view::npos) return std::nullopt;
   std::string address(text);
   std::transform(address.begin(), address.begin() + static_cast<std::ptrdiff_t>(schemeEnd), address.begin(), lowered);
-  for (std::string_view scheme : {"http://", "https://"}) {
-    if (address.starts_with(scheme) && address.size() > scheme.size() && address[scheme.size()] != '/') return address;
+  if (!address.starts_with("http://") && !address.starts_with("https://")) return std::nullopt;
+  return address;
+}
+
+std::string withoutUserInformation(std::string_view text) {
+  std::string rest;
+  for (std::size_t end; (end = text.find(kSchemeEnd)) != std::string_view::npos;) {
+    const std::size_t serverStart = end + kSchemeEnd.size();
+    rest += text.substr(0, serverStart);
+    text.remove_prefix(serverStart);
+    const std::size_t at = serverOf(text).rfind('@');
+    if (at != std::string_view::npos) text.remove_prefix(at + 1);
   }
-  return std::nullopt;
+  return rest.append(text);
 }
 
 }  // namespace quillmoria

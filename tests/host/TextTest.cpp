@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/WebAddress.h"
 #include "support/Table.h"
 
 namespace quillmoria {
@@ -9,6 +10,10 @@ namespace {
 
 TEST(PrintableText, IsOneHarmlessLineOfUtf8) {
   for (const auto& [text, shown] : readTable<2>("host/printable.tsv")) EXPECT_EQ(printable(text), shown);
+}
+
+TEST(ShownAddress, HasNoUserInformation) {
+  for (const auto& [text, shown] : readTable<2>("host/addresses.tsv")) EXPECT_EQ(withoutUserInformation(text), shown);
 }
 
 TEST(AsciiText, HasAQuestionMarkForEachOtherCharacterAndStrayByte) {
