@@ -56,8 +56,8 @@ void NewsServer::RefreshAllNewsForSubscriber(RSSSubscriber* subscriber) {
 void NewsServer::TerminateNewsPullThread(RSSSubscriber*) { engineState->requestStop(); }
 
 void NewsServer::SetParallelFetches(std::int32_t feeds, std::int32_t perHost) {
-  constexpr std::int32_t kMost = 64;
-  engineState->setFetchLimits({std::clamp(feeds, 1, kMost), std::clamp(perHost, 1, kMost)});
+  constexpr std::int32_t kMaxFetches = 64;
+  engineState->setFetchLimits({std::clamp(feeds, 1, kMaxFetches), std::clamp(perHost, 1, kMaxFetches)});
 }
 
 bool NewsServer::WaitForPulls(std::int32_t milliseconds) {

@@ -12,13 +12,13 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::size_t kLongestPasswordBytes = 1024;
+constexpr std::size_t kMaxPasswordBytes = 1024;
 
 /// The first line of the file: a password on the command line would be seen by every user of the machine. The file may
 /// be a pipe, and have no end.
 std::string readPassword(const std::string& path) {
   std::ifstream file(path);
-  char line[kLongestPasswordBytes + 2] = "";  // and a carriage return
+  char line[kMaxPasswordBytes + 2] = "";  // and a carriage return
   if (!file.getline(line, sizeof line)) {
     throw Failure(kWrongUse, "no password can be read from " + path + ": its first line is to be the password");
   }

@@ -13,10 +13,10 @@ namespace quillmoria {
 namespace {
 
 // Deeper outlines are indented no further: a hostile list would otherwise make output of quadratic length.
-constexpr std::size_t kDeepestIndent = 32;
+constexpr std::size_t kMaxIndentLevels = 32;
 
 std::string asLine(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
-  std::string line(2 * std::min(level, kDeepestIndent), ' ');
+  std::string line(2 * std::min(level, kMaxIndentLevels), ' ');
   line += withoutUserInformation(collapsed(toUtf8(outline.text)));
   if (!outline.xmlUrl.empty()) line += " <" + withoutUserInformation(outline.xmlUrl) + ">";
   return line;

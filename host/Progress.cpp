@@ -15,8 +15,8 @@ namespace quillmoria {
 namespace {
 
 constexpr std::size_t kUsualColumns = 80;
-constexpr std::size_t kWidestBar = 30;
-constexpr std::size_t kNarrowestBar = 5;
+constexpr std::size_t kMaxBarColumns = 30;
+constexpr std::size_t kMinBarColumns = 5;
 constexpr std::string_view kEraseToEnd = "\x1b[K";
 
 bool canMoveCursor() {
@@ -31,7 +31,7 @@ std::size_t terminalColumns() {
 }
 
 std::string bar(std::size_t columns, std::size_t done, std::size_t all) {
-  if (columns < kNarrowestBar) return "";
+  if (columns < kMinBarColumns) return "";
   const std::size_t filled = columns * done / std::max<std::size_t>(all, 1);
   return "[" + std::string(filled, '#') + std::string(columns - filled, '-') + "] ";
 }
@@ -63,7 +63,7 @@ void Progress::erase() const {
 void Progress::draw() const {
   // The last column stays free: some terminals go to the next line once it is written.
   const std::size_t columns = terminalColumns() - 1;
-  const std::string line = bar(std::min(columns / 3, kWidestBar), endedCount_, feedCount_) +
+  const std::string line = bar(std::min(columns / 3, kMaxBarColumns), endedCount_, feedCount_) +
                            std::to_string(endedCount_) + "/" + std::to_string(feedCount_) + "  " +
                            std::to_string(newItemCount_) + " new  " + underWay_;
   write("\r" + std::string(firstColumns(line, columns)) + std::string(kEraseToEnd));

@@ -8,7 +8,7 @@
 
 namespace quillmoria {
 
-/// Tells how far a pull is, on standard error: by a bar in the last line of a terminal, otherwise by a line a feed.
+/// Tells how far a pull is, on standard error: by a bar in the last line of a terminal, otherwise by a line per feed.
 ///
 ///     Progress progress(2);
 ///     progress.feedStarted("Example News");

@@ -19,12 +19,12 @@ namespace {
 namespace fs = std::filesystem;
 
 // Of what the engine reads as a list file.
-constexpr std::uintmax_t kLargestFileBytes = 64 << 20;
-constexpr std::size_t kLongestLineBytes = 1999;
+constexpr std::uintmax_t kMaxFileBytes = 64 << 20;
+constexpr std::size_t kMaxLineBytes = 1999;
 
 // So that a list of many levels with long labels cannot grow beyond all bounds when each feed gets its path.
-constexpr std::size_t kMostPathLabels = 8;
-constexpr std::size_t kLongestLabelBytes = 200;
+constexpr std::size_t kMaxPathLabels = 8;
+constexpr std::size_t kMaxLabelBytes = 200;
 
 void checkFile(const std::string& path) {
   std::error_code error;
@@ -34,7 +34,7 @@ void checkFile(const std::string& path) {
                   "there is no list " + path + ": give the path of an OPML file or its http or https address");
   }
   if (!fs::is_regular_file(status)) throw Failure(kWrongUse, path + " is not a file: give the path of an OPML file");
-  if (fs::file_size(path, error) > kLargestFileBytes) {
+  if (fs::file_size(path, error) > kMaxFileBytes) {
     throw Failure(kWrongUse, path + " is above 64 MiB: split the list");
   }
 }
@@ -42,7 +42,7 @@ void checkFile(const std::string& path) {
 bool hasLongLine(const std::string& path) {
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) {
-    if (line.size() > kLongestLineBytes) return true;
+    if (line.size() > kMaxLineBytes) return true;
   }
   return false;
 }
@@ -55,7 +55,7 @@ void fetch(OPMLParser& parser, const std::string& url) {
 }
 
 std::string label(const OPMLDoc::OutlineStruct& outline) {
-  return std::string(firstBytes(printable(withoutUserInformation(toUtf8(outline.text))), kLongestLabelBytes));
+  return std::string(firstBytes(printable(withoutUserInformation(toUtf8(outline.text))), kMaxLabelBytes));
 }
 
 std::string joined(const std::vector<std::string>& labels) {
@@ -97,7 +97,7 @@ void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& 
   std::vector<std::string> containers;
   OutlineWalk walk(list);
   while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
-    containers.resize(std::min(walk.depth(), kMostPathLabels));
+    containers.resize(std::min(walk.depth(), kMaxPathLabels));
     if (!outline->xmlUrl.empty()) {
       if (const std::optional<std::string> url = webAddress(outline->xmlUrl)) {
         const std::string path = joined(containers);
@@ -107,7 +107,7 @@ void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& 
                  " is no http or https address, or holds a user name; left out");
       }
     }
-    if (walk.depth() < kMostPathLabels) containers.push_back(label(*outline));
+    if (walk.depth() < kMaxPathLabels) containers.push_back(label(*outline));
   }
 }
 

@@ -9,11 +9,11 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::size_t kLongestNameBytes = 200;  // a file name has at most 255, the engine's and our additions included
+constexpr std::size_t kMaxNameBytes = 200;  // a file name has at most 255, the engine's and our additions included
 
 /// A slash would lead the cache file into a subfolder, and "." and ".." name no file.
 std::string asFileName(std::string_view text) {
-  std::string name = collapsed(firstBytes(collapsed(printable(text)), kLongestNameBytes));
+  std::string name = collapsed(firstBytes(collapsed(printable(text)), kMaxNameBytes));
   std::replace(name.begin(), name.end(), '/', '_');
   return name == "." || name == ".." ? name + "_" : name;
 }

@@ -58,7 +58,7 @@ CLI::App* addPull(CLI::App& app, PullOptions& options) {
       ->capture_default_str();
   pull->add_flag_callback(
       "--all", [&options] { options.extent = Extent::Whole; }, "List all items of a feed, with their whole titles");
-  pull->add_flag("--json", options.json, "Print one line of JSON a feed");
+  pull->add_flag("--json", options.json, "Print one line of JSON per feed");
   return pull;
 }
 
@@ -78,7 +78,7 @@ CLI::App* addOpml(CLI::App& app, OpmlOptions& options) {
   opml->add_option("list", options.list, "An OPML file or its http or https address")
       ->required()
       ->type_name("FILE|URL");
-  opml->add_flag("--json", options.json, "Print one line of JSON an outline");
+  opml->add_flag("--json", options.json, "Print one line of JSON per outline");
   return opml;
 }
 
