@@ -34,11 +34,11 @@ std::string cacheFileName(std::string name) {
 }  // namespace
 
 void Subscriptions::add(std::string_view category, std::string_view name, const std::string& url) {
-  std::string fileName = asFileName(withoutUserInformation(name));
+  std::string fileName = asFileName(name);
   if (fileName.empty()) fileName = asFileName(withoutScheme(withoutUserInformation(url)));
 
   RSSObject::NewsFeed feed;
-  feed.category = printable(withoutUserInformation(category));
+  feed.category = printable(category);
   feed.name = nameOfItsOwn(std::move(fileName));
   feed.url = url;
   feed.enabled = 1;

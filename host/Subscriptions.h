@@ -21,7 +21,7 @@ namespace quillmoria {
 class Subscriptions {
  public:
   /// Adds a feed at the end of `category`. Its name is `name` as a file can bear it (of at most 200 bytes, without
-  /// slashes), or its address if that is empty, without user information in addresses; a name that would share another
+  /// slashes), or its address without user information if that is empty; a name that would share another
   /// feed's cache file gets a number.
   void add(std::string_view category, std::string_view name, const std::string& url);
 
