@@ -16,10 +16,6 @@ TEST(ShownAddress, HasNoUserInformation) {
   for (const auto& [text, shown] : readTable<2>("host/addresses.tsv")) EXPECT_EQ(withoutUserInformation(text), shown);
 }
 
-TEST(AsciiText, HasAQuestionMarkForEachOtherCharacterAndStrayByte) {
-  EXPECT_EQ(inAscii("aé漢😀\xE9z\uFFFD"), "a????z?");
-}
-
 TEST(WideText, BecomesUtf8WithReplacementsForUnpairedSurrogates) {
   EXPECT_EQ(toUtf8(u"aé漢😀"), "aé漢😀");
   EXPECT_EQ(toUtf8(u"\xD83D!\xDE00\xD83D"), "\uFFFD!\uFFFD\uFFFD");
