@@ -8,9 +8,6 @@
 
 namespace quillmoria {
 class ClassicSource;
-}
-
-class Pull;
 
 /// The events of a pull, as RSSEvent::GetEventID returns them.
 enum EventId : std::int32_t {

@@ -13,6 +13,13 @@ std::string firstOf(std::initializer_list<const char*> names) {
   return "";
 }
 
+/// `address` as a list of addresses can hold it, in which a space ends one.
+std::string withoutSpaces(const std::string& address) {
+  std::string encoded;
+  for (const char c : address) c == ' ' ? encoded += "%20" : encoded += c;
+  return encoded;
+}
+
 }  // namespace
 
 std::optional<SystemProxy> InternetQueryProxy() {
@@ -20,5 +27,6 @@ std::optional<SystemProxy> InternetQueryProxy() {
   const std::string http = firstOf({"http_proxy", "all_proxy", "ALL_PROXY"});
   const std::string https = firstOf({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   if (http.empty() && https.empty()) return std::nullopt;
-  return SystemProxy{"http=" + http + " https=" + https, firstOf({"no_proxy", "NO_PROXY"})};
+  return SystemProxy{"http=" + withoutSpaces(http) + " https=" + withoutSpaces(https),
+                     firstOf({"no_proxy", "NO_PROXY"})};
 }
