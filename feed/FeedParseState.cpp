@@ -1,14 +1,7 @@
 #include "feed/FeedParseState.h"
 
-#define XML_DTD  // expat declares the bounds of its entity amplification only then
-#include <expat.h>
-
-#include <algorithm>
 #include <array>
-#include <climits>
-#include <cstring>
-#include <exception>
-#include <new>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -93,27 +86,12 @@ using Field = FeedField;
 
 constexpr char kRss090Namespace[] = "http://my.netscape.com/rdf/simple/0.9/";
 constexpr int kMaxPictureLoads = 16;
-constexpr float kMaxAmplification = 10;
-constexpr unsigned long long kAmplificationThreshold = 1 << 20;
-constexpr std::size_t kMaxDepth = 1'000'000;
-constexpr int kMaxDeclaredAttributes = 64;   // expat goes through them at every element
-constexpr int kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
 
 /// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
 constexpr std::size_t kMaxKeptText = 128 << 20;
 constexpr std::size_t kItemAllowance = 128;
 
-constexpr std::size_t kPieceBytes = 64 << 10;
 constexpr std::size_t kItemsOfAFeed = 32;  // most have no more
-
-// Lest it be read again and again, expat may put off a token that was cut off, also beyond the last piece.
-#ifdef QUILLMORIA_EXPAT_DEFERS
-constexpr bool kReadsCutTokensAtOnce = true;
-void readCutTokensAtOnce(XML_Parser parser) { XML_SetReparseDeferralEnabled(parser, XML_FALSE); }
-#else
-constexpr bool kReadsCutTokensAtOnce = false;
-void readCutTokensAtOnce(XML_Parser) {}
-#endif
 
 struct NamedElement {
   std::string_view name;
@@ -236,11 +214,8 @@ consteval FieldTable fieldTable() {
   return table;
 }
 
-/// Looks no further than where they differ: each element brings all declared attributes, and those may be huge.
-bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
-
 /// The value of the attribute `name`, or null.
-const char* attribute(const char** attributes, const char* name) {
+const char* attribute(XmlAttributes attributes, const char* name) {
   for (; *attributes; attributes += 2) {
     if (areEqual(*attributes, name)) return attributes[1];
   }
@@ -251,22 +226,6 @@ const char* attribute(const char** attributes, const char* name) {
 CTime defaultUpdateBase() {
   static const CTime base = readW3cDate("2000-01-01T12:00+00:00");
   return base;
-}
-
-/// Whether `document` is in UTF-16, where a byte that looks like a line feed may be half of something else.
-bool hasWideUnits(std::string_view document) {
-  const std::string_view start = document.substr(0, 2);
-  return start == "\xFE\xFF" || start == "\xFF\xFE" || start.find('\0') != std::string_view::npos;
-}
-
-/// The lines that `text` begins with, as many as make `size` bytes, or the first one if that is longer; at most what
-/// expat takes at once.
-std::string_view linesOf(std::string_view text, std::size_t size) {
-  constexpr std::size_t kMost = INT_MAX;
-  if (size >= text.size()) return text.substr(0, kMost);
-  std::size_t lineFeed = text.rfind('\n', size - 1);
-  if (lineFeed == std::string_view::npos) lineFeed = std::min(text.find('\n', size), text.size() - 1);
-  return text.substr(0, std::min(lineFeed + 1, kMost));
 }
 
 /// Compatibility: items without one are left out.
@@ -289,75 +248,22 @@ void appendBoth(std::string& narrow, std::u16string& wide, std::string_view chun
 
 using namespace quillmoria;
 
-FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(XML_ParserCreate(nullptr)) {
-  if (!parser_) throw std::bad_alloc();
+FeedParseState::FeedParseState(RSSObject& target) : target_(target), parser_(std::in_place, *this) {
   defaultUpdateBase();
-
-  XML_Parser parser = parser_.get();
-  XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, kMaxAmplification);
-  XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kAmplificationThreshold);
-  readCutTokensAtOnce(parser);
-  XML_SetUserData(parser, this);
-  XML_SetElementHandler(
-      parser,
-      [](void* data, const char* name, const char** attributes) noexcept {
-        auto* state = static_cast<FeedParseState*>(data);
-        state->guard([&] { state->startElement(name, attributes); });
-      },
-      [](void* data, const char*) noexcept {
-        auto* state = static_cast<FeedParseState*>(data);
-        state->guard([&] { state->endElement(); });
-      });
-  XML_SetCharacterDataHandler(parser, [](void* data, const char* text, int length) noexcept {
-    auto* state = static_cast<FeedParseState*>(data);
-    state->guard([&] { state->characters({text, static_cast<std::size_t>(length)}); });
-  });
-  XML_SetAttlistDeclHandler(parser, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
-    auto* state = static_cast<FeedParseState*>(data);
-    if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
-  });
-  XML_SetEntityDeclHandler(parser, [](void* data, const char*, int, const char*, int, const char*, const char*,
-                                      const char*, const char*) noexcept {
-    auto* state = static_cast<FeedParseState*>(data);
-    if (++state->declaredEntities_ > kMaxDeclaredEntities) state->stop();
-  });
 }
-
-void FeedParseState::ParserRelease::operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
 
 void FeedParseState::parse(std::string_view document) noexcept {
-  feedParser(document);
-  parser_.reset();  // its memory serves for the items
-  if (!finishedItems_ || failed_) return;
   try {
-    keepItems(*finishedItems_);
-  } catch (const std::exception&) {
-    trace("No memory for %zu items\n", *finishedItems_);
-  }
-}
-
-/// expat keeps a copy of what it is given, so it gets the document piece by piece. A piece ends behind a line feed,
-/// where a chunk of text ends anyway; it grows as long as it brings expat no further, since a token that is cut off is
-/// read from its beginning again. The last piece is not marked as such: a document counts up to where it is sound, and
-/// its last tag says enough.
-void FeedParseState::feedParser(std::string_view document) {
-  std::size_t pieceBytes = kReadsCutTokensAtOnce && !hasWideUnits(document) ? kPieceBytes : document.size();
-  XML_Index reached = 0;
-  while (!document.empty()) {
-    const std::string_view piece = linesOf(document, pieceBytes);
-    if (XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), XML_FALSE) != XML_STATUS_OK) {
-      if (XML_GetErrorCode(parser_.get()) == XML_ERROR_NO_MEMORY) failed_ = true;  // not the document's own end
-      return;
-    }
-    document.remove_prefix(piece.size());
-    const XML_Index at = XML_GetCurrentByteIndex(parser_.get());
-    if (at == reached) pieceBytes *= 2;
-    reached = at;
+    parser_->parse(document);
+    parser_.reset();  // its memory serves for the items
+    if (finishedItems_) keepItems(*finishedItems_);
+  } catch (...) {
+    trace("A parse was broken off after %zu items\n", target_.parsedItems.size());
   }
 }
 
 /// Compatibility: names act at any depth.
-void FeedParseState::startElement(const char* name, Attributes attributes) {
+void FeedParseState::startElement(const char* name, XmlAttributes attributes) {
   current_ = elementOf(name);
   switch (current_) {
     case Element::Rss:
@@ -398,11 +304,10 @@ void FeedParseState::startElement(const char* name, Attributes attributes) {
       break;
   }
   open_.push_back(current_);
-  if (open_.size() > kMaxDepth) return stop();
   field_ = chooseField();
 }
 
-void FeedParseState::endElement() {
+void FeedParseState::endElement(const char*) {
   const Element ended = open_.back();
   open_.pop_back();
   switch (ended) {
@@ -466,7 +371,7 @@ void FeedParseState::announceRss() {
   channel.date = CTime::GetCurrentTime();
 }
 
-void FeedParseState::announceRdf(Attributes attributes) {
+void FeedParseState::announceRdf(XmlAttributes attributes) {
   const char* space = attribute(attributes, "xmlns");
   const bool is090 = space && areEqual(space, kRss090Namespace);
   isRss_ = false;
@@ -495,7 +400,7 @@ void FeedParseState::completeItem() {
 }
 
 /// Compatibility: the last link wins, whatever its relation.
-void FeedParseState::setLink(Attributes attributes) {
+void FeedParseState::setLink(XmlAttributes attributes) {
   const char* href = attribute(attributes, "href");
   if (!href || (!inEntry_ && open_.size() != 1)) return;
   const std::string_view link = href;
@@ -507,7 +412,7 @@ void FeedParseState::setLink(Attributes attributes) {
 }
 
 /// Compatibility: no other letter case, and false without the attribute.
-void FeedParseState::setPermaLink(Attributes attributes) {
+void FeedParseState::setPermaLink(XmlAttributes attributes) {
   if (const char* value = attribute(attributes, "isPermaLink")) item_.isPermaLink = areEqual(value, "true");
 }
 
@@ -659,26 +564,6 @@ bool FeedParseState::hasRoomForChannelText(std::size_t size) {
 
 bool FeedParseState::isWithinBounds(std::size_t text) {
   if (text <= kMaxKeptText) return true;
-  stop();
+  parser_->stop();
   return false;
-}
-
-/// Ends the parse as if the document broke off here. Without its handlers, expat calls back at most with the rest of a
-/// text that it is delivering.
-void FeedParseState::stop() {
-  XML_StopParser(parser_.get(), XML_FALSE);
-  XML_SetElementHandler(parser_.get(), nullptr, nullptr);
-  XML_SetCharacterDataHandler(parser_.get(), nullptr);
-  field_ = Field::None;
-}
-
-/// No exception may pass through expat.
-template <class Step>
-void FeedParseState::guard(Step step) noexcept {
-  try {
-    step();
-  } catch (...) {
-    failed_ = true;
-    stop();
-  }
 }

@@ -2,15 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "quillmoria/RSSObject.h"
-
-struct XML_ParserStruct;
+#include "xml/XmlParser.h"
 
 namespace quillmoria {
 
@@ -27,11 +25,11 @@ enum class FeedField : std::uint8_t;
 ///
 /// The channel picture is loaded on the way, so a parse may read files and use the network.
 ///
-/// Fields are filled chunk by chunk as expat delivers text: it begins a new chunk at each line break and reference, and
-/// each is trimmed on its own. Where a chunk goes depends on nothing but the tags before it, so it is decided at them.
+/// Fields are filled chunk by chunk as the parser delivers text, and each chunk is trimmed on its own. Where it goes
+/// depends on nothing but the tags before it, so it is decided at them.
 ///
 /// Belongs to one thread, and outlives neither the parse nor its target.
-class FeedParseState {
+class FeedParseState final : public quillmoria::XmlHandler {
  public:
   /// A parse into `target`, whose counts and items must be those of a new object. Throws std::bad_alloc.
   explicit FeedParseState(RSSObject& target);
@@ -44,22 +42,16 @@ class FeedParseState {
   void parse(std::string_view document) noexcept;
 
  private:
-  using Attributes = const char**;
-  struct ParserRelease {
-    void operator()(XML_ParserStruct* parser) const;
-  };
-
-  void feedParser(std::string_view document);
-  void startElement(const char* name, Attributes attributes);
-  void endElement();
-  void characters(std::string_view chunk);
+  void startElement(const char* name, quillmoria::XmlAttributes attributes) override;
+  void endElement(const char* name) override;
+  void characters(std::string_view chunk) override;
 
   void announceRss();
-  void announceRdf(Attributes attributes);
+  void announceRdf(quillmoria::XmlAttributes attributes);
   void startItem();
   void completeItem();
-  void setLink(Attributes attributes);
-  void setPermaLink(Attributes attributes);
+  void setLink(quillmoria::XmlAttributes attributes);
+  void setPermaLink(quillmoria::XmlAttributes attributes);
   void loadPicture();
   void finish();
   void keepItems(std::size_t parsed);
@@ -70,12 +62,9 @@ class FeedParseState {
   bool hasRoomForItemText(std::size_t size);
   bool hasRoomForChannelText(std::size_t size);
   bool isWithinBounds(std::size_t text);
-  void stop();
-  template <class Step>
-  void guard(Step step) noexcept;
 
   RSSObject& target_;
-  std::unique_ptr<XML_ParserStruct, ParserRelease> parser_;
+  std::optional<quillmoria::XmlParser> parser_;
 
   quillmoria::FeedElement current_{};          ///< the element of the last start tag; none after an end tag
   quillmoria::FeedField field_{};              ///< where text goes until the next tag
@@ -102,9 +91,6 @@ class FeedParseState {
   ItemText text_;                             ///< its wide texts
   std::optional<std::size_t> finishedItems_;  ///< the items that were complete at the last finish
   int pictureLoads_ = 0;
-  int declaredAttributes_ = 0;
-  int declaredEntities_ = 0;
   std::size_t itemText_ = 0;  ///< bytes given to the item under construction
   std::size_t keptText_ = 0;  ///< bytes given to all else, with an allowance for each item
-  bool failed_ = false;       ///< an exception had to be caught
 };

@@ -1,13 +1,8 @@
 #include "opml/OPMLParseState.h"
 
-#define XML_DTD  // without it expat keeps back how to bound entities
-#include <expat.h>
-
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <mutex>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,18 +13,16 @@
 #include "platform/Text.h"
 #include "platform/Trace.h"
 
+using quillmoria::XmlAttributes;
+
 namespace {
 
+using quillmoria::areEqual;
 using HeadStruct = OPMLDoc::HeadStruct;
 using OutlineStruct = OPMLDoc::OutlineStruct;
 
 constexpr std::int32_t kMaxOutlines = 1'000'000;
 constexpr std::size_t kMaxTextBytes = 128 << 20;
-constexpr std::int32_t kMaxElementDepth = 1'000'000;
-constexpr std::int32_t kMaxDeclaredAttributes = 64;   // expat goes through them at every element
-constexpr std::int32_t kMaxDeclaredEntities = 1'000;  // expat goes down the stack where one refers to the next
-constexpr float kMaxAmplification = 10;
-constexpr unsigned long long kAmplificationThreshold = 1 << 20;
 
 constexpr const char* kVersions[] = {"1.0", "1.1"};
 
@@ -74,9 +67,6 @@ constexpr Field<OutlineStruct> kOutlineFields[] = {
     {"description", storeIn<OutlineStruct, &OutlineStruct::description>},
 };
 
-/// Looks no further than where they differ: each element brings all declared attributes, and those may be huge.
-bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
-
 /// The action of the field called `name`, or null.
 template <class Record, std::size_t kCount>
 auto storeOf(const Field<Record> (&fields)[kCount], const char* name) -> decltype(Field<Record>::store) {
@@ -87,64 +77,11 @@ auto storeOf(const Field<Record> (&fields)[kCount], const char* name) -> decltyp
 }  // namespace
 
 OPMLParseState::OPMLParseState(OPMLParser& parser, OPMLDoc& document)
-    : parser_(parser), document_(document), xmlParser_(XML_ParserCreate(nullptr)) {
-  if (!xmlParser_) throw std::bad_alloc();
-  XML_Parser xml = xmlParser_.get();
-  XML_SetBillionLaughsAttackProtectionMaximumAmplification(xml, kMaxAmplification);
-  XML_SetBillionLaughsAttackProtectionActivationThreshold(xml, kAmplificationThreshold);
-  XML_SetUserData(xml, this);
-  XML_SetElementHandler(
-      xml,
-      [](void* state, const char* name, Attributes attributes) noexcept {
-        static_cast<OPMLParseState*>(state)->guarded([&](auto& self) { self.startElement(name, attributes); });
-      },
-      [](void* state, const char* name) noexcept {
-        static_cast<OPMLParseState*>(state)->guarded([&](auto& self) { self.endElement(name); });
-      });
-  XML_SetCharacterDataHandler(xml, [](void* state, const char* text, int length) noexcept {
-    static_cast<OPMLParseState*>(state)->guarded([&](auto& self) {
-      self.characters({text, static_cast<std::size_t>(length)});
-    });
-  });
-  XML_SetAttlistDeclHandler(xml, [](void* data, const char*, const char*, const char*, const char*, int) noexcept {
-    auto* state = static_cast<OPMLParseState*>(data);
-    if (++state->declaredAttributes_ > kMaxDeclaredAttributes) state->stop();
-  });
-  XML_SetEntityDeclHandler(xml, [](void* data, const char*, int, const char*, int, const char*, const char*,
-                                   const char*, const char*) noexcept {
-    auto* state = static_cast<OPMLParseState*>(data);
-    if (++state->declaredEntities_ > kMaxDeclaredEntities) state->stop();
-  });
-}
+    : parser_(parser), document_(document), xmlParser_(*this) {}
 
-OPMLParseState::~OPMLParseState() = default;
+void OPMLParseState::parse(std::string_view text) { xmlParser_.parse(text); }
 
-void OPMLParseState::ParserRelease::operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
-
-void OPMLParseState::parse(std::string_view text) {
-  XML_Parse(xmlParser_.get(), text.data(), static_cast<int>(text.size()), XML_FALSE);
-  if (exception_) std::rethrow_exception(exception_);
-}
-
-/// Runs what a callback does; no exception reaches expat.
-template <class Action>
-void OPMLParseState::guarded(Action action) noexcept {
-  if (stopped_) return;
-  try {
-    action(*this);
-  } catch (...) {
-    exception_ = std::current_exception();
-    stop();
-  }
-}
-
-void OPMLParseState::stop() {
-  stopped_ = true;
-  XML_StopParser(xmlParser_.get(), XML_FALSE);
-}
-
-void OPMLParseState::startElement(const char* tag, Attributes attributes) {
-  if (++elementDepth_ > kMaxElementDepth) return stop();
+void OPMLParseState::startElement(const char* tag, XmlAttributes attributes) {
   storeText_ = storeOf(kHeadFields, tag);
   const std::string_view name = tag;
   if (name == "outline") {
@@ -157,13 +94,13 @@ void OPMLParseState::startElement(const char* tag, Attributes attributes) {
   }
 }
 
-void OPMLParseState::endElement(std::string_view name) {
+void OPMLParseState::endElement(const char* tag) {
+  const std::string_view name = tag;
   if (name == "opml") {
     // Compatibility: without a line end.
     quillmoria::trace("End OPML parsing");
     if (!isNested_) wrapFlatList();
   }
-  --elementDepth_;
   if (name == "head") --headCount_;
   if (name == "outline") --outlineDepth_;
   storeText_ = nullptr;
@@ -175,7 +112,7 @@ void OPMLParseState::characters(std::string_view text) {
 }
 
 /// Compatibility: the first attribute, whatever its name.
-void OPMLParseState::readVersion(Attributes attributes) {
+void OPMLParseState::readVersion(XmlAttributes attributes) {
   if (!attributes[0]) {
     document_.version = "1.0";
   } else if (std::ranges::any_of(kVersions, [&](const char* version) { return areEqual(version, attributes[1]); })) {
@@ -183,7 +120,7 @@ void OPMLParseState::readVersion(Attributes attributes) {
   }
 }
 
-void OPMLParseState::addOutline(Attributes attributes) {
+void OPMLParseState::addOutline(XmlAttributes attributes) {
   auto outline = std::make_unique<OutlineStruct>();
   for (; *attributes; attributes += 2) {
     const auto storeText = storeOf(kOutlineFields, attributes[0]);
@@ -192,7 +129,7 @@ void OPMLParseState::addOutline(Attributes attributes) {
     textBytes_ += text.size();
     storeText(*outline, text);
   }
-  if (++outlineCount_ > kMaxOutlines || textBytes_ > kMaxTextBytes) return stop();
+  if (++outlineCount_ > kMaxOutlines || textBytes_ > kMaxTextBytes) return xmlParser_.stop();
   if (!outline->xmlUrl.empty()) outline->type = "rss";
   outline->level = outlineDepth_++;
   place(std::move(outline));

@@ -6,7 +6,6 @@ namespace quillmoria {
 namespace {
 
 constexpr bool isWhiteSpace(char character) { return character == ' ' || (character >= '\t' && character <= '\r'); }
-constexpr bool isLineBreak(char character) { return character == '\t' || character == '\n' || character == '\r'; }
 
 template <class Number>
 constexpr Number bound(bool negative) {
@@ -35,12 +34,6 @@ Number leadingNumber(std::string_view text) {
 }
 
 }  // namespace
-
-std::string_view trimLineBreaks(std::string_view text) {
-  while (!text.empty() && isLineBreak(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isLineBreak(text.back())) text.remove_suffix(1);
-  return text;
-}
 
 std::int64_t toInt64(std::string_view text) { return leadingNumber<std::int64_t>(text); }
 

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string_view>
+
+struct XML_ParserStruct;
+
+namespace quillmoria {
+
+/// The names and values of a start tag's attributes by turns, those that have a declared default last; then a null.
+using XmlAttributes = const char* const*;
+
+/// Looks no further than where they differ: each element brings all declared defaults, and those may be huge.
+inline bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
+
+/// What a document is told to, tag by tag. All texts are in UTF-8 and last until the call returns; names have the
+/// prefixes that the document gives them.
+class XmlHandler {
+ public:
+  virtual void startElement(const char* name, XmlAttributes attributes) = 0;
+  virtual void endElement(const char* name) = 0;
+
+  /// A part of the text between two tags; each line break and reference begins a new one.
+  virtual void characters(std::string_view chunk) = 0;
+
+ protected:
+  ~XmlHandler() = default;
+};
+
+/// What a document may ask for. One that asks for more ends there, as if it broke off.
+struct XmlLimits {
+  std::size_t depth = 1'000'000;         ///< elements open at once
+  std::size_t declaredAttributes = 64;   ///< expat goes through them at every element
+  std::size_t declaredEntities = 1'000;  ///< expat goes down the stack where one refers to the next
+  float amplification = 10;              ///< times its length, from a MiB on, that entities make of a document
+};
+
+/// One reading of one document, without anything that it refers to outside of itself.
+///
+///     XmlParser(handler).parse(document);
+///
+/// Belongs to one thread.
+class XmlParser {
+ public:
+  /// A reading for `handler`, which must outlive it. Throws std::bad_alloc.
+  explicit XmlParser(XmlHandler& handler, const XmlLimits& limits = {});
+  XmlParser(const XmlParser&) = delete;
+  XmlParser& operator=(const XmlParser&) = delete;
+
+  /// Reads `document` up to its end or its first fault; once for each parser. Throws what the handler throws, which
+  /// ends the reading, and std::bad_alloc.
+  void parse(std::string_view document);
+
+  /// Ends the reading. Only for the handler, which is not called again.
+  void stop() noexcept;
+
+ private:
+  struct Release {
+    void operator()(XML_ParserStruct* parser) const;
+  };
+
+  template <class Step>
+  static void guard(void* parser, Step step) noexcept;
+  void keepException() noexcept;
+  void parsePieces(std::string_view document);
+  void startElement(const char* name, XmlAttributes attributes);
+  void endElement(const char* name);
+  void declareAttribute();
+  void declareEntity();
+
+  std::unique_ptr<XML_ParserStruct, Release> expat_;
+  XmlHandler& handler_;
+  const XmlLimits limits_;
+  bool isStopped_ = false;        ///< expat may still call back
+  std::exception_ptr exception_;  ///< thrown by the handler, kept until expat has returned
+  std::size_t depth_ = 0;
+  std::size_t declaredAttributes_ = 0;
+  std::size_t declaredEntities_ = 0;
+};
+
+}  // namespace quillmoria
