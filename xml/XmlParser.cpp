@@ -40,6 +40,37 @@ std::string_view linesOf(std::string_view text, std::size_t size) {
 
 }  // namespace
 
+/// What expat calls. No exception passes through expat.
+struct XmlParser::Callbacks {
+  template <class Step>
+  static void guard(void* parser, Step step) noexcept {
+    XmlParser& self = *static_cast<XmlParser*>(parser);
+    if (self.isStopped_) return;
+    try {
+      step(self);
+    } catch (...) {
+      self.keepException();
+    }
+  }
+
+  static void startElement(void* parser, const char* name, const char** attributes) noexcept {
+    guard(parser, [&](XmlParser& self) { self.startElement(name, attributes); });
+  }
+  static void endElement(void* parser, const char* name) noexcept {
+    guard(parser, [&](XmlParser& self) { self.endElement(name); });
+  }
+  static void characters(void* parser, const char* text, int length) noexcept {
+    guard(parser, [&](XmlParser& self) { self.handler_.characters({text, static_cast<std::size_t>(length)}); });
+  }
+  static void declareAttribute(void* parser, const char*, const char*, const char*, const char* value, int) noexcept {
+    guard(parser, [&](XmlParser& self) { self.declareAttribute(value != nullptr); });
+  }
+  static void declareEntity(void* parser, const char*, int, const char*, int, const char*, const char*, const char*,
+                            const char*) noexcept {
+    guard(parser, [](XmlParser& self) { self.declareEntity(); });
+  }
+};
+
 XmlParser::XmlParser(XmlHandler& handler, const XmlLimits& limits)
     : expat_(XML_ParserCreate(nullptr)), handler_(handler), limits_(limits) {
   if (!expat_) throw std::bad_alloc();
@@ -48,21 +79,10 @@ XmlParser::XmlParser(XmlHandler& handler, const XmlLimits& limits)
   XML_SetBillionLaughsAttackProtectionActivationThreshold(expat, kAmplificationThreshold);
   readCutTokensAtOnce(expat);
   XML_SetUserData(expat, this);
-  XML_SetElementHandler(
-      expat,
-      [](void* parser, const char* name, const char** attributes) noexcept {
-        guard(parser, [&](XmlParser& self) { self.startElement(name, attributes); });
-      },
-      [](void* parser, const char* name) noexcept { guard(parser, [&](XmlParser& self) { self.endElement(name); }); });
-  XML_SetCharacterDataHandler(expat, [](void* parser, const char* text, int length) noexcept {
-    guard(parser, [&](XmlParser& self) { self.handler_.characters({text, static_cast<std::size_t>(length)}); });
-  });
-  XML_SetAttlistDeclHandler(expat, [](void* parser, const char*, const char*, const char*, const char*, int) noexcept {
-    guard(parser, [](XmlParser& self) { self.declareAttribute(); });
-  });
-  XML_SetEntityDeclHandler(expat,
-                           [](void* parser, const char*, int, const char*, int, const char*, const char*, const char*,
-                              const char*) noexcept { guard(parser, [](XmlParser& self) { self.declareEntity(); }); });
+  XML_SetElementHandler(expat, Callbacks::startElement, Callbacks::endElement);
+  XML_SetCharacterDataHandler(expat, Callbacks::characters);
+  XML_SetAttlistDeclHandler(expat, Callbacks::declareAttribute);
+  XML_SetEntityDeclHandler(expat, Callbacks::declareEntity);
 }
 
 void XmlParser::Release::operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
@@ -76,18 +96,6 @@ void XmlParser::parse(std::string_view document) {
 void XmlParser::stop() noexcept {
   isStopped_ = true;
   XML_StopParser(expat_.get(), XML_FALSE);
-}
-
-/// Takes a step of `parser` when expat calls. No exception passes through expat.
-template <class Step>
-void XmlParser::guard(void* parser, Step step) noexcept {
-  XmlParser& self = *static_cast<XmlParser*>(parser);
-  if (self.isStopped_) return;
-  try {
-    step(self);
-  } catch (...) {
-    self.keepException();
-  }
 }
 
 void XmlParser::keepException() noexcept {
@@ -113,8 +121,9 @@ void XmlParser::parsePieces(std::string_view document) {
 }
 
 void XmlParser::startElement(const char* name, XmlAttributes attributes) {
-  if (++depth_ > limits_.depth) return stop();
-  handler_.startElement(name, attributes);
+  if (++depth_ > limits_.depth) stop();
+  if (declaredAttributes_ > 0) visitDeclaredAttributes(1 + XML_GetSpecifiedAttributeCount(expat_.get()) / 2);
+  if (!isStopped_) handler_.startElement(name, attributes);
 }
 
 void XmlParser::endElement(const char* name) {
@@ -122,12 +131,21 @@ void XmlParser::endElement(const char* name) {
   handler_.endElement(name);
 }
 
-void XmlParser::declareAttribute() {
-  if (++declaredAttributes_ > limits_.declaredAttributes) stop();
+void XmlParser::declareAttribute(bool hasDefault) {
+  visitDeclaredAttributes(1);
+  ++declaredAttributes_;
+  if (hasDefault && ++declaredDefaults_ > limits_.declaredDefaults) stop();
 }
 
 void XmlParser::declareEntity() {
   if (++declaredEntities_ > limits_.declaredEntities) stop();
+}
+
+/// expat may go through all attributes declared for an element where it begins, for each attribute that it has, and
+/// where another is declared. Counts as if all were declared for each element.
+void XmlParser::visitDeclaredAttributes(int times) {
+  declaredAttributeVisits_ += declaredAttributes_ * static_cast<std::uint64_t>(times);
+  if (declaredAttributeVisits_ > limits_.declaredAttributeVisits) stop();
 }
 
 }  // namespace quillmoria

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -13,7 +14,8 @@ namespace quillmoria {
 /// The names and values of a start tag's attributes by turns, those that have a declared default last; then a null.
 using XmlAttributes = const char* const*;
 
-/// Looks no further than where they differ: each element brings all declared defaults, and those may be huge.
+/// Whether two names or values are the same. Looks no further than where they differ: each element brings all declared
+/// defaults, and those may be huge.
 inline bool areEqual(const char* one, const char* other) { return std::strcmp(one, other) == 0; }
 
 /// What a document is told to, tag by tag. All texts are in UTF-8 and last until the call returns; names have the
@@ -32,10 +34,11 @@ class XmlHandler {
 
 /// What a document may ask for. One that asks for more ends there, as if it broke off.
 struct XmlLimits {
-  std::size_t depth = 1'000'000;         ///< elements open at once
-  std::size_t declaredAttributes = 64;   ///< expat goes through them at every element
-  std::size_t declaredEntities = 1'000;  ///< expat goes down the stack where one refers to the next
-  float amplification = 10;              ///< times its length, from a MiB on, that entities make of a document
+  std::size_t depth = 1'000'000;                    ///< elements open at once
+  std::size_t declaredDefaults = 64;                ///< of attributes: each element that they are for brings them along
+  std::uint64_t declaredAttributeVisits = 1 << 30;  ///< by elements, attributes and declarations, each to all before it
+  std::size_t declaredEntities = 1'000;             ///< expat goes down the stack where one refers to the next
+  float amplification = 10;  ///< times its length, from a MiB on, that entities make of a document
 };
 
 /// One reading of one document, without anything that it refers to outside of itself.
@@ -58,18 +61,18 @@ class XmlParser {
   void stop() noexcept;
 
  private:
+  struct Callbacks;
   struct Release {
     void operator()(XML_ParserStruct* parser) const;
   };
 
-  template <class Step>
-  static void guard(void* parser, Step step) noexcept;
   void keepException() noexcept;
   void parsePieces(std::string_view document);
   void startElement(const char* name, XmlAttributes attributes);
   void endElement(const char* name);
-  void declareAttribute();
+  void declareAttribute(bool hasDefault);
   void declareEntity();
+  void visitDeclaredAttributes(int times);
 
   std::unique_ptr<XML_ParserStruct, Release> expat_;
   XmlHandler& handler_;
@@ -77,7 +80,9 @@ class XmlParser {
   bool isStopped_ = false;        ///< expat may still call back
   std::exception_ptr exception_;  ///< thrown by the handler, kept until expat has returned
   std::size_t depth_ = 0;
-  std::size_t declaredAttributes_ = 0;
+  std::size_t declaredDefaults_ = 0;
+  std::uint64_t declaredAttributes_ = 0;
+  std::uint64_t declaredAttributeVisits_ = 0;
   std::size_t declaredEntities_ = 0;
 };
 

@@ -140,6 +140,9 @@ CASES = [
         [b"<!ATTLIST a ", many(b"a%08d CDATA '' ", 16), b">"], many(b"<a/>")), 1_000_000, UNPARSED),
     Case("sixty defaults for many elements", declaring([b"<!ATTLIST a ", (b"a%02d CDATA '' ", 60), b">"],
                                                        many(b"<a/>")), 4_000_000, shown=ONE),
+    Case("hundreds of attributes", declaring([b"<!ATTLIST item ", (b"a%08d CDATA #IMPLIED ", 900), b">"]), shown=ONE),
+    Case("attributes for many elements", declaring(
+        [b"<!ATTLIST a ", many(b"a%08d NMTOKEN #IMPLIED ", 16), b">"], many(b"<a/>")), 1_000_000, UNPARSED, whole=True),
     Case("a huge default for many elements", declaring(
         [b"<!ATTLIST guid isPermaLink CDATA 'true", many(b"x"), b"'>"], many(b"<guid/>", 4)), BIG // 2, shown=ONE),
     Case("a huge name of a default", declaring(
