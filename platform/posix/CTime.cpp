@@ -36,9 +36,8 @@ std::int64_t secondsInUtc(const tm& fields) {
   using namespace std::chrono;
   if (fields.tm_year < 70 || fields.tm_year > 138 || fields.tm_mon < 0 || fields.tm_mon > 11) return -1;
   const sys_days monthsFirst = year(kTmYearBase + fields.tm_year) / (fields.tm_mon + 1) / 1;
-  const sys_seconds moment =
-      monthsFirst + days(fields.tm_mday - 1) + hours(fields.tm_hour) + minutes(fields.tm_min) + seconds(fields.tm_sec);
-  return moment.time_since_epoch().count();
+  const std::int64_t days = std::int64_t{monthsFirst.time_since_epoch().count()} + fields.tm_mday - 1;
+  return ((days * 24 + fields.tm_hour) * 60 + fields.tm_min) * 60 + fields.tm_sec;
 }
 
 /// What local time is ahead of UTC; none where the zone counts leap seconds.
