@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,7 @@ void requireEqualTrees(const OPMLDoc& list, const OPMLDoc& copy) {
       const OPMLDoc::OutlineStruct& its = *(*copies)[i];
       require(&original != &its && original.text == its.text && original.xmlUrl == its.xmlUrl);
       require(its.level == original.level && its.level == (its.parent ? its.parent->level + 1 : its.level));
+      require(!its.parent || std::ranges::count(its.parent->children, &its) == 1);
       require((&original == list.lastOutline) == (&its == copy.lastOutline));
       left.emplace_back(&original.children, &its.children);
     }
@@ -38,6 +40,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const OPMLDoc copy(*parser.GetOPMLDoc());
   requireEqualTrees(*parser.GetOPMLDoc(), copy);
   parser.ParseFromFile("");
-  requireEqualTrees(copy, OPMLDoc(copy));
+  OPMLDoc assigned;
+  assigned.outlines = {new OPMLDoc::OutlineStruct};
+  assigned = copy;
+  requireEqualTrees(copy, assigned);
   return 0;
 }
