@@ -21,8 +21,9 @@ class CFileException : public std::runtime_error {
 ///
 /// Paths are the base folder, a backslash, one of the three folders, a backslash, and a name that may hold slashes for
 /// subfolders. The base folder is the host's and is taken as it is. The name is anybody's: one that is empty or
-/// absolute, that holds "..", a backslash or NUL, that makes the path longer than the system's are, or that leads over
-/// a link below the three folders, cannot be opened or created. One thread at a time.
+/// absolute, that holds "..", a backslash or NUL, that makes the path longer than the system's are, that leads over a
+/// link below the three folders, or that a file has while it is written (docs/cache-format.md), cannot be opened or
+/// created. One thread at a time.
 ///
 /// A file that is replaced is whole at any moment, however the process ends; nothing is forced out to the disk. Under a
 /// limit on file sizes the exception comes only to a process that ignores SIGXFSZ.

@@ -1,102 +1,35 @@
 #include "platform/CFile.h"
 
-#include <limits.h>
 #include <stdio.h>
-#include <sys/file.h>
 
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <utility>
 
-#include "platform/posix/Descriptor.h"
+#include "platform/posix/EngineFile.h"
 
 using quillmoria::Descriptor;
+using quillmoria::isStillNamed;
+using quillmoria::locate;
+using quillmoria::openForOneself;
 using quillmoria::openRegular;
+using quillmoria::Place;
+using quillmoria::temporaryName;
 
 namespace {
 
-constexpr std::string_view kFolders[] = {"config", "cache", "feed_imgs"};
-constexpr int kLockAttempts = 16;
 constexpr std::size_t kMostPending = std::size_t{256} << 10;
 
-/// A file's directory, reached without a link below the engine's folder, and its name there.
-struct Place {
-  Descriptor directory;
-  std::string name;
-};
-
-bool isEngineFolder(std::string_view folder) {
-  for (const std::string_view known : kFolders) {
-    if (folder == known) return true;
-  }
-  return false;
+bool isThere(int directory, const std::string& name) {
+  struct stat state;
+  return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
-
-Descriptor openFolder(int directory, const std::string& name, int flags) {
-  return quillmoria::open(directory, name.c_str(), flags | O_PATH | O_DIRECTORY);
-}
-
-/// Goes from `directory` down to the last component of `name`. Only that a component is not "..", and no link, keeps
-/// the walk below its start. An empty component is the directory itself, as the system has it.
-std::optional<Place> descend(Descriptor directory, std::string_view name) {
-  if (name.empty() || name.front() == '/') return std::nullopt;
-  for (;;) {
-    const std::size_t slash = name.find('/');
-    std::string component(name.substr(0, slash));
-    const bool isLast = slash == std::string_view::npos;
-    if (component == ".." || (isLast && component.empty())) return std::nullopt;
-    if (isLast) return Place{std::move(directory), std::move(component)};
-    name.remove_prefix(slash + 1);
-    if (component.empty()) continue;
-    directory = openFolder(directory.get(), component, O_NOFOLLOW);
-    if (!directory) return std::nullopt;
-  }
-}
-
-/// Takes base folder, folder and name apart at the path's last two backslashes, so that a name never holds one.
-std::optional<Place> locate(const std::string& path) {
-  if (path.size() >= PATH_MAX || path.find('\0') != std::string::npos) return std::nullopt;
-  const std::size_t nameMark = path.rfind('\\');
-  if (nameMark == std::string::npos || nameMark == 0) return std::nullopt;
-  const std::size_t folderMark = path.rfind('\\', nameMark - 1);
-  if (folderMark == std::string::npos) return std::nullopt;
-  const std::string folder = path.substr(folderMark + 1, nameMark - folderMark - 1);
-  if (!isEngineFolder(folder)) return std::nullopt;
-  Descriptor directory = openFolder(AT_FDCWD, path.substr(0, folderMark) + "/" + folder, 0);
-  if (!directory) return std::nullopt;
-  return descend(std::move(directory), std::string_view(path).substr(nameMark + 1));
-}
-
-/// False if somebody else holds the file. A file system without locks locks for nobody.
-bool lockForOneself(int file) { return ::flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
 
 /// Empties `file`, but not if it has another name as well, which may stand in another folder.
 bool emptied(int file) {
   struct stat state;
   return ::fstat(file, &state) == 0 && state.st_nlink <= 1 && ::ftruncate(file, 0) == 0;
-}
-
-/// What is open may have been renamed or removed by its last holder before it was locked.
-bool isStillNamed(int file, int directory, const std::string& name) {
-  struct stat opened;
-  struct stat named;
-  return ::fstat(file, &opened) == 0 && ::fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
-}
-
-/// The file `name`, locked; none if somebody else holds it.
-Descriptor openForOneself(int directory, const std::string& name, int flags) {
-  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    Descriptor file = openRegular(directory, name.c_str(), flags | O_NOFOLLOW);
-    if (!file || !lockForOneself(file.get())) return Descriptor();
-    if (isStillNamed(file.get(), directory, name)) return file;
-  }
-  return Descriptor();
-}
-
-bool isThere(int directory, const std::string& name) {
-  struct stat state;
-  return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
 /// A change within one block of the disk, which is written whole or not at all.
@@ -133,13 +66,6 @@ std::optional<SmallChange> changeTo(std::string_view bytes, int file) {
     if (!change.isSmall()) return std::nullopt;
   }
   return change;
-}
-
-/// The backslash keeps it apart from any name that can be opened: an image's may begin with a colon, too. Two names of
-/// the greatest length may share one; then they cannot be open at once.
-std::string temporaryName(const std::string& name) {
-  constexpr std::string_view kMark = ":\\";
-  return std::string(kMark) + name.substr(0, NAME_MAX - kMark.size());
 }
 
 void writeFully(int file, std::string_view bytes) {

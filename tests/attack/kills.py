@@ -14,6 +14,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import shutil
 import struct
 import subprocess
@@ -29,7 +30,7 @@ PICTURES = [f"{number}.bmp" for number in range(20)]
 ITEMS = 150  # of each document
 NEW = 10  # of them in each round
 SIDE = 100  # of a picture, in pixels
-UNDER_WAY = ":\\"  # before the name of a file that is being written
+UNDER_WAY = re.compile(r"[0-9a-z]{8}\.qmu")  # the name of a file that is being written
 Mode = collections.namedtuple("Mode", "name share online jobs pictures")
 MODES = [
     Mode("one at a time", 0.35, True, 1, False),
@@ -158,14 +159,14 @@ class Attack:
     def _wait_for_a_file_under_way(self, process):
         folders = [str(self._base / folder) for folder in ("cache", "feed_imgs")]
         names = lambda: itertools.chain.from_iterable(map(os.listdir, folders))
-        while process.poll() is None and not any(name.startswith(UNDER_WAY) for name in names()):
+        while process.poll() is None and not any(map(UNDER_WAY.fullmatch, names())):
             pass
 
     def _look(self, mode):
         """Compares what there is with the previous and the new documents. Returns the unfinished files."""
         unfinished = []
         for path in (self._base / "cache").iterdir():
-            if path.name.startswith(UNDER_WAY) and path.name.removeprefix(UNDER_WAY) in FEEDS:
+            if UNDER_WAY.fullmatch(path.name):
                 unfinished.append(path)
                 continue
             assert path.name in FEEDS, f"a file {path.name}"
@@ -176,7 +177,7 @@ class Attack:
             assert file.items == items_of(path.name, stored), f"{path.name} has other items"
             self._stored[path.name] = stored
         for path in (self._base / "feed_imgs").iterdir():
-            if path.name.startswith(UNDER_WAY) and path.name.removeprefix(UNDER_WAY) in PICTURES:
+            if UNDER_WAY.fullmatch(path.name):
                 unfinished.append(path)
             else:
                 assert path.name in PICTURES, f"a file {path.name}"

@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <deque>
+#include <regex>
+#include <set>
+
+#include "platform/Text.h"
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
 
@@ -10,6 +15,14 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 namespace {
+
+bool store(const std::string& path, const std::string& bytes, CFile::OpenFlags mode = CFile::modeReplace) {
+  CFile file;
+  if (!file.Open(path, mode)) return false;
+  file.Write(bytes.data(), bytes.size());
+  file.Close();
+  return true;
+}
 
 class Files : public testing::Test {
  protected:
@@ -27,18 +40,9 @@ class Files : public testing::Test {
 
   bool opens(const std::string& path, CFile::OpenFlags mode) const { return CFile().Open(base_.name() + path, mode); }
 
-  bool store(const std::string& path, const std::string& bytes, CFile::OpenFlags mode = CFile::modeReplace) const {
-    CFile file;
-    if (!file.Open(base_.name() + path, mode)) return false;
-    file.Write(bytes.data(), bytes.size());
-    file.Close();
-    return true;
-  }
-
   TemporaryBaseFolder base_;
+  const std::string cache_ = base_.name() + "\\cache\\", file_ = cache_ + "file";
 };
-
-constexpr char kFile[] = "\\cache\\file";
 
 }  // namespace
 
@@ -49,20 +53,54 @@ TEST_F(Files, UnderNamesThatLeaveTheFolderOrAreNoFileNeitherOpenNorChange) {
       EXPECT_FALSE(opens(path, mode)) << path;
     }
   }
-  EXPECT_FALSE(store("\\cache\\" + std::string(256, 'n'), ""));
   EXPECT_FALSE(opens("\\cache\\hard", CFile::modeCreate)) << "a name of another file";
+  EXPECT_FALSE(store(cache_ + std::string(256, 'n'), ""));
   EXPECT_EQ(base_.tree(), before);
 }
 
-TEST_F(Files, UnderNamesThatStayInTheFolderAreThere) {
-  const std::string longest(255, 'n');
-  for (const std::string& name : {"a b"s, "logo.gif?x&y=a:b*"s, "..x"s, "sub/x"s, "./y"s, "sub//z"s, longest}) {
-    for (const auto mode : {CFile::modeCreate, CFile::modeReplace}) {
-      EXPECT_TRUE(store("\\cache\\" + name, "longer than what follows", mode)) << name;
-      EXPECT_TRUE(store("/a\\cache\\b\\cache\\" + name, name.substr(0, 9), mode)) << name;
-      EXPECT_EQ(base_.read("cache/" + name), name.substr(0, 9));
-    }
+TEST_F(Files, UnderNamesThatStayInTheFolderAreThereAfterOthersThatEveryFileSystemTakes) {
+  const auto names = readTable<1>("platform/names.txt");
+  const auto before = base_.tree();
+  std::deque<CFile> files;
+  for (const auto& [name] : names) {
+    EXPECT_TRUE(files.emplace_back().Open(base_.name() + "/a\\cache\\b\\cache\\" + name, CFile::modeReplace)) << name;
+    files.back().Write(name.data(), name.size());
   }
+  std::set<std::string> temporaries;
+  for (const auto& [path, bytes] : base_.tree()) {
+    if (before.contains(path)) continue;
+    const std::string name = quillmoria::lowerAscii(path.substr(path.rfind('/') + 1));
+    EXPECT_FALSE(opens("\\cache\\" + name, CFile::modeRead));
+    for (const auto& [why, pattern] : readTable<2>("platform/refused-names.tsv")) {
+      EXPECT_FALSE(std::regex_search(name, std::regex(pattern))) << name << ": " << why;
+    }
+    temporaries.insert(name);
+  }
+  EXPECT_EQ(temporaries.size(), files.size());
+  for (CFile& file : files) file.Close();
+  for (const auto& [name] : names) EXPECT_EQ(base_.read("cache/" + name), name);
+}
+
+TEST(FatFiles, AreMadeAndReplaced) {
+  const TemporaryBaseFolder outer;
+  const auto run = [&outer](const std::string& command) {
+    return std::system(("cd " + outer.name() + " && PATH=$PATH:/usr/sbin && (" + command + ") >log 2>&1").c_str()) == 0;
+  };
+  if (!run("mkdir fat && mkfs.vfat -C disk 4096 && (mount -o loop disk fat || fusefat -o rw+ disk fat)")) {
+    GTEST_SKIP() << "no FAT file system can be mounted: " << outer.read("log");
+  }
+  {
+    const EnvironmentVariable there("TMPDIR", (outer / "fat").c_str());
+    const TemporaryBaseFolder base;
+    for (const std::string name : {"feed", "Feed 2", "a name of more than eight letters.and.three", "aux.gif"}) {
+      for (const std::string bytes : {"first", "second"}) {
+        EXPECT_TRUE(store(base.name() + "\\cache\\" + name, bytes)) << name;
+        EXPECT_EQ(base.read("cache/" + name), bytes) << name;
+      }
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(base / "cache"), {}), 4);
+  }
+  EXPECT_TRUE(run("umount fat || fusermount -u fat"));
 }
 
 TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
@@ -70,12 +108,12 @@ TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   const auto before = base_.tree();
   {
     CFile file;
-    ASSERT_TRUE(file.Open(base_.name() + kFile, CFile::modeReplace));
+    ASSERT_TRUE(file.Open(file_, CFile::modeReplace));
     file.Write("new", 3);
     EXPECT_EQ(base_.read("cache/file"), "old");
   }
   EXPECT_EQ(base_.tree(), before);
-  EXPECT_TRUE(store(kFile, "new"));
+  EXPECT_TRUE(store(file_, "new"));
   EXPECT_EQ(base_.read("cache/file"), "new");
   EXPECT_EQ(fs::status(base_ / "cache/file").permissions(), fs::perms(0640));
 }
@@ -110,26 +148,26 @@ TEST_F(Files, ReplacedByAlmostTheSameStayWithANewTime) {
                                              {large, large, false},
                                              {large, "l", false}}) {
     base_.write("cache/file", before);
-    base_.write("cache/:\\file", "left by a process that was killed");
+    base_.write("cache/nb812y7g.qmu", "left by a process that was killed");
     fs::last_write_time(path, {});
     const ino_t first = inode();
-    EXPECT_TRUE(store(kFile, after));
+    EXPECT_TRUE(store(file_, after));
     EXPECT_TRUE(base_.read("cache/file") == after) << before.size() << ' ' << after.size();
     EXPECT_EQ(inode() == first, stays) << before.size() << ' ' << after.size();
     EXPECT_NE(fs::last_write_time(path), fs::file_time_type()) << after.size();
-    EXPECT_FALSE(fs::exists(base_ / "cache/:\\file"));
+    EXPECT_FALSE(fs::exists(base_ / "cache/nb812y7g.qmu"));
   }
 }
 
 TEST_F(Files, WithAnotherNameAreReplacedUnderTheirOwn) {
-  EXPECT_TRUE(store("\\cache\\hard", "kepT"));
+  EXPECT_TRUE(store(cache_ + "hard", "kepT"));
   EXPECT_EQ(base_.read("cache/hard"), "kepT");
   EXPECT_EQ(base_.read("secret"), "kept");
 }
 
 TEST_F(Files, ReplacedByTheSameAreMadeIfTheyHaveGone) {
   CFile file;
-  ASSERT_TRUE(file.Open(base_.name() + kFile, CFile::modeReplace));
+  ASSERT_TRUE(file.Open(file_, CFile::modeReplace));
   file.Write("old", 3);
   fs::remove(base_ / "cache/file");
   file.Close();

@@ -46,13 +46,6 @@ TEST_F(ImageFolder, KeepsWhateverADownloadLeftAndNeverAsksAgain) {
   EXPECT_EQ(load(server_.url("/no-name/")), "falseunhandled exception\n");
 }
 
-TEST_F(ImageFolder, KeepsEachPictureWhileAnotherIsUnderWayUnderASimilarName) {
-  base_.write("feed_imgs/:red.png", "kept");
-  server_.serve("/red.png", kRedPng);
-  EXPECT_EQ(load(server_.url("/red.png")), "true3");
-  EXPECT_EQ(base_.read("feed_imgs/:red.png"), "kept");
-}
-
 TEST_F(ImageFolder, IsOnlyReadWhenOffline) {
   const EnvironmentVariable offline("QUILLMORIA_OFFLINE", "1");
   for (const std::string& url : {server_.url("/none"), server_.url("/"), std::string()}) EXPECT_EQ(load(url), "false");
