@@ -12,6 +12,7 @@
 using quillmoria::Descriptor;
 using quillmoria::isStillNamed;
 using quillmoria::locate;
+using quillmoria::LockedFile;
 using quillmoria::openForOneself;
 using quillmoria::openRegular;
 using quillmoria::Place;
@@ -79,7 +80,7 @@ void writeFully(int file, std::string_view bytes) {
 
 /// Removes what a process left that was killed; not what another is writing.
 void removeUnfinished(int directory, const std::string& temporary) {
-  const Descriptor unfinished = openForOneself(directory, temporary, O_WRONLY);
+  const LockedFile unfinished = openForOneself(directory, temporary, O_WRONLY);
   if (unfinished) ::unlinkat(directory, temporary.c_str(), 0);
 }
 
@@ -96,7 +97,7 @@ struct CFile::Handle {
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
   ~Handle() {
-    if (!temporary.empty()) ::unlinkat(directory.get(), temporary.c_str(), 0);
+    if (successor) ::unlinkat(directory.get(), temporaryName(name).c_str(), 0);
   }
 
   bool replaces() const { return static_cast<bool>(directory); }
@@ -106,14 +107,14 @@ struct CFile::Handle {
   bool changeInPlace();
   void putInPlace();
 
-  Descriptor file;  ///< what is read or written
+  Descriptor file;  ///< what is read or written, but under modeReplace
 
   // Under modeReplace only:
   Descriptor directory;
-  std::string name;       ///< in `directory`
-  Descriptor existing;    ///< the file of that name, held against others, if there is one
-  std::string temporary;  ///< what `file` is named until it is put in place; there is neither while nothing is written
-  std::string pending;    ///< the end of what is written, which goes to the system in large pieces
+  std::string name;      ///< in `directory`
+  LockedFile existing;   ///< the file of that name, if there is one
+  LockedFile successor;  ///< what is put in its place, under its temporary name; may not be there yet
+  std::string pending;   ///< the end of what is written, which goes to the system in large pieces
 };
 
 bool CFile::Handle::openToReplace(Place place) {
@@ -125,25 +126,23 @@ bool CFile::Handle::openToReplace(Place place) {
 
 /// Makes the file that takes the place of the existing one, with its permissions.
 bool CFile::Handle::makeSuccessor() {
-  std::string successorName = temporaryName(name);
-  Descriptor successor = openForOneself(directory.get(), successorName, O_WRONLY | O_CREAT);
-  if (!successor || !emptied(successor.get())) return false;
+  LockedFile made = openForOneself(directory.get(), temporaryName(name), O_WRONLY | O_CREAT);
+  if (!made || !emptied(made.get())) return false;
   struct stat state;
-  if (existing && ::fstat(existing.get(), &state) == 0) ::fchmod(successor.get(), state.st_mode & 0777);
-  file = std::move(successor);
-  temporary = std::move(successorName);
+  if (existing && ::fstat(existing.get(), &state) == 0) ::fchmod(made.get(), state.st_mode & 0777);
+  successor = std::move(made);
   return true;
 }
 
 void CFile::Handle::writePending() {
-  if (!file && !makeSuccessor()) throw CFileException("file cannot be made");
-  writeFully(file.get(), pending);
+  if (!successor && !makeSuccessor()) throw CFileException("file cannot be made");
+  writeFully(successor.get(), pending);
   pending.clear();
 }
 
 /// True if the existing file could be made to hold what was written without being replaced.
 bool CFile::Handle::changeInPlace() {
-  if (file || !isStillNamed(existing.get(), directory.get(), name)) return false;
+  if (successor || !isStillNamed(existing.get(), directory.get(), name)) return false;
   const std::optional<SmallChange> change = changeTo(pending, existing.get());
   if (!change) return false;
   const std::string_view bytes = std::string_view(pending).substr(change->begin, change->end - change->begin);
@@ -154,12 +153,16 @@ bool CFile::Handle::changeInPlace() {
   return true;
 }
 
+/// What is open cannot be replaced on every file system, so that the existing file is let go of first; whoever takes it
+/// before it is replaced cannot make a successor meanwhile.
 void CFile::Handle::putInPlace() {
   writePending();
-  if (!closesWell(file.get()) || ::renameat(directory.get(), temporary.c_str(), directory.get(), name.c_str()) != 0) {
+  if (!closesWell(successor.get())) throw CFileException("file cannot be written");
+  existing = LockedFile();
+  if (::renameat(directory.get(), temporaryName(name).c_str(), directory.get(), name.c_str()) != 0) {
     throw CFileException("file cannot be put in place");
   }
-  temporary.clear();
+  successor = LockedFile();
 }
 
 CFile::CFile() = default;

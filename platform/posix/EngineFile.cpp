@@ -98,13 +98,14 @@ bool isStillNamed(int file, int directory, const std::string& name) {
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-Descriptor openForOneself(int directory, const std::string& name, int flags) {
+LockedFile openForOneself(int directory, const std::string& name, int flags) {
   for (int attempt = 0; attempt < kMaxLockAttempts; ++attempt) {
     Descriptor file = openRegular(directory, name.c_str(), flags | O_NOFOLLOW);
-    if (!file || !lockForOneself(file.get())) return Descriptor();
-    if (isStillNamed(file.get(), directory, name)) return file;
+    if (!file || !lockForOneself(file.get())) return LockedFile();
+    LockedFile locked(std::move(file));
+    if (isStillNamed(locked.get(), directory, name)) return locked;
   }
-  return Descriptor();
+  return LockedFile();
 }
 
 }  // namespace quillmoria
