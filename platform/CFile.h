@@ -31,18 +31,17 @@ class CFile {
  public:
   enum OpenFlags : unsigned {
     modeRead,     ///< an existing file, for reading
-    modeCreate,   ///< a new file, or an existing one made empty, for writing
-    modeReplace,  ///< as modeCreate, shared with nobody; but what is written takes the place of an existing file only
-                  ///< at Close, whole, and never if the CFile is destroyed before. One below 256 KiB stays where no
-                  ///< more than eight bytes change, which are then written into it at once, and gets the time of the
-                  ///< Close.
+    modeReplace,  ///< a new file, or another in the place of an existing one, for writing, shared with nobody. What is
+                  ///< written is put in place at Close, whole, and never if the CFile is destroyed before. An existing
+                  ///< file below 256 KiB stays where no more than eight bytes change, which are then written into it at
+                  ///< once, and gets the time of the Close.
   };
 
   CFile();
   CFile(const CFile&) = delete;
   CFile& operator=(const CFile&) = delete;
 
-  /// Closes the file; under modeReplace drops what was written.
+  /// Closes the file and drops what was written.
   ~CFile();
 
   /// True once the file is open. False where there is none, where it may not be opened so, or where it is none of the
@@ -53,17 +52,18 @@ class CFile {
   /// Removes the file at `path`, if it is one that could be opened. Nothing if there is none.
   static void Remove(const std::string& path);
 
-  /// Reads up to `count` bytes; fewer only at the file's end, 0 behind it. Throws CFileException.
+  /// Reads up to `count` bytes; fewer only at the file's end, 0 after it. Throws CFileException.
   std::size_t Read(void* buffer, std::size_t count);
 
-  /// Writes all `count` bytes, under modeReplace as late as at Close. Throws CFileException, and what Open throws.
+  /// Writes all `count` bytes, as late as at Close. Throws CFileException, and what Open throws; the file is then
+  /// closed as by the destructor.
   void Write(const void* buffer, std::size_t count);
 
   /// Bytes in the file. Throws CFileException.
   std::uint64_t GetLength() const;
 
-  /// Closes the file; under modeReplace puts it in place first. Does nothing to a closed file. Throws CFileException if
-  /// it cannot be written or put in place.
+  /// Puts what was written in place and closes the file. Does nothing to a closed file. Throws CFileException if it
+  /// cannot be written or put in place, and what Open throws.
   void Close();
 
  private:

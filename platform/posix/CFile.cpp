@@ -20,17 +20,11 @@ using quillmoria::temporaryName;
 
 namespace {
 
-constexpr std::size_t kMostPending = std::size_t{256} << 10;
+constexpr std::size_t kMaxPending = std::size_t{256} << 10;
 
 bool isThere(int directory, const std::string& name) {
   struct stat state;
   return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
-}
-
-/// Empties `file`, but not if it has another name as well, which may stand in another folder.
-bool emptied(int file) {
-  struct stat state;
-  return ::fstat(file, &state) == 0 && state.st_nlink <= 1 && ::ftruncate(file, 0) == 0;
 }
 
 /// A change within one block of the disk, which is written whole or not at all.
@@ -107,9 +101,10 @@ struct CFile::Handle {
   bool changeInPlace();
   void putInPlace();
 
-  Descriptor file;  ///< what is read or written, but under modeReplace
+  // Under modeRead:
+  Descriptor read;
 
-  // Under modeReplace only:
+  // Under modeReplace:
   Descriptor directory;
   std::string name;      ///< in `directory`
   LockedFile existing;   ///< the file of that name, if there is one
@@ -124,11 +119,12 @@ bool CFile::Handle::openToReplace(Place place) {
   return existing || (!isThere(directory.get(), name) && makeSuccessor());
 }
 
-/// Makes the file that takes the place of the existing one, with its permissions.
+/// Makes the file that takes the place of the existing one, with its permissions; or takes what a process left that was
+/// killed, but not if that has another name as well, which may stand in another folder.
 bool CFile::Handle::makeSuccessor() {
   LockedFile made = openForOneself(directory.get(), temporaryName(name), O_WRONLY | O_CREAT);
-  if (!made || !emptied(made.get())) return false;
   struct stat state;
+  if (!made || ::fstat(made.get(), &state) != 0 || state.st_nlink > 1 || ::ftruncate(made.get(), 0) != 0) return false;
   if (existing && ::fstat(existing.get(), &state) == 0) ::fchmod(made.get(), state.st_mode & 0777);
   successor = std::move(made);
   return true;
@@ -177,9 +173,8 @@ bool CFile::Open(const std::string& path, OpenFlags flags) {
   if (flags == modeReplace) {
     if (!handle->openToReplace(std::move(*place))) return false;
   } else {
-    const int access = flags == modeRead ? O_RDONLY : O_WRONLY | O_CREAT;
-    handle->file = openRegular(place->directory.get(), place->name.c_str(), access | O_NOFOLLOW);
-    if (!handle->file || (flags == modeCreate && !emptied(handle->file.get()))) return false;
+    handle->read = openRegular(place->directory.get(), place->name.c_str(), O_RDONLY | O_NOFOLLOW);
+    if (!handle->read) return false;
   }
   handle_ = std::move(handle);
   return true;
@@ -191,25 +186,22 @@ void CFile::Remove(const std::string& path) {
 }
 
 std::size_t CFile::Read(void* buffer, std::size_t count) {
-  const ssize_t done = handle_ ? quillmoria::readFully(handle_->file.get(), buffer, count) : -1;
+  const ssize_t done = handle_ ? quillmoria::readFully(handle_->read.get(), buffer, count) : -1;
   if (done < 0) throw CFileException("file cannot be read");
   return static_cast<std::size_t>(done);
 }
 
 void CFile::Write(const void* buffer, std::size_t count) {
-  if (!handle_) throw CFileException("file cannot be written");
-  const std::string_view bytes(static_cast<const char*>(buffer), count);
-  if (handle_->replaces()) {
-    handle_->pending += bytes;
-    if (handle_->pending.size() >= kMostPending) handle_->writePending();
-  } else {
-    writeFully(handle_->file.get(), bytes);
-  }
+  std::unique_ptr<Handle> handle = std::move(handle_);
+  if (!handle || !handle->replaces()) throw CFileException("file cannot be written");
+  handle->pending.append(static_cast<const char*>(buffer), count);
+  if (handle->pending.size() >= kMaxPending) handle->writePending();
+  handle_ = std::move(handle);
 }
 
 std::uint64_t CFile::GetLength() const {
   struct stat state;
-  if (!handle_ || ::fstat(handle_->file.get(), &state) != 0) throw CFileException("file has no length");
+  if (!handle_ || ::fstat(handle_->read.get(), &state) != 0) throw CFileException("file has no length");
   return static_cast<std::uint64_t>(state.st_size);
 }
 

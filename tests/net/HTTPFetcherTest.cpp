@@ -106,7 +106,7 @@ TEST_F(HTTPFetcherTest, PutsABodyIntoTheSinkFileAndClosesItOnEveryOutcome) {
   });
   const auto outcome = [&](const std::string& path, std::uint16_t port) {
     CFile file;
-    EXPECT_TRUE(file.Open(base.name() + "\\feed_imgs\\image", CFile::modeCreate));
+    EXPECT_TRUE(file.Open(base.name() + "\\feed_imgs\\image", CFile::modeReplace));
     std::string status;
     try {
       status = fetcher.SendHTTPRequest("Agent", "127.0.0.1", port, path, &file, nullptr, nullptr, nullptr, false);

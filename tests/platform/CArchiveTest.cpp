@@ -15,10 +15,11 @@ class Archive : public testing::Test {
  protected:
   std::string stored(const std::string& text, std::size_t bufferSize) {
     CFile file;
-    EXPECT_TRUE(file.Open(path_, CFile::modeCreate));
+    EXPECT_TRUE(file.Open(path_, CFile::modeReplace));
     CArchive archive(&file, CArchive::store, bufferSize);
     archive << text << std::int32_t{-2} << CTime(0x01020304);
     archive.Close();
+    file.Close();
     return base_.read("cache/archive");
   }
 
