@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t kMark8 = 0xFF;
 constexpr std::uint32_t kMark16 = 0xFFFF;
 constexpr std::uint32_t kNoLength16 = 0xFFFE;  ///< what would announce wide text
-constexpr std::size_t kLargestLength = 0xFFFFFFFF;
+constexpr std::size_t kMaxLength = 0xFFFFFFFF;
 
 }  // namespace
 
@@ -21,7 +21,7 @@ CArchive::CArchive(CFile* file, Mode mode, std::size_t bufferSize)
 CArchive::~CArchive() = default;
 
 CArchive& CArchive::operator<<(std::string_view text) {
-  if (text.size() > kLargestLength) throw CArchiveException("text is too long");
+  if (text.size() > kMaxLength) throw CArchiveException("text is too long");
   const auto length = static_cast<std::uint32_t>(text.size());
   if (length < kMark8) {
     storeInteger(length, 1);
@@ -88,8 +88,13 @@ std::size_t CArchive::Read(void* buffer, std::size_t count) {
 
 std::uint64_t CArchive::remaining() const { return buffer_.size() - begin_ + unread_; }
 
+void CArchive::Flush() {
+  if (!buffer_.empty()) file_->Write(buffer_.data(), buffer_.size());
+  buffer_.clear();
+}
+
 void CArchive::Close() {
-  if (mode_ == store) flush();
+  if (mode_ == store) Flush();
 }
 
 void CArchive::storeInteger(std::uint32_t value, std::size_t width) {
@@ -100,17 +105,12 @@ void CArchive::storeInteger(std::uint32_t value, std::size_t width) {
 
 /// What is larger than the buffer goes past it.
 void CArchive::storeBytes(const char* bytes, std::size_t count) {
-  if (count > capacity_ - buffer_.size()) flush();
+  if (count > capacity_ - buffer_.size()) Flush();
   if (count > capacity_) {
     file_->Write(bytes, count);
   } else {
     buffer_.insert(buffer_.end(), bytes, bytes + count);
   }
-}
-
-void CArchive::flush() {
-  if (!buffer_.empty()) file_->Write(buffer_.data(), buffer_.size());
-  buffer_.clear();
 }
 
 std::uint32_t CArchive::loadInteger(std::size_t width) {

@@ -53,13 +53,15 @@ class CArchive {
   /// Bytes that are still to be loaded.
   std::uint64_t remaining() const;
 
-  /// Writes what is buffered. Nothing may be stored or loaded afterwards.
+  /// Writes what is buffered, so that the file has all that was stored.
+  void Flush();
+
+  /// As Flush. Nothing may be stored or loaded afterwards.
   void Close();
 
  private:
   void storeInteger(std::uint32_t value, std::size_t width);
   void storeBytes(const char* bytes, std::size_t count);
-  void flush();
 
   std::uint32_t loadInteger(std::size_t width);
   std::uint32_t loadLength();

@@ -33,8 +33,8 @@ class CFile {
     modeRead,     ///< an existing file, for reading
     modeReplace,  ///< a new file, or another in the place of an existing one, for writing, shared with nobody. What is
                   ///< written is put in place at Close, whole, and never if the CFile is destroyed before. An existing
-                  ///< file below 256 KiB stays where no more than eight bytes change, which are then written into it at
-                  ///< once, and gets the time of the Close.
+                  ///< file below 256 KiB that would change in the bytes of MarkChangeable alone, or not at all, stays;
+                  ///< these are then written into it at once, and it gets the time of the Close.
   };
 
   CFile();
@@ -58,6 +58,10 @@ class CFile {
   /// Writes all `count` bytes, as late as at Close. Throws CFileException, and what Open throws; the file is then
   /// closed as by the destructor.
   void Write(const void* buffer, std::size_t count);
+
+  /// Says of the next `count` bytes to be written, and of no others, that they may be changed in a file that stays: a
+  /// reader may meet the former or the latter, or some of each.
+  void MarkChangeable(std::size_t count);
 
   /// Bytes in the file. Throws CFileException.
   std::uint64_t GetLength() const;

@@ -17,7 +17,8 @@ constexpr std::string_view kSignature = "Quillmoria News Items";
 // Compatibility: the slash is none of them.
 constexpr std::string_view kNotInFileNames = "\"\\><:*?|";
 constexpr std::size_t kBufferBytes = 4096;
-constexpr std::int32_t kMostBareItems = 1000000;  ///< items without a record each
+constexpr std::size_t kTimeBytes = 4;
+constexpr std::int32_t kMaxBareItems = 1000000;  ///< items without a record each
 
 // What format versions brought.
 constexpr std::int32_t kSourceNoteVersion = 2;
@@ -33,7 +34,7 @@ static_assert(sizeof(Item) < 32 * kSmallestRecord);
 /// Stores fields one by one. Compatibility: wide text in the ANSI code page.
 class FieldWriter {
  public:
-  explicit FieldWriter(CArchive& archive) : archive_(archive) {}
+  FieldWriter(CFile& file, CArchive& archive) : file_(file), archive_(archive) {}
 
   void operator()(const std::string& text) { archive_ << text; }
   void operator()(const std::u16string& text) { archive_ << quillmoria::wideToAnsi(text); }
@@ -41,7 +42,15 @@ class FieldWriter {
   void operator()(bool flag) { archive_ << std::int32_t{flag}; }
   void operator()(CTime time) { archive_ << time; }
 
+  /// As any time, but where nothing else is new it may be changed in place: whatever a reader meets there is a time.
+  void changeable(CTime time) {
+    archive_.Flush();
+    file_.MarkChangeable(kTimeBytes);
+    archive_ << time;
+  }
+
  private:
+  CFile& file_;
   CArchive& archive_;
 };
 
@@ -62,6 +71,7 @@ class FieldReader {
     flag = value == 1;
   }
   void operator()(CTime& time) { archive_ >> time; }
+  void changeable(CTime& time) { archive_ >> time; }
 
  private:
   CArchive& archive_;
@@ -80,7 +90,7 @@ void transferChannel(Fields& fields, AnyChannel& channel) {
   fields(channel.updatePeriod);
   fields(channel.updateFrequency);
   fields(channel.feedName);
-  fields(channel.date);
+  fields.changeable(channel.date);
   fields(channel.image.title);
   fields(channel.image.url);
   fields(channel.image.link);
@@ -104,19 +114,21 @@ void transferItem(Fields& fields, AnyItem& item, std::int32_t version) {
   fields(item.timeSuffix);
 }
 
-void writeFeed(CArchive& archive, const RSSObject& feed, std::int32_t version, const std::string& sourceNote) {
+void writeFeed(CFile& file, const RSSObject& feed, std::int32_t version, const std::string& sourceNote) {
+  CArchive archive(&file, CArchive::store, kBufferBytes);
   archive << kSignature << version << feed.itemCount;
   if (version >= kSourceNoteVersion) archive << sourceNote;
-  FieldWriter fields(archive);
+  FieldWriter fields(file, archive);
   transferChannel(fields, feed.channel);
-  if (version < kItemVersion) return;
-  for (std::int32_t i = 0; i < feed.itemCount; ++i) transferItem(fields, std::as_const(feed.items[i]), version);
+  const std::int32_t records = version < kItemVersion ? 0 : feed.itemCount;
+  for (std::int32_t i = 0; i < records; ++i) transferItem(fields, std::as_const(feed.items[i]), version);
+  archive.Close();
 }
 
 /// Whether the rest of a file can hold `itemCount` items. Nothing is allocated for them before.
 bool isPossible(std::int32_t itemCount, bool hasRecords, std::int32_t version, std::uint64_t remaining) {
   if (itemCount < 0) return false;
-  if (!hasRecords) return itemCount <= kMostBareItems;
+  if (!hasRecords) return itemCount <= kMaxBareItems;
   const std::uint64_t smallest = version == kIdentifierVersion ? kSmallestRecordWithIdentifier : kSmallestRecord;
   return static_cast<std::uint64_t>(itemCount) <= remaining / smallest;
 }
@@ -184,9 +196,7 @@ std::int32_t NewsItemCache::StoreFeed(std::string baseFolder, const RSSObject* f
   try {
     CFile file;
     if (!file.Open(filePath(baseFolder, feed->channel.feedName), CFile::modeReplace)) return 0;
-    CArchive archive(&file, CArchive::store, kBufferBytes);
-    writeFeed(archive, *feed, version, sourceNote);
-    archive.Close();
+    writeFeed(file, *feed, version, sourceNote);
     file.Close();
     return 1;
   } catch (const std::exception&) {

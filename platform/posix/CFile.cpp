@@ -27,40 +27,38 @@ bool isThere(int directory, const std::string& name) {
   return ::fstatat(directory, name.c_str(), &state, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
 }
 
-/// A change within one block of the disk, which is written whole or not at all.
-struct SmallChange {
+/// Bytes of a file, from `begin` to before `end`.
+struct Range {
   std::size_t begin = 0;
   std::size_t end = 0;
 
-  bool isEmpty() const { return begin == end; }
-  bool isSmall() const { return isEmpty() || (end - begin <= kFewBytes && begin / kBlock == (end - 1) / kBlock); }
-
- private:
-  static constexpr std::size_t kFewBytes = 8;
-  static constexpr std::size_t kBlock = 512;
+  /// Whether a disk writes them at once or not at all.
+  bool isWithinABlock() const {
+    constexpr std::size_t kBlock = 512;
+    return begin == end || begin / kBlock == (end - 1) / kBlock;
+  }
 };
 
-/// What makes `file`, of which nothing has been read yet, hold `bytes`; nothing if that takes more, or if the file has
-/// another name as well, which may stand in another folder.
-std::optional<SmallChange> changeTo(std::string_view bytes, int file) {
-  struct stat state;
-  if (::fstat(file, &state) != 0 || state.st_nlink > 1) return std::nullopt;
-  if (static_cast<std::uint64_t>(state.st_size) != bytes.size()) return std::nullopt;
-  SmallChange change;
+/// Whether `file` holds `bytes` from `at` on.
+bool holds(int file, std::size_t at, std::string_view bytes) {
   char buffer[16 << 10];
-  for (std::size_t at = 0; at < bytes.size(); at += sizeof buffer) {
-    const std::string_view wanted = bytes.substr(at, sizeof buffer);
-    const ssize_t done = quillmoria::readFully(file, buffer, wanted.size());
-    if (done != static_cast<ssize_t>(wanted.size())) return std::nullopt;
-    const std::string_view held(buffer, wanted.size());
-    if (held == wanted) continue;
-    const auto first = std::mismatch(wanted.begin(), wanted.end(), held.begin()).first - wanted.begin();
-    const auto behindLast = wanted.rend() - std::mismatch(wanted.rbegin(), wanted.rend(), held.rbegin()).first;
-    if (change.isEmpty()) change.begin = at + static_cast<std::size_t>(first);
-    change.end = at + static_cast<std::size_t>(behindLast);
-    if (!change.isSmall()) return std::nullopt;
+  while (!bytes.empty()) {
+    const std::string_view wanted = bytes.substr(0, sizeof buffer);
+    const ssize_t done = ::pread(file, buffer, wanted.size(), static_cast<off_t>(at));
+    if (done != static_cast<ssize_t>(wanted.size()) || std::string_view(buffer, wanted.size()) != wanted) return false;
+    at += wanted.size();
+    bytes.remove_prefix(wanted.size());
   }
-  return change;
+  return true;
+}
+
+/// Whether `file` can be made to hold `bytes` by changing those in `range` alone, and has no other name, which may
+/// stand in another folder.
+bool differsOnlyIn(Range range, std::string_view bytes, int file) {
+  struct stat state;
+  return ::fstat(file, &state) == 0 && state.st_nlink <= 1 &&
+         static_cast<std::uint64_t>(state.st_size) == bytes.size() && range.isWithinABlock() &&
+         holds(file, 0, bytes.substr(0, range.begin)) && holds(file, range.end, bytes.substr(range.end));
 }
 
 void writeFully(int file, std::string_view bytes) {
@@ -110,6 +108,7 @@ struct CFile::Handle {
   LockedFile existing;   ///< the file of that name, if there is one
   LockedFile successor;  ///< what is put in its place, under its temporary name; may not be there yet
   std::string pending;   ///< the end of what is written, which goes to the system in large pieces
+  Range changeable;      ///< of what is written, as long as all of it is pending
 };
 
 bool CFile::Handle::openToReplace(Place place) {
@@ -138,11 +137,13 @@ void CFile::Handle::writePending() {
 
 /// True if the existing file could be made to hold what was written without being replaced.
 bool CFile::Handle::changeInPlace() {
-  if (successor || !isStillNamed(existing.get(), directory.get(), name)) return false;
-  const std::optional<SmallChange> change = changeTo(pending, existing.get());
-  if (!change) return false;
-  const std::string_view bytes = std::string_view(pending).substr(change->begin, change->end - change->begin);
-  const ssize_t done = ::pwrite(existing.get(), bytes.data(), bytes.size(), static_cast<off_t>(change->begin));
+  const Range range{std::min(changeable.begin, pending.size()), std::min(changeable.end, pending.size())};
+  if (successor || !isStillNamed(existing.get(), directory.get(), name) ||
+      !differsOnlyIn(range, pending, existing.get())) {
+    return false;
+  }
+  const std::string_view bytes = std::string_view(pending).substr(range.begin, range.end - range.begin);
+  const ssize_t done = ::pwrite(existing.get(), bytes.data(), bytes.size(), static_cast<off_t>(range.begin));
   if (done != static_cast<ssize_t>(bytes.size())) return false;
   ::futimens(existing.get(), nullptr);
   removeUnfinished(directory.get(), temporaryName(name));
@@ -197,6 +198,10 @@ void CFile::Write(const void* buffer, std::size_t count) {
   handle->pending.append(static_cast<const char*>(buffer), count);
   if (handle->pending.size() >= kMaxPending) handle->writePending();
   handle_ = std::move(handle);
+}
+
+void CFile::MarkChangeable(std::size_t count) {
+  if (handle_) handle_->changeable = {handle_->pending.size(), handle_->pending.size() + count};
 }
 
 std::uint64_t CFile::GetLength() const {

@@ -1,6 +1,7 @@
 #include "store/NewsItemCache.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <memory>
 
@@ -76,6 +77,21 @@ TEST_F(CacheFile, ThatIsMissingCutOffOrImpossibleIsNotCached) {
   }
   std::filesystem::remove(base_ / "cache/x");
   expectNotCached(*loaded(), "missing");
+}
+
+TEST_F(CacheFile, OfAFeedWhoseDateAloneIsNewIsChangedInPlace) {
+  const auto file = [&](const RSSObject& feed) {
+    stored(feed, 4);
+    struct stat state {};
+    stat((base_ / "cache/A_ b_").c_str(), &state);
+    return state.st_ino;
+  };
+  const auto dated = feed(), based = feed();
+  dated->channel.date = CTime(101);
+  based->channel.updateBase = CTime(101);
+  const ino_t first = file(*feed());
+  EXPECT_EQ(file(*dated), first);
+  EXPECT_NE(file(*based), first);
 }
 
 TEST_F(CacheFile, IsNamedAfterTheFeedAndWrittenByOneAtATime) {
