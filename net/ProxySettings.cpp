@@ -2,17 +2,20 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "net/BlowfishCipher.h"
 #include "net/SettingsFile.h"
+#include "platform/CInternetException.h"
 #include "platform/Text.h"
 
 namespace {
 
 constexpr char kSettingsFile[] = "\\config\\quillmoria.ini";
 constexpr char kSection[] = "Proxy";
+constexpr char kNotReadable[] = "The settings file cannot be read";
 // Compatibility: public.
 constexpr std::string_view kCredentialsKey = "pqmz47105962whetcvrnTLUWQGHa3ZKVRKT";
 constexpr std::string_view kNameEnd = "~~";
@@ -37,8 +40,9 @@ std::string decipher(const std::vector<std::uint8_t>& bytes, std::string_view ke
 
 }  // namespace
 
-ProxySettings LoadProxySettings(const std::string& baseFolder) {
+ProxySettings LoadProxySettings(const std::string& baseFolder) try {
   const SettingsFile file(baseFolder + kSettingsFile);
+  if (!file.isReadable()) throw CInternetException(kNotReadable);
   ProxySettings proxy;
   // Compatibility: what is no number is 0, the environment's proxy.
   proxy.type = quillmoria::toInt32(file.GetValue(kSection, "Type", "1"));
@@ -50,6 +54,10 @@ ProxySettings LoadProxySettings(const std::string& baseFolder) {
   proxy.userName = std::move(userName);
   proxy.password = std::move(password);
   return proxy;
+} catch (const std::bad_alloc&) {
+  // A proxy that nobody could read of is not passed by: the fetch fails as any other, also for want of memory. That of
+  // descriptors makes a file that is not readable.
+  throw CInternetException(kNotReadable);
 }
 
 std::array<std::string, 2> DecodeCredentials(std::string_view hexText, std::string_view keyText) {

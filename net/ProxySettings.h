@@ -20,7 +20,8 @@ struct ProxySettings {
 };
 
 /// Reads the settings file below `baseFolder`. What it does not say holds a default: a direct connection, port 80, no
-/// credentials. Throws what BlowfishCipher throws when the credentials cannot be a ciphertext. Any thread.
+/// credentials; so it is without a file. Throws CInternetException if the file is there and cannot be read, or if
+/// memory or descriptors lack; and what BlowfishCipher throws when the credentials cannot be a ciphertext. Any thread.
 ProxySettings LoadProxySettings(const std::string& baseFolder);
 
 /// User name and password from `hexText`, upper-case hexadecimal digits of the text "user~~password`" enciphered under

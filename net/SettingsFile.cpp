@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <optional>
 #include <utility>
 
 #include "platform/Text.h"
@@ -78,13 +77,14 @@ std::int32_t SettingsFile::AddSection(std::string_view name) {
 }
 
 bool SettingsFile::Parse() {
-  const std::optional<std::string> text = quillmoria::readTextFile(path_, quillmoria::PathForm::Engine, kMaxFileBytes);
-  if (!text) return false;
+  using End = quillmoria::TextFile::End;
+  const auto [text, end] = quillmoria::readTextFile(path_, quillmoria::PathForm::Engine, kMaxFileBytes);
+  isReadable_ = end != End::NotReadable;
   std::string section;
-  for (std::string_view rest = *text; !rest.empty();) {
+  for (std::string_view rest = text; !rest.empty();) {
     if (!parseLine(takeLine(rest), section)) return false;
   }
-  return !sections_.empty();
+  return end == End::Whole && !sections_.empty();
 }
 
 /// Takes in one line under the section named last, `section`. False if the line begins as none may.

@@ -16,8 +16,9 @@
 /// at construction, and never written. One thread at a time.
 class SettingsFile {
  public:
-  /// Reads the file at `path`, one of the engine's own (CFile), if it is not empty. A file that is missing or above
-  /// 1 MiB has no sections; of one that cannot be read to its end, what stands before the fault is kept.
+  /// Reads the file at `path`, one of the engine's own (CFile) or a link in its place, if it is not empty. A file that
+  /// is missing or above 1 MiB has no sections; of one that cannot be read to its end, what stands before the fault is
+  /// kept.
   explicit SettingsFile(std::string path);
   virtual ~SettingsFile();
 
@@ -37,6 +38,10 @@ class SettingsFile {
   /// Appends an empty section, also if one has that name already; returns its index.
   std::int32_t AddSection(std::string_view name);
 
+  /// False if the file is there, or something else in its place, and could not be read to its end or was above 1 MiB:
+  /// then it may say more than is known here. Where the reading ended at a line, all is known.
+  bool isReadable() const { return isReadable_; }
+
   /// Reads the file. A line that begins with anything but a printable ASCII character ends the reading with
   /// "Failing on char %d\n" on standard output. True if the file was read to its end and there is a section.
   bool Parse();
@@ -53,6 +58,7 @@ class SettingsFile {
   bool parseLine(std::string_view line, std::string& section);
 
   std::string path_;
+  bool isReadable_ = true;
   Index sectionNames_;
   std::vector<Section> sections_;
 };

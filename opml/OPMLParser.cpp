@@ -1,5 +1,4 @@
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -66,8 +65,7 @@ OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(quillmoria::kListFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
-  const std::optional<std::string> file = quillmoria::readTextFile(path, quillmoria::PathForm::Host, kMaxFileBytes);
-  ParseContent(file ? joinPieces(*file) : std::string());
+  ParseContent(joinPieces(quillmoria::readTextFile(path, quillmoria::PathForm::Host, kMaxFileBytes).text));
 }
 
 void OPMLParser::ParseFromURL(std::string url) {

@@ -1,8 +1,10 @@
 #include "net/ProxySettings.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
-#include <stdexcept>
+#include <exception>
 
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
@@ -14,7 +16,7 @@ std::string load(const std::string& baseFolder) try {
   const ProxySettings proxy = LoadProxySettings(baseFolder);
   return std::to_string(proxy.type) + " " + proxy.server + ":" + std::to_string(proxy.port) + " " + proxy.userName +
          "/" + proxy.password;
-} catch (const std::runtime_error& error) {
+} catch (const std::exception& error) {
   return error.what();
 }
 
@@ -27,6 +29,34 @@ TEST(ProxySettings, AreWhatTheSettingsFileSays) {
     folder.write("config/quillmoria.ini", text);
     EXPECT_EQ(load(folder.name()), expected) << text;
   }
+}
+
+TEST(ProxySettings, AreNotLoadedWhereTheFileIsThereAndCannotBeRead) {
+  const std::string notRead = "The settings file cannot be read", none = "1 :80 /";
+  const TemporaryBaseFolder folder;
+  const auto config = folder / "config", file = folder / "config/quillmoria.ini";
+  folder.write("elsewhere", "[Proxy]\nType=0\n");
+  folder.write("large", std::string((1 << 20) + 1, '\n'));
+  mkfifo((folder / "pipe").c_str(), 0600);
+  const auto loadLinked = [&](const std::filesystem::path& link, const std::string& target) {
+    remove_all(link);
+    create_symlink(target, link);
+    return load(folder.name());
+  };
+  for (const std::string target : {"nowhere", "../cache", "../pipe", "../large", "/proc/self/mem"}) {
+    EXPECT_EQ(loadLinked(file, target), notRead) << target;
+  }
+  EXPECT_EQ(loadLinked(file, "../elsewhere"), "0 :80 /");
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit noDescriptors{0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &noDescriptors);
+  const std::string withoutDescriptors = load(folder.name());
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(withoutDescriptors, notRead);
+  EXPECT_EQ(loadLinked(config, "nowhere") + loadLinked(config, "elsewhere"), notRead + notRead);
+  remove(config);
+  EXPECT_EQ(load(folder.name()) + load(folder / "large") + load(std::string(300, 'n')), none + none + none);
 }
 
 TEST(ProxySettings, ReadHexadecimalPairsUpToTheFirstOtherCharacter) {

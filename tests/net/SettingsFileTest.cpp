@@ -1,6 +1,8 @@
 #include "net/SettingsFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
@@ -14,7 +16,16 @@ SettingsFile settings(const std::string& text) {
   return SettingsFile(folder.name() + "\\config\\test.ini");
 }
 
+int readsBeforeFault = -1;
+
 }  // namespace
+
+/// As the system's, until the disk fails.
+ssize_t read(int file, void* buffer, std::size_t count) {
+  if (readsBeforeFault == 0) return errno = EIO, -1;
+  if (readsBeforeFault > 0) --readsBeforeFault;
+  return syscall(SYS_read, file, buffer, count);
+}
 
 TEST(SettingsFile, FindsWhatTheLinesSay) {
   for (const auto& [text, section, key, value] : readTable<4>("net/settings-values.tsv")) {
@@ -31,6 +42,10 @@ TEST(SettingsFile, TellsWhetherItWasReadToItsEnd) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), output);
     EXPECT_EQ(file.Parse() ? "whole" : "not", end) << text.substr(0, 20);
   }
+  readsBeforeFault = 1;
+  const SettingsFile cutOff = settings("[A]\nk=1\n");
+  readsBeforeFault = -1;
+  EXPECT_EQ(cutOff.GetValue("A", "k", "") + (cutOff.isReadable() ? "" : " and more"), "1 and more");
 }
 
 TEST(SettingsFile, StoresOnlyUnderNewNamesThatItMayCreate) {
