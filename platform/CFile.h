@@ -12,6 +12,12 @@ class CFileException : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A file would have become larger than it may.
+class CFileLimitException : public CFileException {
+ public:
+  using CFileException::CFileException;
+};
+
 /// One of the engine's own files: a regular file in `config`, `cache` or `feed_imgs` under the base folder.
 ///
 ///     CFile file;
@@ -44,10 +50,10 @@ class CFile {
   /// Closes the file and drops what was written.
   ~CFile();
 
-  /// True once the file is open. False where there is none, where it may not be opened so, or where it is none of the
-  /// engine's own (above). Throws std::system_error where descriptors or memory lack: then nothing is known of the
-  /// file.
-  bool Open(const std::string& path, OpenFlags flags);
+  /// True once the file is open; at most `maxBytes` can be written. False where there is none, where it may not be
+  /// opened so, or where it is none of the engine's own (above). Throws std::system_error where descriptors or memory
+  /// lack: then nothing is known of the file.
+  bool Open(const std::string& path, OpenFlags flags, std::uint64_t maxBytes = UINT64_MAX);
 
   /// Removes the file at `path`, if it is one that could be opened. Nothing if there is none.
   static void Remove(const std::string& path);
@@ -55,8 +61,8 @@ class CFile {
   /// Reads up to `count` bytes; fewer only at the file's end, 0 after it. Throws CFileException.
   std::size_t Read(void* buffer, std::size_t count);
 
-  /// Writes all `count` bytes, as late as at Close. Throws CFileException, and what Open throws; the file is then
-  /// closed as by the destructor.
+  /// Writes all `count` bytes, as late as at Close. Throws CFileException, CFileLimitException for bytes above those
+  /// that can be written, and what Open throws; the file is then closed as by the destructor.
   void Write(const void* buffer, std::size_t count);
 
   /// Says of the next `count` bytes to be written, and of no others, that they may be changed in a file that stays: a

@@ -11,7 +11,7 @@ class IStream {
  public:
   virtual ~IStream();
 
-  /// Reads up to `count` bytes; fewer only at the end, 0 behind it. May throw what its source throws.
+  /// Reads up to `count` bytes; fewer only at the end, 0 after it. May throw what its source throws.
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
 };
 
@@ -25,7 +25,11 @@ class CArchiveStream : public IStream {
   CArchive* archive_;
 };
 
+/// The bytes of the largest image file that is decoded.
+inline constexpr std::size_t kMaxImageBytes = std::size_t{4} << 20;
+
 /// Decodes the image that the whole of `stream` holds: GIF, JPEG, PNG, BMP or ICO, told by its first bytes; of an
-/// animation the first frame. Null for anything else, for damaged images, for more than 4 MiB of data, and for pictures
-/// above 4096 x 4096 pixels, which are refused before they are decoded. May throw what the stream throws. Any thread.
+/// animation the first frame. Null for anything else, for damaged images, for more than kMaxImageBytes, and for
+/// pictures above 4096 x 4096 pixels, which are refused before they are decoded. May throw what the stream throws. Any
+/// thread.
 std::shared_ptr<const IPicture> OleLoadPicture(IStream* stream);

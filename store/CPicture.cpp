@@ -54,17 +54,28 @@ bool isOnline() {
   return state && !(*state & INTERNET_STATE_DISCONNECTED);
 }
 
-/// Compatibility: whatever the server does, there is a file at `file` afterwards, so the image is not asked for again.
-/// None is left by a disk that takes no more, or by a process that ends or cuts its transfers off meanwhile.
-void download(const ImageAddress& from, const std::string& file, const std::string& baseFolder) {
+/// Begins the image file at `path`.
+void openSink(CFile& file, const std::string& path) {
+  if (!file.Open(path, CFile::modeReplace, kMaxImageBytes)) throw CFileException("image file cannot be made");
+}
+
+/// Compatibility: whatever the server does, there is a file at `path` afterwards, so the image is not asked for again; an empty one
+/// for an image above what is decoded. None is left by a disk that takes no more, or by a process that ends or cuts its
+/// transfers off meanwhile.
+void download(const ImageAddress& from, const std::string& path, const std::string& baseFolder) {
   HTTPFetcher fetcher;
   fetcher.PrepareFetch(baseFolder);
   CFile sink;
-  if (!sink.Open(file, CFile::modeReplace)) throw CFileException("image file cannot be made");
-  fetcher.SendHTTPRequest(kAgentName, std::string(from.host).c_str(), from.port, CString(from.path), &sink, nullptr,
-                          nullptr, nullptr, from.secure);
+  openSink(sink, path);
+  try {
+    fetcher.SendHTTPRequest(kAgentName, std::string(from.host).c_str(), from.port, CString(from.path), &sink, nullptr,
+                            nullptr, nullptr, from.secure);
+  } catch (const CFileLimitException&) {
+    openSink(sink, path);
+    sink.Close();
+  }
   // The server is not to blame for what we have cut off ourselves, and the image may be asked for again.
-  if (CInternetSession::AreTransfersCutOff()) CFile::Remove(file);
+  if (CInternetSession::AreTransfersCutOff()) CFile::Remove(path);
 }
 
 void openDownloaded(CFile& file, const std::string& path) {

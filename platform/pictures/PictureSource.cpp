@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/IStream.h"
+
 namespace quillmoria {
 namespace {
 
@@ -168,7 +170,7 @@ constexpr Format kFormats[] = {
 }  // namespace
 
 std::optional<PictureSource> checkPicture(std::string_view data) {
-  if (data.size() > kMaxPictureBytes) return std::nullopt;
+  if (data.size() > kMaxImageBytes) return std::nullopt;
   for (const Format& format : kFormats) {
     if (data.starts_with(format.signature)) return format.check(data);
   }

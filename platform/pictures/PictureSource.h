@@ -1,14 +1,12 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace quillmoria {
 
-inline constexpr std::size_t kMaxPictureBytes = std::size_t{4} * 1024 * 1024;  ///< of a file
-inline constexpr int kMaxPictureSide = 4096;                                   ///< in pixels
+inline constexpr int kMaxPictureSide = 4096;  ///< in pixels
 
 /// An image that a decoder may be given: of a known format, of no more than it says, and with nothing in it that could
 /// unpack to more than the picture.

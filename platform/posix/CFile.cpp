@@ -104,11 +104,12 @@ struct CFile::Handle {
 
   // Under modeReplace:
   Descriptor directory;
-  std::string name;      ///< in `directory`
-  LockedFile existing;   ///< the file of that name, if there is one
-  LockedFile successor;  ///< what is put in its place, under its temporary name; may not be there yet
-  std::string pending;   ///< the end of what is written, which goes to the system in large pieces
-  Range changeable;      ///< of what is written, as long as all of it is pending
+  std::string name;                 ///< in `directory`
+  LockedFile existing;              ///< the file of that name, if there is one
+  LockedFile successor;             ///< what is put in its place, under its temporary name; may not be there yet
+  std::string pending;              ///< the end of what is written, which goes to the system in large pieces
+  std::uint64_t writableBytes = 0;  ///< how many more may be written
+  Range changeable;                 ///< of what is written, as long as all of it is pending
 };
 
 bool CFile::Handle::openToReplace(Place place) {
@@ -166,12 +167,13 @@ CFile::CFile() = default;
 
 CFile::~CFile() = default;
 
-bool CFile::Open(const std::string& path, OpenFlags flags) {
+bool CFile::Open(const std::string& path, OpenFlags flags, std::uint64_t maxBytes) {
   handle_.reset();
   std::optional<Place> place = locate(path);
   if (!place) return false;
   auto handle = std::make_unique<Handle>();
   if (flags == modeReplace) {
+    handle->writableBytes = maxBytes;
     if (!handle->openToReplace(std::move(*place))) return false;
   } else {
     handle->read = openRegular(place->directory.get(), place->name.c_str(), O_RDONLY | O_NOFOLLOW);
@@ -195,6 +197,8 @@ std::size_t CFile::Read(void* buffer, std::size_t count) {
 void CFile::Write(const void* buffer, std::size_t count) {
   std::unique_ptr<Handle> handle = std::move(handle_);
   if (!handle || !handle->replaces()) throw CFileException("file cannot be written");
+  if (count > handle->writableBytes) throw CFileLimitException("file would become too large");
+  handle->writableBytes -= count;
   handle->pending.append(static_cast<const char*>(buffer), count);
   if (handle->pending.size() >= kMaxPending) handle->writePending();
   handle_ = std::move(handle);

@@ -16,7 +16,6 @@
 
 namespace {
 
-using quillmoria::kMaxPictureBytes;
 using quillmoria::kMaxPictureSide;
 using quillmoria::PictureSource;
 
@@ -31,7 +30,7 @@ std::optional<std::string> readAll(IStream& stream) {
     const std::size_t size = data.size();
     data.resize(size + kPieceBytes);
     data.resize(size + stream.Read(data.data() + size, kPieceBytes));
-    if (data.size() > kMaxPictureBytes) return std::nullopt;
+    if (data.size() > kMaxImageBytes) return std::nullopt;
     if (data.size() < size + kPieceBytes) return data;
   }
 }

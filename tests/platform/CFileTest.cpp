@@ -110,10 +110,13 @@ TEST_F(Files, ReplacedOnesChangeAtCloseAndNotIfTheyAreGivenUp) {
   fs::permissions(base_ / "cache/file", fs::perms(0640));
   const auto before = base_.tree();
   {
-    CFile file;
-    ASSERT_TRUE(file.Open(file_, CFile::modeReplace));
+    CFile file, limited;
+    ASSERT_TRUE(file.Open(file_, CFile::modeReplace) && limited.Open(cache_ + "fresh", CFile::modeReplace, 3));
     file.Write("new", 3);
     EXPECT_EQ(base_.read("cache/file"), "old");
+    limited.Write("new", 3);
+    EXPECT_THROW(limited.Write("s", 1), CFileLimitException);
+    limited.Close();
   }
   EXPECT_EQ(base_.tree(), before);
   EXPECT_TRUE(store(file_, "new"));

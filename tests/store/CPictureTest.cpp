@@ -9,6 +9,7 @@
 namespace {
 
 const std::string kRedPng = readSample("images/red.png");
+const std::string kLargestPng = kRedPng + std::string((4 << 20) - kRedPng.size(), ' ');
 
 class ImageFolder : public testing::Test {
  protected:
@@ -30,14 +31,18 @@ class ImageFolder : public testing::Test {
 }  // namespace
 
 TEST_F(ImageFolder, KeepsWhateverADownloadLeftAndNeverAsksAgain) {
-  server_.serve("/a/red.png?x=1", kRedPng);
-  server_.answer("/b/gone.gif", LoopbackServer::response("404 Not Found", "", kRedPng));
-  server_.handle("/b/closed.gif", [](const std::string&) { return ""; });
-  for (const std::string target : {"/a/red.png?x=1", "/b/gone.gif", "/b/closed.gif"}) {
-    const bool isPicture = target.starts_with("/a/");
-    const std::string name = target.substr(3), result = isPicture ? "true3" : "true";
+  const auto ok = [](const std::string& body) { return LoopbackServer::response("200 OK", "", body); };
+  const std::string gone = LoopbackServer::response("404 Not Found", "", kRedPng);
+  for (const auto& [target, answer, kept] :
+       {std::tuple<std::string, std::string, std::string>{"/a/red.png?x=1", ok(kRedPng), kRedPng},
+        {"/a/largest.png", ok(kLargestPng), kLargestPng},
+        {"/b/larger.png", ok(kLargestPng + ' '), ""},
+        {"/b/gone.gif", gone, ""},
+        {"/b/closed.gif", "", ""}}) {
+    const std::string name = target.substr(3), result = kept.empty() ? "true" : "true3";
+    server_.answer(target, answer);
     EXPECT_EQ(load(server_.url(target)), result) << target;
-    EXPECT_EQ(base_.read("feed_imgs/" + name), isPicture ? kRedPng : "") << target;
+    EXPECT_TRUE(base_.read("feed_imgs/" + name) == kept) << target;
     EXPECT_EQ(server_.requests().back().substr(0, 5 + target.size()), "GET " + target + " ");
     const std::size_t requests = server_.requests().size();
     EXPECT_EQ(load("http://other.example/c/" + name), result) << target;
