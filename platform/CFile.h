@@ -69,6 +69,9 @@ class CFile {
   /// reader may meet the former or the latter, or some of each.
   void MarkChangeable(std::size_t count);
 
+  /// Makes the time of the file's last use, where the system lets it, the present one. Under modeRead.
+  void MarkUsed();
+
   /// Bytes in the file. Throws CFileException.
   std::uint64_t GetLength() const;
 

@@ -44,9 +44,11 @@ ImageAddress split(std::string_view url) {
   return address;
 }
 
+std::string imageFolder(const std::string& baseFolder) { return baseFolder + "\\feed_imgs"; }
+
 /// Compatibility: the last segment alone, its query included.
 std::string cachePath(const std::string& baseFolder, std::string_view path) {
-  return (baseFolder + "\\feed_imgs\\").append(path.substr(path.rfind('/') + 1));
+  return imageFolder(baseFolder).append("\\").append(path.substr(path.rfind('/') + 1));
 }
 
 bool isOnline() {
@@ -96,7 +98,9 @@ bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
       if (!isOnline()) return false;
       download(address, path, baseFolder);
       openDownloaded(file, path);
+      quillmoria::ImageDownloads::count(imageFolder(baseFolder), file.GetLength());
     }
+    file.MarkUsed();
     return LoadFromFile(file);
   } catch (...) {
     std::fputs("unhandled exception\n", stdout);  // Compatibility: this text

@@ -48,7 +48,7 @@ class QUILLMORIA_EXPORT IPicture {
 /// The file is the base folder's `feed_imgs` (which must exist) and the last segment of the address; one that is there
 /// already is never downloaded again, so two addresses with the same last segment share it. GIF, JPEG, PNG, BMP and ICO
 /// are read, of an animation the first frame; files above 4 MiB, of which an empty one is kept, and pictures above 4096
-/// x 4096 pixels are not.
+/// x 4096 pixels are not. Beyond 256 MiB or 16,384 files the folder loses those that were used longest ago.
 /// One thread at a time.
 class QUILLMORIA_EXPORT CPicture {
  public:

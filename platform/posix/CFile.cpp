@@ -208,6 +208,11 @@ void CFile::MarkChangeable(std::size_t count) {
   if (handle_) handle_->changeable = {handle_->pending.size(), handle_->pending.size() + count};
 }
 
+void CFile::MarkUsed() {
+  constexpr timespec kUsedNow[] = {{0, UTIME_NOW}, {0, UTIME_OMIT}};
+  if (handle_) ::futimens(handle_->read.get(), kUsedNow);
+}
+
 std::uint64_t CFile::GetLength() const {
   struct stat state;
   if (!handle_ || ::fstat(handle_->read.get(), &state) != 0) throw CFileException("file has no length");

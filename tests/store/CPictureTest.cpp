@@ -1,7 +1,9 @@
 #include "quillmoria/CPicture.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
+#include "platform/CFile.h"
 #include "support/LoopbackServer.h"
 #include "support/Table.h"
 #include "support/TemporaryFolder.h"
@@ -49,6 +51,29 @@ TEST_F(ImageFolder, KeepsWhateverADownloadLeftAndNeverAsksAgain) {
     EXPECT_EQ(server_.requests().size(), requests) << target;
   }
   EXPECT_EQ(load(server_.url("/no-name/")), "falseunhandled exception\n");
+}
+
+TEST_F(ImageFolder, LosesImagesThatNobodyUsesOnceItHoldsTooMuch) {
+  for (const char* target : {"/new.png", "/newest.png"}) server_.serve(target, kLargestPng);
+  for (const auto& [count, bytes, lastLost] : {std::tuple{5, 50 << 20, 3}, {16'383, 0, 4098}}) {
+    const TemporaryBaseFolder base;
+    const auto path = [&base](int number) { return base / ("feed_imgs/" + std::to_string(number)); };
+    for (int i = 0; i < count; ++i) {
+      base.write("feed_imgs/" + std::to_string(i), "");
+      std::filesystem::resize_file(path(i), static_cast<std::uintmax_t>(bytes));
+      const timeval used[2] = {{i, 0}, {i, 0}};
+      utimes(path(i).c_str(), used);
+    }
+    CFile held;
+    EXPECT_TRUE(held.Open(base.name() + "\\feed_imgs\\1", CFile::modeReplace));
+    EXPECT_TRUE(CPicture().LoadFromURL("http://used/0", base.name()));
+    EXPECT_TRUE(CPicture().LoadFromURL(server_.url("/new.png"), base.name()));
+    EXPECT_TRUE(exists(path(2)));
+    EXPECT_TRUE(CPicture().LoadFromURL(server_.url("/newest.png"), base.name()));
+    for (const int lost : {2, lastLost}) EXPECT_FALSE(exists(path(lost))) << lost;
+    for (const int kept : {0, 1, lastLost + 1}) EXPECT_TRUE(exists(path(kept))) << kept;
+    EXPECT_TRUE(exists(base / "feed_imgs/new.png") && exists(base / "feed_imgs/newest.png"));
+  }
 }
 
 TEST_F(ImageFolder, IsOnlyReadWhenOffline) {
