@@ -114,7 +114,8 @@ class EngineState {
   CMutex pullLock_;  ///< held by a pull from its first event to its last
 
  public:
-  // The prepared events. Compatibility: 5 to 9 are none. Every delivery passes a copy; the message of categoryStarted is guarded by the pull lock.
+  // The prepared events. Compatibility: 5 to 9 are none. Every delivery passes a copy; the message of categoryStarted
+  // is guarded by the pull lock.
   RSSEvent feedLoading{kFeedLoading};
   RSSEvent feedLoaded{kFeedLoaded};
   RSSEvent newsDelivered{kNewsDelivered};

@@ -37,6 +37,7 @@ void closeModuleObjects() {
   if (!shutDown()) return;
   engineState->close();
   opmlState->close();
+  imageDownloads->close();
   fetchState->close();
 }
 

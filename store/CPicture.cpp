@@ -61,9 +61,9 @@ void openSink(CFile& file, const std::string& path) {
   if (!file.Open(path, CFile::modeReplace, kMaxImageBytes)) throw CFileException("image file cannot be made");
 }
 
-/// Compatibility: whatever the server does, there is a file at `path` afterwards, so the image is not asked for again; an empty one
-/// for an image above what is decoded. None is left by a disk that takes no more, or by a process that ends or cuts its
-/// transfers off meanwhile.
+/// Compatibility: whatever the server does, there is a file at `path` afterwards, so the image is not asked for again;
+/// an empty one for an image above what is decoded. None is left by a disk that takes no more, or by a process that
+/// ends or cuts its transfers off meanwhile.
 void download(const ImageAddress& from, const std::string& path, const std::string& baseFolder) {
   HTTPFetcher fetcher;
   fetcher.PrepareFetch(baseFolder);

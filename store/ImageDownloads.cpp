@@ -25,7 +25,6 @@ ImageDownloads::Claim::~Claim() {
 }
 
 void ImageDownloads::count(const std::string& path, std::uint64_t bytes) {
-  if (!imageDownloads) return;
   const MutexLock lock(imageDownloads->usesMutex_);
   auto& uses = imageDownloads->uses_;
   if (const auto known = uses.find(path); known != uses.end()) {
@@ -36,6 +35,11 @@ void ImageDownloads::count(const std::string& path, std::uint64_t bytes) {
     uses.erase(known);
   }
   if (const std::optional<FolderUse> use = trimFolder(path, kMaxUse, kTrimmedUse)) uses.emplace(path, *use);
+}
+
+void ImageDownloads::close() {
+  const MutexLock lock(usesMutex_);
+  uses_.clear();
 }
 
 }  // namespace quillmoria

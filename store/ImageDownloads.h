@@ -32,6 +32,9 @@ class ImageDownloads {
   /// its first file of the process, and whenever it seems to be beyond; what other processes do is found then.
   static void count(const std::string& path, std::uint64_t bytes);
 
+  /// Releases what is held but by claims.
+  void close();
+
  private:
   Mutex mutex_;
   ConditionVariable released_;

@@ -32,5 +32,6 @@ TEST(InternetQueryProxyTest, ReadsTheProxiesOfTheEnvironmentForEachScheme) {
   EXPECT_FALSE(InternetQueryProxy());
   const EnvironmentVariable all("ALL_PROXY", "all:1"), http("http_proxy", "me:x y@http:2"), bypass("NO_PROXY", "a,b");
   ASSERT_TRUE(InternetQueryProxy());
-  EXPECT_EQ(InternetQueryProxy()->name + " but " + InternetQueryProxy()->bypass, "http=me:x%20y@http:2 https=all:1 but a,b");
+  EXPECT_EQ(InternetQueryProxy()->name + " but " + InternetQueryProxy()->bypass,
+            "http=me:x%20y@http:2 https=all:1 but a,b");
 }
