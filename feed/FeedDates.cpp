@@ -32,7 +32,7 @@ std::int64_t numberAt(std::string_view text, std::size_t position, std::size_t l
   return position < text.size() ? toInt64(text.substr(position, length)) : 0;
 }
 
-/// Takes the next token and the separator behind it off `text`.
+/// Takes the next token and the separator after it off `text`.
 std::string_view takeToken(std::string_view& text, char separator) {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string_view token = text.substr(0, end);
@@ -50,9 +50,9 @@ TimeOfDay readW3cTime(std::string_view text) {
   constexpr std::size_t kTimeStart = 11;
   constexpr std::size_t kZoneLength = 6;
   // Compatibility: six characters are the zone, also where there is none; it is not used.
-  const std::size_t behind = text.back() == 'Z' ? 1 : kZoneLength;
-  if (text.size() < kTimeStart + behind) return {};
-  const std::string_view time = text.substr(kTimeStart, text.size() - kTimeStart - behind);
+  const std::size_t zoneLength = text.back() == 'Z' ? 1 : kZoneLength;
+  if (text.size() < kTimeStart + zoneLength) return {};
+  const std::string_view time = text.substr(kTimeStart, text.size() - kTimeStart - zoneLength);
 
   TimeOfDay result{.hour = numberAt(time, 0, 2)};
   if (time.size() > 4) result.minute = numberAt(time, 3, 2);
@@ -79,11 +79,11 @@ CTime localTime(std::int64_t year, std::int64_t month, std::int64_t day, const T
 }  // namespace
 
 CTime readW3cDate(std::string_view text) {
-  constexpr std::size_t kShortestWithTime = 11;
+  constexpr std::size_t kMinWithTime = 11;
   text = trimWhiteSpace(text);
 
   TimeOfDay time;
-  if (text.size() >= kShortestWithTime) {
+  if (text.size() >= kMinWithTime) {
     time = readW3cTime(text);
   } else {
     // Compatibility: without a line end.

@@ -19,7 +19,7 @@ namespace {
 constexpr auto kNowhere = std::u16string::npos;
 
 /// The next place from `start` on where a table may be opened, or the end. Looks at eight units at a time, since hardly
-/// one of them is a '<' with a 't' or 'T' behind it.
+/// one of them is a '<' with a 't' or 'T' after it.
 std::size_t nextCandidate(std::u16string_view html, std::size_t start) {
   using Units [[gnu::vector_size(16)]] = std::uint16_t;
   using Halves [[gnu::vector_size(16)]] = std::uint64_t;

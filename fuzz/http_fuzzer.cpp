@@ -25,7 +25,7 @@ void requireSoundRequest(std::string_view head) {
 }
 
 /// A proxy on loopback that stands for every server: nothing leaves the machine. Answers a request with the bytes up to
-/// the next mark, those behind the last mark to all further requests, and closes.
+/// the next mark, those after the last mark to all further requests, and closes.
 class Proxy {
  public:
   static constexpr char kMark = '\x1e';

@@ -24,11 +24,11 @@ class InputStream : public IStream {
 
 /// An image file; the picture's rows are all there.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr std::int32_t kLongestSide = 4096;
+  constexpr std::int32_t kMaxSide = 4096;
   InputStream stream(textOf(data, size));
   const std::shared_ptr<const IPicture> picture = OleLoadPicture(&stream);
   if (!picture) return 0;
-  require(picture->width() <= kLongestSide && picture->height() <= kLongestSide);
+  require(picture->width() <= kMaxSide && picture->height() <= kMaxSide);
   for (std::int32_t y = 0; y < picture->height(); ++y) {
     require(picture->row(y).size() == static_cast<std::size_t>(picture->width()) * 4);
   }

@@ -20,7 +20,7 @@ namespace quillmoria {
 /// The engine names a feed's cache file after the feed, so every feed gets a name that is its own and fits a file.
 class Subscriptions {
  public:
-  /// Adds a feed at the end of `category`. Its name is `name` as a file can bear it (of at most 200 bytes, without
+  /// Adds a feed at the end of `category`. Its name is `name` as a file can have it (of at most 200 bytes, without
   /// slashes), or its address without user information if that is empty; a name that would share another
   /// feed's cache file gets a number.
   void add(std::string_view category, std::string_view name, const std::string& url);

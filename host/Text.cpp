@@ -40,10 +40,10 @@ char32_t takeCharacter(std::string_view& text) {
                      std::all_of(text.begin() + 1, text.begin() + static_cast<std::ptrdiff_t>(length), isContinuation);
   char32_t c = kReplacement;
   if (whole) {
-    constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
+    constexpr std::array<char32_t, 5> kMinOfLength{0, 0, 0x80, 0x800, 0x10000};
     c = length == 1 ? lead : lead & (0x7Fu >> length);
     for (std::size_t i = 1; i < length; ++i) c = c << 6 | (static_cast<unsigned char>(text[i]) & 0x3F);
-    if (c < kSmallest[length] || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) c = kReplacement;
+    if (c < kMinOfLength[length] || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) c = kReplacement;
   }
   text.remove_prefix(whole ? length : 1);
   return c;

@@ -33,7 +33,7 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
 CLI::App* addPull(CLI::App& app, PullOptions& options) {
   CLI::App* pull = addCommand(app, "pull", "Fetch feeds and show what is new");
   pull->add_option("--feed", options.feeds,
-                   "A feed and its address; may be repeated. Its cache file bears the name, with _ for characters that "
+                   "A feed and its address; may be repeated. Its cache file has the name, with _ for characters that "
                    "no file name may hold, slashes included")
       ->type_name("NAME=URL")
       ->allow_extra_args(false);

@@ -27,7 +27,7 @@ class PieceReader {
  public:
   explicit PieceReader(std::string_view text) : rest_(text) {}
 
-  /// True once a read has met the end of the text; a line feed at the end leaves an empty piece behind it.
+  /// True once a read has met the end of the text; a line feed at the end leaves an empty piece after it.
   bool atEnd() const { return atEnd_; }
 
   std::string_view next() {

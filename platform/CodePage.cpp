@@ -10,7 +10,7 @@ namespace quillmoria {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
-constexpr std::ptrdiff_t kLongestSequence = 4;
+constexpr std::ptrdiff_t kMaxSequence = 4;
 
 using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
 using Units [[gnu::vector_size(16)]] = std::uint16_t;
@@ -171,9 +171,9 @@ char* narrow(const char16_t*& in, const char16_t* stop, const char16_t* end, cha
 }  // namespace
 
 void appendUtf16(std::u16string& wide, std::string_view utf8) {
-  // A sequence may begin within a piece and end behind it; none has more units than bytes.
+  // A sequence may begin within a piece and end after it; none has more units than bytes.
   constexpr std::ptrdiff_t kPieceBytes = 512;
-  char16_t piece[kPieceBytes + kLongestSequence];
+  char16_t piece[kPieceBytes + kMaxSequence];
   const char* in = utf8.data();
   const char* const end = in + utf8.size();
   while (in != end) {
@@ -191,7 +191,7 @@ std::u16string utf8ToWide(std::string_view utf8) {
 
 std::string wideToUtf8(std::u16string_view wide) {
   constexpr std::ptrdiff_t kPieceUnits = 256;
-  char piece[(kPieceUnits + 1) * 3];  // a pair that begins within a piece may end behind it
+  char piece[(kPieceUnits + 1) * 3];  // a pair that begins within a piece may end after it
   std::string utf8;
   utf8.reserve(wide.size());
   const char16_t* in = wide.data();

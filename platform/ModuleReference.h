@@ -3,7 +3,7 @@
 namespace quillmoria {
 
 /// Asks for `shutDown` to be called when the process ends, before anything is torn down that was set up before this
-/// call, or else when the library is unloaded. May be asked for repeatedly, and `shutDown` must bear to be called so.
+/// call, or else when the library is unloaded. May be asked for repeatedly, and `shutDown` must tolerate that.
 /// It is not called in a forked copy of the process. Throws std::bad_alloc.
 void callAtExit(void (*shutDown)());
 

@@ -87,7 +87,7 @@ class ItemIndex {
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(typename Text::value_type)};
   }
 
-  /// Has the processor fetch what is soon looked at of the items behind `at`: its caches hold nothing of a large feed.
+  /// Has the processor fetch what is soon looked at of the items after `at`: its caches hold nothing of a large feed.
   void fetchAhead(std::span<const Item> items, std::size_t at) const {
     constexpr std::size_t kKeyDistance = 8;
     constexpr std::size_t kItemDistance = 2 * kKeyDistance;  // where a key is, its item says

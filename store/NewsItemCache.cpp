@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "platform/CArchive.h"
@@ -27,9 +28,9 @@ constexpr std::int32_t kIdentifierVersion = 4;  ///< Compatibility: this one alo
 
 // A record is smallest when its texts are empty, one byte each. In memory it takes less than 32 times as much, so what
 // a file can make us allocate is bounded by its size.
-constexpr std::uint64_t kSmallestRecord = 5 * 1 + 4;
-constexpr std::uint64_t kSmallestRecordWithIdentifier = kSmallestRecord + 1 + 4;
-static_assert(sizeof(Item) < 32 * kSmallestRecord);
+constexpr std::uint64_t kMinRecord = 5 * 1 + 4;
+constexpr std::uint64_t kMinRecordWithIdentifier = kMinRecord + 1 + 4;
+static_assert(sizeof(Item) < 32 * kMinRecord);
 
 /// Stores fields one by one. Compatibility: wide text in the ANSI code page.
 class FieldWriter {
@@ -129,7 +130,7 @@ void writeFeed(CFile& file, const RSSObject& feed, std::int32_t version, const s
 bool isPossible(std::int32_t itemCount, bool hasRecords, std::int32_t version, std::uint64_t remaining) {
   if (itemCount < 0) return false;
   if (!hasRecords) return itemCount <= kMaxBareItems;
-  const std::uint64_t smallest = version == kIdentifierVersion ? kSmallestRecordWithIdentifier : kSmallestRecord;
+  const std::uint64_t smallest = version == kIdentifierVersion ? kMinRecordWithIdentifier : kMinRecord;
   return static_cast<std::uint64_t>(itemCount) <= remaining / smallest;
 }
 
@@ -153,9 +154,9 @@ std::unique_ptr<RSSObject> readFeed(CFile& file) {
   if (!isPossible(itemCount, hasRecords, version, archive.remaining())) return nullptr;
   auto items = std::make_unique<Item[]>(static_cast<std::size_t>(itemCount));
   if (hasRecords) {
-    for (std::int32_t i = 0; i < itemCount; ++i) {
-      transferItem(fields, items[i], version);
-      items[i].status = quillmoria::kCachedItem;
+    for (Item& item : std::span(items.get(), static_cast<std::size_t>(itemCount))) {
+      transferItem(fields, item, version);
+      item.status = quillmoria::kCachedItem;
     }
   }
   auto feed = std::make_unique<RSSObject>(std::move(channel), nullptr, itemCount);

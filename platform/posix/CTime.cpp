@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int kTmYearBase = 1900;
-constexpr std::int64_t kLatest = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMaxSeconds = std::numeric_limits<std::int32_t>::max();
 
 bool fitsInt(std::int64_t field) {
   return field >= std::numeric_limits<int>::min() && field <= std::numeric_limits<int>::max();
@@ -28,7 +28,7 @@ bool carry(std::int64_t& field, std::int64_t size, std::int64_t& next) {
 
 /// Compatibility: four bytes in cache files.
 std::int32_t countOrNoTime(std::int64_t seconds) {
-  return seconds >= 0 && seconds <= kLatest ? static_cast<std::int32_t>(seconds) : -1;
+  return seconds >= 0 && seconds <= kMaxSeconds ? static_cast<std::int32_t>(seconds) : -1;
 }
 
 /// The moment of `fields` if they are a time in UTC of the years that CTime has; -1 for other years and odd months.
@@ -55,7 +55,7 @@ std::optional<long> offsetAt(std::int64_t seconds) {
 std::int64_t secondsOf(tm fields) {
   constexpr std::int64_t kDay = 86'400;
   const std::int64_t utc = secondsInUtc(fields);
-  if (fields.tm_isdst >= 0 || utc < 2 * kDay || utc > kLatest + kDay) return mktime(&fields);
+  if (fields.tm_isdst >= 0 || utc < 2 * kDay || utc > kMaxSeconds + kDay) return mktime(&fields);
   const std::optional<long> offset = offsetAt(utc - kDay);
   const bool isSteady = offset && offsetAt(utc + kDay) == offset;
   return isSteady ? utc - *offset : mktime(&fields);

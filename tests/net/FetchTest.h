@@ -29,7 +29,7 @@ class FetchTest : public ::testing::Test {
     return status + "|" + body;
   }
 
-  /// Has `from` refuse with `refusal` what bears no credentials.
+  /// Has `from` refuse with `refusal` what has no credentials.
   static void guard(LoopbackServer& from, const std::string& target, std::string refusal, std::string answer) {
     from.handle(target, [refusal = std::move(refusal), answer = std::move(answer)](const std::string& head) {
       return head.find("Authorization: ") == std::string::npos ? refusal : answer;
@@ -41,7 +41,7 @@ class FetchTest : public ::testing::Test {
   HTTPFetcher fetcher;
 };
 
-/// The first request and the one to a redirect's target, which bears the agent of the session.
+/// The first request and the one to a redirect's target, which has the agent of the session.
 inline std::string request(const std::string& target, const std::string& host, const std::string& more = "",
                            bool isRedirected = false) {
   const std::string accept =

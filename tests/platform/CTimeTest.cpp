@@ -36,12 +36,12 @@ TEST(LocalTime, IsTheSystemsAtEveryHour) {
 
 TEST(Fields, OfAnySizeGiveAMomentOrNoTime) {
   const TimeZone zone("UTC");
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
   EXPECT_EQ(CTime(1900, 1, 1, 0, 0, 3'400'000'000), 1'191'011'200);
   EXPECT_EQ(CTime(2004, 1, 1, -3'000'000'000'000, 0, 3'000'000'000'000 * 3600 + 5), CTime(2004, 1, 1, 0, 0, 5));
   EXPECT_EQ(CTime(2038, 1, 19, 3, 14, 7), std::numeric_limits<std::int32_t>::max());
   EXPECT_EQ(CTime(2038, 1, 19, 3, 14, 8), CTime());
-  for (std::int64_t extreme : {kMost, -kMost - 1}) {
+  for (std::int64_t extreme : {kMax, -kMax - 1}) {
     EXPECT_EQ(CTime(extreme, extreme, extreme, extreme, extreme, extreme), CTime());
     EXPECT_TRUE(CTime(extreme, 1, 1, 0, 0, 0) == -1 && CTime(2004, extreme, 1, 0, 0, 0) == -1 &&
                 CTime(2004, 1, extreme, 0, 0, 0) == -1);

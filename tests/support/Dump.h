@@ -15,7 +15,7 @@ inline std::string readable(std::int32_t number) { return number == -1 ? "" : st
 
 inline std::string readable(bool isSet) { return isSet ? "yes" : ""; }
 
-/// The field's name and value behind `before`, or nothing for a reset value.
+/// The field's name and value after `before`, or nothing for a reset value.
 inline std::string field(const std::string& name, const auto& value, const char* before = " ") {
   const std::string shown = readable(value);
   return shown.empty() ? "" : before + name + "=" + shown;

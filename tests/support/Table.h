@@ -17,7 +17,7 @@ inline std::string readSample(const std::string& name) {
   return bytes.str();
 }
 
-/// `text` with the bytes that \n \r \t \0 \\ and \xNN stand for. Anything else behind a backslash throws.
+/// `text` with the bytes that \n \r \t \0 \\ and \xNN stand for. Anything else after a backslash throws.
 inline std::string unescaped(std::string_view text) {
   constexpr std::string_view kLetters = "nrt0\\";
   constexpr std::string_view kBytes{"\n\r\t\0\\", kLetters.size()};
