@@ -14,7 +14,7 @@
 
 using quillmoria::engineState;
 
-/// Compatibility: every server is a handle on one engine.
+/// Compatibility.
 NewsServer::NewsServer(RSSObject::CategoryHolderStruct categories, std::string baseFolder) {
   engineState->setUp(categories, std::move(baseFolder));
 }

@@ -43,7 +43,7 @@ void Pull::run() {
   settings_ = engineState->pullSettings();
   beginFetchingAhead();
   for (std::int32_t i = 0; i < categoryCount(); ++i) {
-    // Compatibility: this text without a line end, the others with one.
+    // Compatibility.
     endIfStopped("Pull News Thread ended on demand");
     pullCategory(settings_.categories.categories[i]);
   }
@@ -81,9 +81,9 @@ void Pull::pullCategory(const Category& category) {
 
 void Pull::pullFeeds(const Feed* feeds, std::int32_t feedCount) {
   for (std::int32_t i = 0; i < feedCount; ++i) {
-    // Compatibility: a request that is found here stays, for the check before the next category.
+    // Compatibility.
     if (engineState->isStopRequested()) return;
-    if (feeds[i].enabled == 1) pullFeed(feeds[i]);  // Compatibility: exactly 1
+    if (feeds[i].enabled == 1) pullFeed(feeds[i]);  // Compatibility.
   }
 }
 

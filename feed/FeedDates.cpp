@@ -49,7 +49,7 @@ std::string_view takeWord(std::string_view& text) {
 TimeOfDay readW3cTime(std::string_view text) {
   constexpr std::size_t kTimeStart = 11;
   constexpr std::size_t kZoneLength = 6;
-  // Compatibility: six characters are the zone, also where there is none; it is not used.
+  // Compatibility.
   const std::size_t zoneLength = text.back() == 'Z' ? 1 : kZoneLength;
   if (text.size() < kTimeStart + zoneLength) return {};
   const std::string_view time = text.substr(kTimeStart, text.size() - kTimeStart - zoneLength);
@@ -86,12 +86,12 @@ CTime readW3cDate(std::string_view text) {
   if (text.size() >= kMinWithTime) {
     time = readW3cTime(text);
   } else {
-    // Compatibility: without a line end.
+    // Compatibility.
     trace("Time string contains only upto day: %.*s", static_cast<int>(text.size()), text.data());
   }
 
   const std::int64_t year = numberAt(text, 0, 4);
-  // Compatibility: without a year, the present.
+  // Compatibility.
   if (year == 0) return CTime::GetCurrentTime();
   return localTime(year, numberAt(text, 5, 2), numberAt(text, 8, 2), time);
 }
@@ -103,14 +103,14 @@ CTime readRfc822Date(std::string_view text) {
   text = trimLineBreaks(text);
   if (text.size() < kDayNameLength) return {};
   if (text.substr(0, kDayNameDigits).find_first_of(kDigits) != std::string_view::npos) return {};
-  // Compatibility: any five characters.
+  // Compatibility.
   text.remove_prefix(kDayNameLength);
 
   const std::int64_t day = toInt64(takeWord(text));
   const std::int64_t month = monthNumber(takeWord(text));
   const std::int64_t year = toInt64(takeWord(text));
   if (day == 0 || month == 0 || year == 0) return {};
-  // Compatibility: years from 20 to 99 are none, and the zone is not used.
+  // Compatibility.
   return localTime(year < kFirstFullYear ? year + 2000 : year, month, day, readRfc822Time(takeWord(text)));
 }
 

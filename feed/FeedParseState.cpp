@@ -98,7 +98,7 @@ struct NamedElement {
   Element element = Element::Other;
 };
 
-// Compatibility: by their prefix, whatever it stands for.
+// Compatibility.
 constexpr NamedElement kNamedElements[] = {
     {"channel", Element::Channel},
     {"content", Element::Content},
@@ -164,7 +164,7 @@ struct FieldRule {
   Field field;
 };
 
-// Compatibility: nothing of later formats.
+// Compatibility.
 constexpr FieldRule kFieldRules[] = {
     {Context::Image, Element::Title, Field::ImageTitle},
     {Context::Image, Element::Url, Field::ImageUrl},
@@ -228,7 +228,7 @@ CTime defaultUpdateBase() {
   return base;
 }
 
-/// Compatibility: items without one are left out.
+/// Compatibility.
 bool hasAddress(const RSSObject::NewsItemStruct& item) {
   return !item.link.empty() || (item.isPermaLink && !item.guidW.empty());
 }
@@ -262,7 +262,7 @@ void FeedParseState::parse(std::string_view document) noexcept {
   }
 }
 
-/// Compatibility: names act at any depth.
+/// Compatibility.
 void FeedParseState::startElement(const char* name, XmlAttributes attributes) {
   current_ = elementOf(name);
   switch (current_) {
@@ -348,11 +348,11 @@ void FeedParseState::endElement(const char*) {
   field_ = chooseField();
 }
 
-/// Compatibility: each chunk is trimmed on its own.
+/// Compatibility.
 void FeedParseState::characters(std::string_view chunk) {
   if (field_ == Field::None) return;
   if (chunk.size() == 1 && current_ == Element::Description) {
-    if (chunk == "\n" || chunk == "\r") chunk = " ";  // Compatibility: no other lines are kept apart
+    if (chunk == "\n" || chunk == "\r") chunk = " ";  // Compatibility.
   } else {
     chunk = trimLineBreaks(chunk);
     if (chunk.empty()) return;
@@ -390,7 +390,7 @@ void FeedParseState::completeItem() {
   widen(item_.descriptionW, text_.description);
   widen(item_.creatorW, text_.creator);
   widen(item_.guidW, text_.guid);
-  // Compatibility: never without a date; "GMT" where a W3C date gave it.
+  // Compatibility.
   if (item_.date == CTime()) item_.date = CTime::GetCurrentTime();
   if (item_.timeSuffix.empty()) item_.timeSuffix = item_.date.Format("%p");
   // A copy, not a move: nested elements may complete one item several times, and the next one reuses its memory.
@@ -399,7 +399,7 @@ void FeedParseState::completeItem() {
   target_.parsedItems.push_back(item_);
 }
 
-/// Compatibility: the last link wins, whatever its relation.
+/// Compatibility.
 void FeedParseState::setLink(XmlAttributes attributes) {
   const char* href = attribute(attributes, "href");
   if (!href || (!inEntry_ && open_.size() != 1)) return;
@@ -411,7 +411,7 @@ void FeedParseState::setLink(XmlAttributes attributes) {
   }
 }
 
-/// Compatibility: no other letter case, and false without the attribute.
+/// Compatibility.
 void FeedParseState::setPermaLink(XmlAttributes attributes) {
   if (const char* value = attribute(attributes, "isPermaLink")) item_.isPermaLink = areEqual(value, "true");
 }
@@ -447,7 +447,7 @@ void FeedParseState::keepItems(std::size_t parsed) {
 FeedField FeedParseState::chooseField() const {
   static constexpr FieldTable kFields = fieldTable();
   const std::size_t depth = open_.size();
-  // Compatibility: at no other depth.
+  // Compatibility.
   const bool isInRecord = (isRss_ && depth == 4) || (isRdfFamily() && depth == 3);
   const auto context = [&] {
     if (inImage_ && isInRecord) return Context::Image;
@@ -460,7 +460,7 @@ FeedField FeedParseState::chooseField() const {
   return kFields[static_cast<std::size_t>(context)][static_cast<std::size_t>(current_)];
 }
 
-/// Compatibility: some fields are their last chunk.
+/// Compatibility.
 void FeedParseState::store(std::string_view chunk) {
   RSSObject::ChannelStruct& channel = target_.channel;
   RSSObject::ImageStruct& image = channel.image;

@@ -82,7 +82,7 @@ void RSSObject::LoadImage(ImageStruct image) {
   channelPicture->LoadFromURL(std::move(image.url), baseFolder);
 }
 
-/// Compatibility: in two letter cases alone, and by the first end tag, wherever it is.
+/// Compatibility.
 std::u16string RSSObject::FormatHTMLString(std::u16string html) {
   if (!opensTable(html)) return html;
 

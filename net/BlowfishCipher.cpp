@@ -36,7 +36,7 @@ Block operator^(Block a, Block b) { return {a.left ^ b.left, a.right ^ b.right};
 BlowfishCipher::BlowfishCipher(const std::uint8_t* key, std::uint32_t keyLength, Block chainBlock)
     : chainBlock_(chainBlock), subkeys_(quillmoria::kInitialSubkeys), boxes_(quillmoria::kInitialBoxes) {
   if (keyLength == 0) throw std::runtime_error("Incorrect key length");
-  keyLength = std::min(keyLength, kMaxKeyLength);  // Compatibility: the rest does not count
+  keyLength = std::min(keyLength, kMaxKeyLength);  // Compatibility.
 
   std::uint32_t next = 0;
   for (std::uint32_t& subkey : subkeys_) {
@@ -72,7 +72,7 @@ void BlowfishCipher::Decipher(const std::uint8_t* input, std::uint8_t* output, s
       case CipherFeedback64:
         writeBlock(output, block ^ encipherBlock(previous));
         break;
-      default:  // Compatibility: any other mode
+      default:  // Compatibility.
         writeBlock(output, decipherBlock(block));
     }
     previous = block;

@@ -15,7 +15,7 @@ struct StatusText {
   bool endsInInformation = false;
 };
 
-// Compatibility: nobody hears them.
+// Compatibility.
 constexpr StatusText kStatusTexts[] = {
     {"Resolving name ", INTERNET_STATUS_RESOLVING_NAME, true},
     {"Name resolved ", INTERNET_STATUS_NAME_RESOLVED, true},

@@ -41,7 +41,7 @@ using quillmoria::fetchState;
 using quillmoria::MutexLock;
 using quillmoria::SharedSession;
 
-// Compatibility: not the version, and no type of feed.
+// Compatibility.
 constexpr std::string_view kUserAgentLine = "User-Agent: Quillmoria/1.1\r\n";
 constexpr std::string_view kAcceptLine =
     "Accept: audio/x-aiff, audio/basic, audio/midi, audio/mpeg, audio/wav, image/jpeg, image/gif, image/jpg, "
@@ -65,7 +65,7 @@ enum HttpStatus : std::int32_t {
   kDenied = 401,
 };
 
-/// Compatibility: 307 and 308 are none.
+/// Compatibility.
 bool isRedirect(std::int32_t status) { return status == kMovedPermanently || status == kFound || status == kSeeOther; }
 
 SystemProxy proxyOf(const ProxySettings& settings) {
@@ -148,7 +148,7 @@ class Download {
       const std::int32_t status = request.file->QueryInfoStatusCode();
       if (status == kDenied) return quillmoria::kStatusDenied;
       if (status == kOk) readBody(*request.file, progress);
-      if (!isRedirect(status)) return quillmoria::kStatusOk;  // Compatibility: for 404 and the like, too
+      if (!isRedirect(status)) return quillmoria::kStatusOk;  // Compatibility.
 
       std::optional<std::string> found = redirectTarget(request.file->QueryInfoRawHeaders());
       if (!found) return quillmoria::kStatusRedirectWithoutTarget;
@@ -165,7 +165,7 @@ class Download {
 
   Request open(std::string_view host, std::uint16_t port, std::string_view objectPath) const {
     Request request;
-    // Compatibility: the credentials are for the target of a redirect, too.
+    // Compatibility.
     request.connection = shared_->session->GetHttpConnection(host, port, userName_, password_);
     request.file = request.connection->OpenRequest(verb_, objectPath, flags_);
     request.file->AddRequestHeaders(kAcceptLine, HTTP_ADDREQ_FLAG_ADD_IF_NEW);
@@ -177,7 +177,7 @@ class Download {
     return request;
   }
 
-  /// Compatibility: the marker counts within a line, too, and in no other letter case.
+  /// Compatibility.
   static std::optional<std::string> redirectTarget(std::string_view headers) {
     const std::size_t marker = headers.find(kLocation);
     if (marker == std::string_view::npos) return std::nullopt;
@@ -187,7 +187,7 @@ class Download {
     return std::string(target);
   }
 
-  /// Compatibility: one redirect, to an absolute address, and over TLS if the first address was https.
+  /// Compatibility.
   template <class Progress>
   std::string follow(std::string_view target, const Progress& progress) {
     CString server;
@@ -215,7 +215,7 @@ class Download {
 
   template <class Progress>
   void readLines(CHttpFile& file, const Progress& progress) {
-    // Compatibility: the last line gets a line feed as well.
+    // Compatibility.
     constexpr std::size_t kLastLineFeed = 1;
     reserve(file.QueryInfoContentLength() + kLastLineFeed);
     while (file.ReadString(*bodyText_)) {
@@ -249,7 +249,7 @@ std::string requestVerb() {
 
 std::string textOf(const CInternetException& error) {
   std::string text;
-  // Compatibility: the text of an error that has none.
+  // Compatibility.
   return error.GetErrorMessage(text, kErrorTextBytes) ? text : "Some crazy unknown error";
 }
 
@@ -272,12 +272,12 @@ void HTTPFetcher::RemoveFetchSubscriber(HTTPFetchSubscriber* subscriber) {
 }
 
 std::string HTTPFetcher::FetchURL(std::string url, const char* userName, const char* password, std::string* body) {
-  if (url.empty()) return "";  // Compatibility: no text at all
+  if (url.empty()) return "";  // Compatibility.
 
   std::string status;
   CString bodyText;
   try {
-    // Compatibility: the scheme in lower case alone; without one, http.
+    // Compatibility.
     std::string_view address = url;
     const bool isSecure = address.starts_with("https://");
     if (isSecure || address.starts_with("http://")) address.remove_prefix(address.find("//") + 2);
@@ -287,9 +287,9 @@ std::string HTTPFetcher::FetchURL(std::string url, const char* userName, const c
     status = SendHTTPRequest(kAgentName, host.c_str(), isSecure ? 443 : 80, objectPath, nullptr, &bodyText, userName,
                              password, isSecure);
   } catch (...) {
-    std::fputs("unhandled exception\n", stdout);  // Compatibility: and an empty status text
+    std::fputs("unhandled exception\n", stdout);  // Compatibility.
   }
-  // Compatibility: a body ends at its first NUL.
+  // Compatibility.
   bodyText.resize(std::min(bodyText.find('\0'), bodyText.size()));
   *body = std::move(bodyText);
   return status;
@@ -312,5 +312,5 @@ std::string HTTPFetcher::SendHTTPRequest(const char* agent, const char* host, st
   return status;
 }
 
-/// Compatibility: the observers are told nothing.
+/// Compatibility.
 void HTTPFetcher::ReportProgress(int) {}

@@ -16,18 +16,18 @@ namespace {
 constexpr char kSettingsFile[] = "\\config\\quillmoria.ini";
 constexpr char kSection[] = "Proxy";
 constexpr char kNotReadable[] = "The settings file cannot be read";
-// Compatibility: public.
+// Compatibility.
 constexpr std::string_view kCredentialsKey = "pqmz47105962whetcvrnTLUWQGHa3ZKVRKT";
 constexpr std::string_view kNameEnd = "~~";
 constexpr char kPasswordEnd = '`';
 constexpr std::size_t kBlockBytes = 8;
 constexpr std::size_t kMaxCredentialBytes = 500;
 
-// Compatibility: upper case alone.
+// Compatibility.
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 /// Deciphers the whole blocks of `bytes` under as many bytes of `keyText` as there are, or all of it.
-/// Compatibility: other programs encipher so.
+/// Compatibility.
 std::string decipher(const std::vector<std::uint8_t>& bytes, std::string_view keyText) {
   const std::size_t keyLength = std::min(bytes.size(), keyText.size());
   const BlowfishCipher cipher(reinterpret_cast<const std::uint8_t*>(keyText.data()),
@@ -44,7 +44,7 @@ ProxySettings LoadProxySettings(const std::string& baseFolder) try {
   const SettingsFile file(baseFolder + kSettingsFile);
   if (!file.isReadable()) throw CInternetException(kNotReadable);
   ProxySettings proxy;
-  // Compatibility: what is no number is 0, the environment's proxy.
+  // Compatibility.
   proxy.type = quillmoria::toInt32(file.GetValue(kSection, "Type", "1"));
   proxy.server = file.GetValue(kSection, "Server", "");
   proxy.port = quillmoria::toInt32(file.GetValue(kSection, "Port", "80"));
@@ -61,7 +61,7 @@ ProxySettings LoadProxySettings(const std::string& baseFolder) try {
 }
 
 std::array<std::string, 2> DecodeCredentials(std::string_view hexText, std::string_view keyText) {
-  const std::size_t count = hexText.size() / 2;  // Compatibility: of a single digit, none, which the cipher refuses
+  const std::size_t count = hexText.size() / 2;  // Compatibility.
   if (count % kBlockBytes != 0 || count > kMaxCredentialBytes) return {};
   std::vector<std::uint8_t> bytes(count);
   for (std::size_t i = 0; i < count; ++i) bytes[i] = HexPairToByte(hexText[2 * i], hexText[2 * i + 1]);

@@ -90,12 +90,12 @@ bool SettingsFile::Parse() {
 /// Takes in one line under the section named last, `section`. False if the line begins as none may.
 bool SettingsFile::parseLine(std::string_view line, std::string& section) {
   if (line.empty()) return true;
-  // Compatibility: a byte-order mark, too, ends the reading.
+  // Compatibility.
   if (!isPrintable(line.front())) {
     std::printf("Failing on char %d\n", static_cast<signed char>(line.front()));
     return false;
   }
-  // Compatibility: nothing is trimmed or unquoted.
+  // Compatibility.
   const std::size_t mark = line.find_first_of(";#[=");
   if (mark == std::string_view::npos) return true;
   if (line[mark] == '=') {

@@ -56,7 +56,7 @@ constexpr Field<HeadStruct> kHeadFields[] = {
     {"windowBottom", storeIn<HeadStruct, &HeadStruct::windowBottom>},
 };
 
-// Compatibility: the later of text and title.
+// Compatibility.
 constexpr Field<OutlineStruct> kOutlineFields[] = {
     {"text", storeIn<OutlineStruct, &OutlineStruct::text>},
     {"title", storeIn<OutlineStruct, &OutlineStruct::text>},
@@ -97,7 +97,7 @@ void OPMLParseState::startElement(const char* tag, XmlAttributes attributes) {
 void OPMLParseState::endElement(const char* tag) {
   const std::string_view name = tag;
   if (name == "opml") {
-    // Compatibility: without a line end.
+    // Compatibility.
     quillmoria::trace("End OPML parsing");
     if (!isNested_) wrapFlatList();
   }
@@ -106,12 +106,12 @@ void OPMLParseState::endElement(const char* tag) {
   storeText_ = nullptr;
 }
 
-/// Compatibility: the last chunk replaces those before.
+/// Compatibility.
 void OPMLParseState::characters(std::string_view text) {
   if (headCount_ == 1 && storeText_) storeText_(document_.head, text);
 }
 
-/// Compatibility: the first attribute, whatever its name.
+/// Compatibility.
 void OPMLParseState::readVersion(XmlAttributes attributes) {
   if (!attributes[0]) {
     document_.version = "1.0";

@@ -61,7 +61,7 @@ OPMLParser::OPMLParser(std::string folder) : baseFolder(std::move(folder)) {}
 
 OPMLParser::~OPMLParser() { HTTPFetcher().RemoveFetchSubscriber(this); }
 
-/// Compatibility: the same for every stage.
+/// Compatibility.
 void OPMLParser::EventPublished(int) { SendEventToAllSubscribers(quillmoria::kListFetchNotice); }
 
 void OPMLParser::ParseFromFile(std::string path) {
@@ -102,7 +102,7 @@ void OPMLParser::SendEventToAllSubscribers(std::int32_t event) {
 
 void OPMLParser::ParseContent(std::string text) {
   initialize()->parse(text);
-  status = quillmoria::kStatusOk;  // Compatibility: whatever came of it
+  status = quillmoria::kStatusOk;  // Compatibility.
 }
 
 std::unique_ptr<OPMLParseState> OPMLParser::initialize() {

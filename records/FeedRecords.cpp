@@ -5,7 +5,7 @@
 void RSSObject::ImageStruct::reset() {
   for (std::string* text : {&title, &url, &link, &description}) text->clear();
   extraW.clear();
-  width = 1;  // Compatibility: not -1
+  width = 1;  // Compatibility.
   height = -1;
 }
 

@@ -26,7 +26,7 @@ struct ImageAddress {
   bool secure = false;
 };
 
-/// Compatibility: the scheme in lower case alone; an address without a slash is whole both its host and its path.
+/// Compatibility.
 ImageAddress split(std::string_view url) {
   constexpr std::string_view kHttp = "http://";
   constexpr std::string_view kHttps = "https://";
@@ -46,7 +46,7 @@ ImageAddress split(std::string_view url) {
 
 std::string imageFolder(const std::string& baseFolder) { return baseFolder + "\\feed_imgs"; }
 
-/// Compatibility: the last segment alone, its query included.
+/// Compatibility.
 std::string cachePath(const std::string& baseFolder, std::string_view path) {
   return imageFolder(baseFolder).append("\\").append(path.substr(path.rfind('/') + 1));
 }
@@ -103,7 +103,7 @@ bool CPicture::LoadFromURL(std::string url, std::string baseFolder) {
     file.MarkUsed();
     return LoadFromFile(file);
   } catch (...) {
-    std::fputs("unhandled exception\n", stdout);  // Compatibility: this text
+    std::fputs("unhandled exception\n", stdout);  // Compatibility.
     return false;
   }
 }
@@ -121,5 +121,5 @@ bool CPicture::LoadFromArchive(CArchive& archive) {
 bool CPicture::LoadFromStream(IStream* stream) {
   Free();
   picture = OleLoadPicture(stream);
-  return true;  // Compatibility: also without a picture
+  return true;  // Compatibility.
 }

@@ -15,7 +15,7 @@ using Channel = RSSObject::ChannelStruct;
 using Item = RSSObject::NewsItemStruct;
 
 constexpr std::string_view kSignature = "Quillmoria News Items";
-// Compatibility: the slash is none of them.
+// Compatibility.
 constexpr std::string_view kNotInFileNames = "\"\\><:*?|";
 constexpr std::size_t kBufferBytes = 4096;
 constexpr std::size_t kTimeBytes = 4;
@@ -24,7 +24,7 @@ constexpr std::int32_t kMaxBareItems = 1000000;  ///< items without a record eac
 // What format versions brought.
 constexpr std::int32_t kSourceNoteVersion = 2;
 constexpr std::int32_t kItemVersion = 3;
-constexpr std::int32_t kIdentifierVersion = 4;  ///< Compatibility: this one alone has identifiers
+constexpr std::int32_t kIdentifierVersion = 4;  ///< Compatibility.
 
 // A record is smallest when its texts are empty, one byte each. In memory it takes less than 32 times as much, so what
 // a file can make us allocate is bounded by its size.
@@ -149,7 +149,7 @@ std::unique_ptr<RSSObject> readFeed(CFile& file) {
   Channel channel;
   transferChannel(fields, channel);
 
-  // Compatibility: of another signature the count holds, and the items are empty.
+  // Compatibility.
   const bool hasRecords = signature == kSignature && version >= kItemVersion;
   if (!isPossible(itemCount, hasRecords, version, archive.remaining())) return nullptr;
   auto items = std::make_unique<Item[]>(static_cast<std::size_t>(itemCount));
@@ -177,7 +177,7 @@ std::unique_ptr<RSSObject> tryRead(const std::string& path) {
 
 std::unique_ptr<RSSObject> notCached(const std::string& path) {
   Channel channel;
-  // Compatibility: the file's name, not the feed's.
+  // Compatibility.
   channel.feedName = path.substr(path.rfind('\\') + 1);
   return std::make_unique<RSSObject>(std::move(channel), nullptr, -1);
 }

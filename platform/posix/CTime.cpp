@@ -26,7 +26,7 @@ bool carry(std::int64_t& field, std::int64_t size, std::int64_t& next) {
   return true;
 }
 
-/// Compatibility: four bytes in cache files.
+/// Compatibility.
 std::int32_t countOrNoTime(std::int64_t seconds) {
   return seconds >= 0 && seconds <= kMaxSeconds ? static_cast<std::int32_t>(seconds) : -1;
 }
