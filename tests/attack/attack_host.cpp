@@ -264,6 +264,7 @@ int soak(char** arguments, int jobs, int pulls, bool reloads) {
     if (isDue(5) && !host->fetch("list", host->url + "list")) fail("the list was not read");
     if (reloads) {
       server.reset();
+      host->library.wait(-1);  // what fetched a list keeps the library
       host->library.close();
       host.reset();
       if (dlopen(arguments[1], RTLD_NOLOAD | RTLD_LAZY)) fail("the library stays");

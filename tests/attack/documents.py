@@ -95,6 +95,10 @@ CASES = [
     Case("a deep content model", DECLARING("<!ELEMENT a «(»b«)»>", rss(ITEM)), BIG - 100, shown=1),
     Case("a million declared elements", DECLARING("«<!ELEMENT e%08d ANY>»", rss(ITEM)), 1_000_000, shown=1),
     Case("a million attribute defaults", DECLARING("<!ATTLIST a «a%08d CDATA '' »>", rss(ITEM)), 1_000_000, UNPARSED),
+    Case("hundreds of attributes", DECLARING("<!ATTLIST item " + "".join(
+        f"a{i} CDATA #IMPLIED " for i in range(900)) + ">", rss(ITEM)), shown=1),
+    Case("attributes for many elements", DECLARING("<!ATTLIST a «a%08d NMTOKEN #IMPLIED ÷16»>", rss(ITEM + "«<a/>»")),
+         1_000_000, UNPARSED, whole=True),
     Case("sixty defaults for many elements", DECLARING("<!ATTLIST a " + "".join(
         f"a{i} CDATA '' " for i in range(60)) + ">", rss(ITEM + "«<a/>»")), 4_000_000, shown=1),
     Case("a huge default for many elements", DECLARING(

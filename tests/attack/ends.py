@@ -73,12 +73,12 @@ class End(NamedTuple):
                 raise Fault(f"exit status {result.status}: {result.errors[:5000]}")
             took = result.ended - float(result.output.split()[0])
             faults = [f"ends {took:.1f} s later"] if took > options.within * (1 + 3 * options.sanitized) else []
-            told = f"{took:.2f} s" + ", within a file" * any(base.glob("*/:*"))
+            told = f"{took:.2f} s" + ", within a file" * any(base.glob("*/*.qmu"))
             return told, [*faults, *self.faults_of(base, scheme)]
 
     def faults_of(self, base, scheme):
         old, new = (whole[scheme, edition] for edition in self.editions)
-        unfinished = [path for path in base.glob("*/:\\*")]
+        unfinished = [path for path in base.glob("*/*.qmu")]
         stored = {path.name: path.read_bytes() for path in base.glob("cache/*") if path not in unfinished}
         if unfinished and self.pull and self.how in ("leave", "close"):
             yield f"{unfinished} are left"

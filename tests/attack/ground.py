@@ -112,6 +112,10 @@ def without_picture(name, *spoil, **more):
     return Case(name, *spoil, says="unhandled exception", picture=False, **more)
 
 
+def unread(name, *spoil):
+    return Case(name, *spoil, new=0, says="The settings file cannot be read", file="old", picture=False)
+
+
 CASES = [
     Case("nothing is spoiled"),
     unwritten("no cache folder", 3, aside("cache")),
@@ -132,8 +136,9 @@ CASES = [
     unwritten("a cache file that another process has locked", 1,
               lambda: fcntl.flock(os.open(ground.base / "cache/feed", os.O_RDONLY), fcntl.LOCK_EX)),
     Case("half a cache file", lambda: (ground.base / "cache/feed").write_bytes(ground.old[:len(ground.old) // 2]), 3),
-    Case("settings of a gigabyte", lambda: run(["truncate", "-s1G", ground.base / SETTINGS])),
-    Case("a FIFO for settings", lambda: os.mkfifo(ground.base / SETTINGS)),
+    unread("a locked-up settings folder", mode(0, "config")),
+    unread("settings of a gigabyte", lambda: run(["truncate", "-s1G", ground.base / SETTINGS])),
+    unread("a FIFO for settings", lambda: os.mkfifo(ground.base / SETTINGS)),
 ]
 
 

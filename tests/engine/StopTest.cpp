@@ -9,15 +9,6 @@
 
 namespace {
 
-std::vector<std::string> split(const std::string& events) {
-  std::vector<std::string> lines;
-  for (std::size_t from = 0, end = 0; end != std::string::npos; from = end + 3) {
-    end = events.find(" | ", from);
-    lines.push_back(events.substr(from, end - from));
-  }
-  return lines;
-}
-
 class Stop : public PullFixture {
  protected:
   Stop() {
@@ -29,13 +20,23 @@ class Stop : public PullFixture {
     http_.serve("/3", kEmptyFeed);
     subscriptions_.add("a", {{"1", http_.url("/1")}, {"2", http_.url("/2")}}).add("b", {{"3", http_.url("/3")}});
     server_ = makeServer();
-    RecordingSubscriber subscriber;
+    RecordingSubscriber subscriber([this](const std::string& line) { lines_.push_back(line); });
     wholePull_ = pull(*server_, subscriber);
+  }
+
+  /// The whole pull, without the feed objects after its event `last`.
+  std::string withFeedsUpTo(std::size_t last) const {
+    std::string events;
+    for (std::size_t i = 0; i < lines_.size(); ++i) {
+      if (i <= last || !lines_[i].starts_with("2 ")) events += (i ? " | " : "") + lines_[i];
+    }
+    return events;
   }
 
   std::function<void()> onFetch_;
   std::unique_ptr<NewsServer> server_;
   std::string wholePull_;
+  std::vector<std::string> lines_;  ///< of it
 };
 
 TEST_P(Stop, IsHonouredAtTheNextCheckAndForgottenAfterwards) {
@@ -73,28 +74,27 @@ TEST_P(Stop, ComesOfNothingElseThatIsDoneAtAnyEvent) {
     const char* what;
     bool endsFeeds;
     std::function<void()> act;
+    std::string heardByOther;
   } cases[] = {
-      {"detach itself", true, detach},
-      {"be detached by another thread", true, [&] { std::thread(detach).join(); }},
-      {"make and delete a server", false, [&] { makeServer(); }},
-      {"attach another", false, [&] { server_->AttachSubscriber(&other); }},
-      {"start a pull", false, [&] { server_->RefreshAllNewsForSubscriber(&other); }},
+      {"detach itself", true, detach, ""},
+      {"be detached by another thread", true, [&] { std::thread(detach).join(); }, ""},
+      {"delete the server and make another", false, [&] { server_ = makeServer(); }, ""},
+      {"wait for itself", false, [] { EXPECT_FALSE(NewsServer::WaitForPulls(-1)); }, ""},
+      {"attach another", false, [&] { server_->AttachSubscriber(&other); }, wholePull_},
+      {"start a pull", false, [&] { server_->RefreshAllNewsForSubscriber(&other); }, withFeedsUpTo(0)},
   };
-  const std::vector<std::string> lines = split(wholePull_);
-  for (const auto& [what, endsFeeds, act] : cases) {
-    for (std::size_t at = 0; at < lines.size(); ++at) {
+  for (const auto& [what, endsFeeds, act, heardByOther] : cases) {
+    for (std::size_t at = 0; at < lines_.size(); ++at) {
       std::size_t count = 0;
       RecordingSubscriber subscriber([&, &chosen = act](const std::string&) {
         if (count++ == at) chosen();
       });
       self = &subscriber;
-      std::string expected;
-      for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (i > at && endsFeeds && lines[i].starts_with("2 ")) continue;
-        expected += (i ? " | " : "") + lines[i];
-      }
-      EXPECT_EQ(pull(*server_, subscriber), expected) << what << " at event " << at;
-      server_->DetachSubscriber(&other);
+      server_->AttachSubscriber(&subscriber);
+      EXPECT_TRUE(NewsServer::WaitForPulls(60'000));
+      for (RecordingSubscriber* each : {&subscriber, &other}) server_->DetachSubscriber(each);
+      EXPECT_EQ(subscriber.events(), withFeedsUpTo(endsFeeds ? at : lines_.size())) << what << " at event " << at;
+      EXPECT_EQ(other.takeEvents(), heardByOther) << what << " at event " << at;
     }
   }
 }

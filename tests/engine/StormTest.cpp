@@ -1,5 +1,5 @@
-#include <array>
 #include <atomic>
+#include <deque>
 #include <thread>
 #include <vector>
 
@@ -72,16 +72,16 @@ TEST_P(Storm, OfHostThreadsAndCallbacksLeavesTheEngineWorking) {
   http_.serve("/list", "<opml version=\"1.1\"><body><outline text=\"a\"/></body></opml>");
   subscriptions_.add("a", {{"1", http_.url("/feed")}, {"2", http_.url("/feed")}}).add("b", {{"3", http_.url("/feed")}});
   Host host{base_.name(), http_.url(""), subscriptions_.holder()};
-  std::array<Caller, 8> callers{Caller(host), Caller(host), Caller(host), Caller(host),
-                                Caller(host), Caller(host), Caller(host), Caller(host)};
-  std::vector<std::thread> threads;
+  std::deque<Caller> callers;
+  for (int i = 0; i < 8; ++i) callers.emplace_back(host);
+  std::vector<std::jthread> threads;
   for (unsigned i = 0; i < callers.size(); ++i) {
     threads.emplace_back([&, i] {
       Server server = newServer(host);
       for (unsigned call = 0; call < 48; ++call) kCalls[(call * 7 + i) % std::size(kCalls)](server, callers[i]);
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   EXPECT_TRUE(NewsServer::WaitForPulls(-1));
 
   const Server server = newServer(host);
