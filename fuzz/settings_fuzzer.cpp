@@ -2,6 +2,7 @@
 
 #include "Fuzzing.h"
 #include "net/ProxySettings.h"
+#include "platform/CInternetException.h"
 
 /// A settings file with its enciphered credentials.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -10,6 +11,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
     const ProxySettings proxy = LoadProxySettings(baseFolder().name());
     require(proxy.userName.size() + proxy.password.size() <= kMaxCredentialBytes);
+  } catch (const CInternetException&) {
+    // Above 1 MiB.
   } catch (const std::runtime_error&) {
     // Fewer than two digits are no ciphertext.
   }

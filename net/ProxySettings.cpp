@@ -55,8 +55,8 @@ ProxySettings LoadProxySettings(const std::string& baseFolder) try {
   proxy.password = std::move(password);
   return proxy;
 } catch (const std::bad_alloc&) {
-  // A proxy that nobody could read of is not passed by: the fetch fails as any other, also for want of memory. That of
-  // descriptors makes a file that is not readable.
+  // A proxy that the file may name is not passed by: want of memory has the outcome of any failed fetch, and so has
+  // that of descriptors, for which the file is not readable.
   throw CInternetException(kNotReadable);
 }
 

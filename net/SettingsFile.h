@@ -38,8 +38,8 @@ class SettingsFile {
   /// Appends an empty section, also if one has that name already; returns its index.
   std::int32_t AddSection(std::string_view name);
 
-  /// False if the file is there, or something else in its place, and could not be read to its end or was above 1 MiB:
-  /// then it may say more than is known here. Where the reading ended at a line, all is known.
+  /// False if the file is there, or something else in its place, and the last Parse could not read it to its end or
+  /// found it above 1 MiB: it may say more than is known here. A line that ends the reading does not count.
   bool isReadable() const { return isReadable_; }
 
   /// Reads the file. A line that begins with anything but a printable ASCII character ends the reading with

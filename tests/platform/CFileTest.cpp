@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <regex>
+#include <iostream>
 #include <set>
 
 #include "platform/Text.h"
@@ -90,7 +91,8 @@ TEST(FatFiles, AreMadeAndReplaced) {
     return std::system(("cd " + outer.name() + " && PATH=$PATH:/usr/sbin && (" + command + ") >log 2>&1").c_str()) == 0;
   };
   if (!run("mkdir fat && mkfs.vfat -C disk 4096 && (mount -o loop disk fat || fusefat -o rw+ disk fat)")) {
-    GTEST_SKIP() << "no FAT file system can be mounted: " << outer.read("log");
+    std::cout << "Not run, as no FAT file system can be mounted: " << outer.read("log");
+    return;
   }
   {
     const EnvironmentVariable there("TMPDIR", (outer / "fat").c_str());
