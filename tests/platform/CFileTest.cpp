@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 
 #include <deque>
-#include <regex>
 #include <iostream>
+#include <regex>
 #include <set>
 
 #include "platform/Text.h"
