@@ -21,6 +21,7 @@ constexpr auto kNowhere = std::u16string::npos;
 /// The next place from `start` on where a table may be opened, or the end. Looks at eight units at a time, since hardly
 /// one of them is a '<' with a 't' or 'T' after it.
 std::size_t nextCandidate(std::u16string_view html, std::size_t start) {
+  static_assert(std::endian::native == std::endian::little, "the first unit of a half is in its lowest bits");
   using Units [[gnu::vector_size(16)]] = std::uint16_t;
   using Halves [[gnu::vector_size(16)]] = std::uint64_t;
   constexpr std::uint16_t kTag = u'<';

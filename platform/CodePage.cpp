@@ -12,6 +12,7 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::ptrdiff_t kMaxSequence = 4;
 
+static_assert(std::endian::native == std::endian::little, "the first byte of a word is in its lowest bits");
 using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
 using Units [[gnu::vector_size(16)]] = std::uint16_t;
 

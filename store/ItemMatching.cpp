@@ -40,6 +40,7 @@ class BytesHash {
  private:
   __extension__ using Wide = unsigned __int128;
   static constexpr std::uint64_t kPrime = (std::uint64_t{1} << 61) - 1;
+  static_assert(std::endian::native == std::endian::little, "the last byte of a word is in its highest bits");
   static constexpr std::size_t kBlockBytes = 7;  ///< always below the prime
   static constexpr std::uint64_t kBlockMask = (std::uint64_t{1} << 8 * kBlockBytes) - 1;
 
