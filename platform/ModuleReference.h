@@ -17,6 +17,7 @@ class ModuleReference {
  public:
   /// Keeps nothing.
   ModuleReference() = default;
+  /// Whoever takes one uses the library, which counts for isForked.
   static ModuleReference take();
 
   ModuleReference(ModuleReference&& other) noexcept;

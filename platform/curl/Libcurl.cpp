@@ -9,6 +9,15 @@
 #include "platform/ModuleReference.h"
 
 namespace quillmoria {
+namespace {
+
+/// OpenSSL would tear itself down at the end of the process, also while another thread is setting it up. Throws
+/// CInternetException once it has begun to.
+void setUpOpenSsl() {
+  if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) throw CInternetException("OpenSSL cannot be set up");
+}
+
+}  // namespace
 
 constinit Libcurl libcurl;
 static_assert(std::is_trivially_destructible_v<Libcurl>, "used after the end of static objects");
@@ -16,13 +25,16 @@ static_assert(std::is_trivially_destructible_v<Libcurl>, "used after the end of 
 void Libcurl::setUp(void (*atExit)()) {
   const MutexLock lock(mutex_);
   if (isSetUp_) return;
-  // OpenSSL would tear itself down at the end of the process, also while another thread is setting it up.
-  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  setUpOpenSsl();
+  // Where a host had set OpenSSL up before, this comes before OpenSSL's own end, which has not begun if OpenSSL still
+  // says so afterwards, and which waits until this stay is over.
+  callAtExit(atExit);
+  setUpOpenSsl();
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw CInternetException("libcurl cannot be set up");
   try {
     // A look-up that is left behind runs on in libcurl.
     keepMapped(reinterpret_cast<const void*>(&curl_global_init));
-    // Where a host had set OpenSSL up before, this comes before OpenSSL's own end.
+    // Again, to come before whatever libcurl's own libraries have asked for.
     callAtExit(atExit);
   } catch (...) {
     curl_global_cleanup();

@@ -45,8 +45,9 @@ std::string textOf(CURLU* url) {
 }  // namespace
 
 ProxyAddress parseProxyAddress(const std::string& text) {
-  if (text.find('@') == std::string::npos) return {text, {}};
+  if (text.empty()) return {};
   const Url url = parse(text);
+  if (text.find('@') == std::string::npos) return {text, {}};
   Credentials credentials{take(url.get(), CURLUPART_USER), take(url.get(), CURLUPART_PASSWORD)};
   std::string address = textOf(url.get());
   // Where a character of the password ends the server, the password's end is the path.

@@ -43,6 +43,7 @@ void callAtExit(void (*shutDown)()) {
 }
 
 ModuleReference ModuleReference::take() {
+  user = getpid();
   return ModuleReference(loadedLibraryOf(reinterpret_cast<const void*>(&callAtExit), 0));
 }
 

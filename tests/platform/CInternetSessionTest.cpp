@@ -158,7 +158,7 @@ TEST_F(InternetSession, QuotesNoProxysUserInformation) {
   server_.serve("http://news.example/", "there");
   const std::string proxy = "127.0.0.1:" + std::to_string(server_.port());
   for (const auto& [userInformation, outcome] : readTable<2>("platform/proxies.tsv")) {
-    CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_PROXY, userInformation + "@" + proxy, "");
+    CInternetSession session("Agent", 1, INTERNET_OPEN_TYPE_PROXY, userInformation + proxy, "");
     const auto connection = session.GetHttpConnection("news.example", 80, nullptr, nullptr);
     EXPECT_EQ(outcomeOf(connection->OpenRequest("GET", "/", 0)), outcome) << userInformation;
   }
