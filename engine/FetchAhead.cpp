@@ -43,9 +43,9 @@ FetchAhead::~FetchAhead() {
 std::unique_ptr<RSSObject> FetchAhead::take(const RSSObject::NewsFeed& feed) {
   const std::shared_ptr<Job> job = advanceTo(feed);
   if (!job) return nullptr;
-  if (threads_.empty()) run(*job);
+  if (threads_.empty() || !waitFor(*job)) run(*job);
   const MutexLock lock(mutex_);
-  while (job->phase != Phase::Done) changed_.wait(mutex_);
+  awaited_ = nullptr;
   jobs_.pop_front();
   changed_.notifyAll();
   if (job->error) std::rethrow_exception(job->error);
@@ -58,8 +58,16 @@ std::shared_ptr<FetchAhead::Job> FetchAhead::advanceTo(const RSSObject::NewsFeed
   const auto found = std::find_if(jobs_.begin(), jobs_.end(), [&](const auto& job) { return job->origin == &feed; });
   if (found == jobs_.end()) return nullptr;
   jobs_.erase(jobs_.begin(), found);
+  awaited_ = jobs_.front().get();
   changed_.notifyAll();
   return jobs_.front();
+}
+
+/// False if the thread that was at it had to give it up.
+bool FetchAhead::waitFor(const Job& job) {
+  const MutexLock lock(mutex_);
+  while (job.phase == Phase::Waiting || job.phase == Phase::Running) changed_.wait(mutex_);
+  return job.phase == Phase::Done;
 }
 
 std::size_t FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
@@ -69,7 +77,7 @@ std::size_t FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) 
     for (std::int32_t j = 0; category.feeds && j < category.feedCount; ++j) {
       const RSSObject::NewsFeed& feed = category.feeds[j];
       if (feed.enabled != 1) continue;
-      jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url), Phase::Waiting, 0, nullptr, nullptr}));
+      jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url)}));
       runningByHost_[jobs_.back()->host] = 0;  // here, lest a thread runs out of memory where it waits for its job
     }
   }
@@ -139,10 +147,22 @@ void FetchAhead::run(Job& job) {
   }
   const std::size_t bytes = news ? footprint(*news) : 0;
   const MutexLock lock(mutex_);
+  if (std::exchange(job.isGivenUp, false)) {
+    job.bytes = 0;
+    job.phase = Phase::Postponed;
+    return;
+  }
   job.news = std::move(news);
   job.error = error;
   job.bytes = bytes;
   job.phase = Phase::Done;
+}
+
+bool FetchAhead::admit(Job& job, std::size_t bytes) {
+  const MutexLock lock(mutex_);
+  job.isGivenUp = !hasRoomFor(job, bytes);
+  if (!job.isGivenUp) job.bytes = bytes;
+  return !job.isGivenUp;
 }
 
 void FetchAhead::waitForRoom(Job& job, std::size_t bytes) {
@@ -151,15 +171,15 @@ void FetchAhead::waitForRoom(Job& job, std::size_t bytes) {
   job.bytes = bytes;
 }
 
-/// The pull waits for the first one, whatever it takes. One that the pull has let go of may hold back others of its
-/// host, so it goes on as well.
+/// The pull waits for one, whatever that takes. One that the pull has let go of may hold back others of its host, so it
+/// goes on as well.
 bool FetchAhead::hasRoomFor(const Job& job, std::size_t bytes) const {
   bool isAhead = false;
   for (const auto& other : jobs_) {
     if (other.get() != &job) {
       bytes += other->bytes;
     } else {
-      isAhead = other != jobs_.front();
+      isAhead = &job != awaited_;
     }
   }
   return !isAhead || bytes <= kMaxBytes;

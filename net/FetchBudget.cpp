@@ -7,6 +7,8 @@ constinit thread_local FetchBudget* current = nullptr;
 
 }  // namespace
 
+bool FetchBudget::admits(std::size_t bytes) { return !current || current->admit(bytes); }
+
 void FetchBudget::claim(std::size_t bytes) {
   if (current) current->take(bytes);
 }

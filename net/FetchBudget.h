@@ -4,15 +4,19 @@
 
 namespace quillmoria {
 
-/// Memory that the fetches of several threads may take together. Each tells what it takes; one that would take too much
-/// waits there for others to end.
+/// Memory that the fetches of several threads may take together. Each tells what it takes. A thread without a budget
+/// may take what it likes.
 class FetchBudget {
  public:
   /// What a feed object takes at most for each byte of its document, as a rule.
   static constexpr std::size_t kObjectBytesPerByte = 8;
 
-  /// From now on the calling thread's fetch takes `bytes` in all. Waits while that is too much. Nothing for a thread
-  /// without a budget.
+  /// The calling thread's fetch is about to have a body of `bytes`. False if that is too much: the transfer is to be
+  /// given up, since a server does not wait, and is asked for again later.
+  static bool admits(std::size_t bytes);
+
+  /// From now on the calling thread's fetch, whose transfer is over, takes `bytes` in all. Waits while that is too
+  /// much.
   static void claim(std::size_t bytes);
 
   /// Makes a budget the calling thread's as long as it lives. One at a time.
@@ -28,6 +32,7 @@ class FetchBudget {
   ~FetchBudget() = default;
 
  private:
+  virtual bool admit(std::size_t bytes) = 0;
   virtual void take(std::size_t bytes) = 0;
 };
 

@@ -221,15 +221,18 @@ class Download {
     while (file.ReadString(*bodyText_)) {
       progress();
       *bodyText_ += '\n';
-      if (bodyText_->size() > claimedBytes_) reserve(0);
+      if (bodyText_->size() > admittedBytes_) reserve(bodyText_->size());
     }
   }
 
-  /// A body that is short is not worth counting.
+  /// Makes room for `more` of the body. One that is short is not worth counting.
   void reserve(std::size_t more) {
-    bodyText_->reserve(bodyText_->size() + more);
-    claimedBytes_ = std::max(kShortBody, bodyText_->capacity());
-    if (claimedBytes_ > kShortBody) quillmoria::FetchBudget::claim(claimedBytes_);
+    const std::size_t bytes = bodyText_->size() + more;
+    if (bytes > kShortBody && !quillmoria::FetchBudget::admits(bytes)) {
+      throw CInternetException("The transfer was cut off");
+    }
+    bodyText_->reserve(bytes);
+    admittedBytes_ = std::max(bytes, kShortBody);
   }
 
   const std::shared_ptr<const SharedSession> shared_;
@@ -239,7 +242,7 @@ class Download {
   std::uint32_t flags_;
   CFile* sinkFile_;
   CString* bodyText_;
-  std::size_t claimedBytes_ = 0;
+  std::size_t admittedBytes_ = 0;
 };
 
 std::string requestVerb() {
