@@ -1,7 +1,8 @@
 # What is installed: the library, the headers listed here by name, and the files by which other projects find them.
 include(CMakePackageConfigHelpers)
 
-set(public_headers CPicture.h CTime.h ConnectedState.h HTTPFetchSubscriber.h NewsServer.h OPML.h RSSObject.h StatusTexts.h)
+set(public_headers CPicture.h CTime.h ConnectedState.h FindFeeds.h HTTPFetchSubscriber.h Html.h NewsDetails.h NewsServer.h OPML.h
+  ParseFeed.h Profile.h RSSObject.h StatusTexts.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/include/quillmoria/)
 set(generated_headers Version.h export.h)
 list(TRANSFORM generated_headers PREPEND ${PROJECT_BINARY_DIR}/include/quillmoria/)

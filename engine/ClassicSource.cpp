@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "engine/EngineState.h"
+#include "feed/FetchFeed.h"
 #include "quillmoria/NewsServer.h"
 #include "store/NewsItemCache.h"
 
@@ -24,7 +25,10 @@ std::unique_ptr<RSSObject> notFetched(const RSSObject::NewsFeed& feed) {
 
 std::unique_ptr<RSSObject> ClassicSource::fetch(const RSSObject::NewsFeed& feed) {
   try {
-    return std::make_unique<RSSObject>(feed, "", state_.baseFolder());
+    auto news = std::make_unique<RSSObject>(RSSObject::ChannelStruct(), nullptr, 0);
+    news->baseFolder = state_.baseFolder();
+    fetchFeed(*news, feed, "");
+    return news;
   } catch (const std::exception&) {
     return notFetched(feed);
   }

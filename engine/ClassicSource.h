@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/NewsSource.h"
+#include "records/NewsSource.h"
 
 namespace quillmoria {
 
@@ -14,6 +14,7 @@ class ClassicSource : public NewsSource {
 
   std::unique_ptr<RSSObject> fetch(const RSSObject::NewsFeed& feed) override;
   std::unique_ptr<RSSObject> fromStore(const RSSObject::NewsFeed& feed) override;
+  bool isDue(const RSSObject::NewsFeed&) const override { return true; }
   void settle(RSSObject& news) noexcept override;
 
  private:

@@ -41,9 +41,24 @@ void EngineState::setFetchLimits(FetchLimits limits) {
   fetchLimits_ = limits;
 }
 
+void EngineState::setProfile(Profile profile) {
+  const MutexLock lock(mutex_);
+  profile_ = profile;
+}
+
+void EngineState::setPullScope(PullScope scope) {
+  const MutexLock lock(mutex_);
+  pullScope_ = scope;
+}
+
+Profile EngineState::profile() const {
+  const MutexLock lock(mutex_);
+  return profile_;
+}
+
 PullSettings EngineState::pullSettings() const {
   const MutexLock lock(mutex_);
-  return {categories_, fetchLimits_};
+  return {categories_, fetchLimits_, profile_, pullScope_, baseFolder_};
 }
 
 void EngineState::attach(RSSSubscriber* subscriber) {

@@ -30,6 +30,9 @@ class EngineState {
   std::string baseFolder() const;
 
   void setFetchLimits(FetchLimits limits);
+  void setProfile(Profile profile);
+  void setPullScope(PullScope scope);
+  Profile profile() const;
 
   /// What a pull that begins now is to go by.
   PullSettings pullSettings() const;
@@ -105,6 +108,8 @@ class EngineState {
   RSSObject::CategoryHolderStruct categories_ GUARDED_BY(mutex_);
   std::string baseFolder_ GUARDED_BY(mutex_);
   FetchLimits fetchLimits_ GUARDED_BY(mutex_);
+  Profile profile_ GUARDED_BY(mutex_) = Profile::Classic;
+  PullScope pullScope_ GUARDED_BY(mutex_) = PullScope::All;
   bool hasExitHandler_ GUARDED_BY(mutex_) = false;
   std::list<PullThread> pulls_ GUARDED_BY(mutex_);
   ConditionVariable pullEnded_;

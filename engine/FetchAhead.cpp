@@ -26,7 +26,7 @@ std::string hostOf(std::string_view url) {
 
 FetchAhead::FetchAhead(NewsSource& source, const PullSettings& settings)
     : source_(source), limits_(settings.fetchLimits) {
-  const std::size_t jobs = plan(settings.categories);
+  const std::size_t jobs = plan(settings);
   startThreads(std::min(static_cast<std::size_t>(limits_.feeds), jobs));
 }
 
@@ -70,13 +70,14 @@ bool FetchAhead::waitFor(const Job& job) {
   return job.phase == Phase::Done;
 }
 
-std::size_t FetchAhead::plan(const RSSObject::CategoryHolderStruct& categories) {
+std::size_t FetchAhead::plan(const PullSettings& settings) {
+  const RSSObject::CategoryHolderStruct& categories = settings.categories;
   const MutexLock lock(mutex_);
   for (std::int32_t i = 0; categories.categories && i < categories.categoryCount; ++i) {
     const RSSObject::NewsFeedsPerCategoryStruct& category = categories.categories[i];
     for (std::int32_t j = 0; category.feeds && j < category.feedCount; ++j) {
       const RSSObject::NewsFeed& feed = category.feeds[j];
-      if (feed.enabled != 1) continue;
+      if (!settings.wants(feed, source_)) continue;
       jobs_.push_back(std::make_shared<Job>(Job{&feed, feed, hostOf(feed.url)}));
       runningByHost_[jobs_.back()->host] = 0;  // here, lest a thread runs out of memory where it waits for its job
     }

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "engine/NewsSource.h"
 #include "engine/PullSettings.h"
 #include "net/FetchBudget.h"
 #include "platform/Mutex.h"
 #include "platform/Thread.h"
 #include "platform/TransferGroup.h"
 #include "quillmoria/RSSObject.h"
+#include "records/NewsSource.h"
 
 namespace quillmoria {
 
@@ -66,7 +66,7 @@ class FetchAhead {
     Job& job_;
   };
 
-  std::size_t plan(const RSSObject::CategoryHolderStruct& categories);
+  std::size_t plan(const PullSettings& settings);
   void startThreads(std::size_t wanted);
   std::shared_ptr<Job> advanceTo(const RSSObject::NewsFeed& feed);
   void work();

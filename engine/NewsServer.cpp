@@ -9,6 +9,7 @@
 #include "net/FetchCall.h"
 #include "platform/CInternetSession.h"
 #include "platform/InternetQueryOption.h"
+#include "records/FeedObjectAccess.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
 
@@ -60,6 +61,8 @@ void NewsServer::SetParallelFetches(std::int32_t feeds, std::int32_t perHost) {
   engineState->setFetchLimits({std::clamp(feeds, 1, kMaxFetches), std::clamp(perHost, 1, kMaxFetches)});
 }
 
+void NewsServer::SetPullScope(PullScope scope) { engineState->setPullScope(scope); }
+
 bool NewsServer::WaitForPulls(std::int32_t milliseconds) {
   const bool allEnded = engineState->waitForPulls(milliseconds);
   quillmoria::FetchCall::releaseModule();
@@ -71,7 +74,7 @@ void NewsServer::matchAndCacheItems(RSSObject* feed) {
     const std::string baseFolder = engineState->baseFolder();
     NewsItemCache cache;
     quillmoria::matchItems(*feed, *cache.ReadFeed(NewsItemCache::filePath(baseFolder, feed->channel.feedName)));
-    feed->wasStored_ = cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote) == 1;
+    quillmoria::FeedObjectAccess::setStored(*feed, cache.StoreFeed(baseFolder, feed, 4, feed->channel.sourceNote) == 1);
   } catch (const std::exception&) {
     // Not knowing which items are new, keep the file for the next pull, which is to find them.
     quillmoria::unmatchItems(*feed);

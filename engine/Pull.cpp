@@ -30,7 +30,10 @@ void endIfStopped([[maybe_unused]] const char* traceText) {
 
 }  // namespace
 
-Pull::Pull(RSSSubscriber& subscriber) : subscriber_(subscriber), source_(*engineState) { engineState->beginPull(); }
+Pull::Pull(RSSSubscriber& subscriber)
+    : subscriber_(subscriber), source_(std::in_place_type<ClassicSource>, *engineState) {
+  engineState->beginPull();
+}
 
 Pull::~Pull() {
   ahead_.reset();
@@ -41,6 +44,7 @@ void Pull::run() {
   trace("Pull News Thread started\n");
   send(engineState->pullStarted);
   settings_ = engineState->pullSettings();
+  if (settings_.profile == Profile::Modern) source_.emplace<ModernSource>(settings_.baseFolder);
   beginFetchingAhead();
   for (std::int32_t i = 0; i < categoryCount(); ++i) {
     // Compatibility.
@@ -51,10 +55,14 @@ void Pull::run() {
   trace("Pull News Thread final end.\n");
 }
 
+NewsSource& Pull::source() {
+  return std::visit([](auto& source) -> NewsSource& { return source; }, source_);
+}
+
 void Pull::beginFetchingAhead() {
   if (settings_.fetchLimits.feeds <= 1 || engineState->offline) return;
   try {
-    ahead_.emplace(source_, settings_);
+    ahead_.emplace(source(), settings_);
   } catch (const std::bad_alloc&) {
     // One feed after the other takes less.
   }
@@ -83,7 +91,7 @@ void Pull::pullFeeds(const Feed* feeds, std::int32_t feedCount) {
   for (std::int32_t i = 0; i < feedCount; ++i) {
     // Compatibility.
     if (engineState->isStopRequested()) return;
-    if (feeds[i].enabled == 1) pullFeed(feeds[i]);  // Compatibility.
+    if (settings_.wants(feeds[i], source())) pullFeed(feeds[i]);
   }
 }
 
@@ -93,7 +101,7 @@ void Pull::pullFeed(const Feed& feed) {
   std::unique_ptr<RSSObject> news = load(feed);
   endIfStopped("Pull News Thread ends on demand3\n");
   send(engineState->feedLoaded);
-  if (!engineState->offline) source_.settle(*news);
+  if (!engineState->offline) source().settle(*news);
   const bool isLarge = footprint(*news) >= kLargeObject;
   deliver(std::move(news));
   if (isLarge) returnFreedMemory();
@@ -103,10 +111,10 @@ void Pull::pullFeed(const Feed& feed) {
 std::unique_ptr<RSSObject> Pull::load(const Feed& feed) {
   if (engineState->offline) {
     ahead_.reset();
-    return source_.fromStore(feed);
+    return source().fromStore(feed);
   }
   std::unique_ptr<RSSObject> news = ahead_ ? ahead_->take(feed) : nullptr;
-  return news ? std::move(news) : source_.fetch(feed);
+  return news ? std::move(news) : source().fetch(feed);
 }
 
 /// From the first call on the object is the subscriber's; one that nobody takes is released here.

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <variant>
 
 #include "engine/ClassicSource.h"
 #include "engine/FetchAhead.h"
 #include "engine/PullSettings.h"
+#include "modern/ModernSource.h"
 #include "quillmoria/NewsServer.h"
 
 namespace quillmoria {
@@ -34,6 +36,7 @@ class Pull {
   void pullCategory(const Category& category);
   void pullFeeds(const Feed* feeds, std::int32_t feedCount);
   void pullFeed(const Feed& feed);
+  NewsSource& source();
   void beginFetchingAhead();
   std::unique_ptr<RSSObject> load(const Feed& feed);
   void deliver(std::unique_ptr<RSSObject> news) const;
@@ -41,7 +44,7 @@ class Pull {
 
   RSSSubscriber& subscriber_;
   PullSettings settings_;  ///< the count of the categories is as last read
-  ClassicSource source_;
+  std::variant<ClassicSource, ModernSource> source_;
   std::optional<FetchAhead> ahead_;  ///< where several feeds are fetched at once
 };
 

@@ -7,13 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "feed/FeedParseState.h"
-#include "net/FetchBudget.h"
-#include "net/FetchCall.h"
-#include "net/HTTPFetcher.h"
-#include "platform/Text.h"
-#include "platform/Trace.h"
-
 namespace {
 
 constexpr auto kNowhere = std::u16string::npos;
@@ -52,30 +45,6 @@ bool opensTable(std::u16string_view html) {
 
 }  // namespace
 
-// Delegates so that what is there already is released if memory runs out on the way.
-RSSObject::RSSObject(NewsFeed feed, std::string sourceNote, std::string folder)
-    : RSSObject(ChannelStruct(), nullptr, 0) {
-  const quillmoria::FetchCall call;
-  baseFolder = std::move(folder);
-  quillmoria::trace("Loading RSS from URL %s\n", feed.url.c_str());
-  std::unique_ptr<FeedParseState> state = initialize();
-  channel.feedName = std::move(feed.name);
-  channel.sourceNote = std::move(sourceNote);
-  category = std::move(feed.category);
-
-  HTTPFetcher fetcher;
-  std::string body;
-  fetcher.PrepareFetch(baseFolder);
-  statusMessage = fetcher.FetchURL(std::move(feed.url), feed.userName.c_str(), feed.password.c_str(), &body);
-  if (statusMessage == quillmoria::kStatusOk) {
-    quillmoria::FetchBudget::claim(body.size() * quillmoria::FetchBudget::kObjectBytesPerByte);
-    state->parse(body);
-  } else {
-    statusMessage = std::string(quillmoria::trimLineBreaks(statusMessage));
-  }
-  if (itemCount == -1 && statusMessage == quillmoria::kStatusOk) statusMessage = quillmoria::kStatusUnparsed;
-}
-
 void RSSObject::LoadImage(ImageStruct image) {
   delete std::exchange(channelPicture, nullptr);
   if (image.url.empty()) return;
@@ -95,11 +64,4 @@ std::u16string RSSObject::FormatHTMLString(std::u16string html) {
   }
   if (html.find(u"</tr>") == kNowhere && html.find(u"</TR>") == kNowhere) html.insert(tableEnd, u"</tr>");
   return html;
-}
-
-std::unique_ptr<FeedParseState> RSSObject::initialize() {
-  itemCount = -1;
-  newItemCount = 0;
-  channelPicture = nullptr;
-  return std::make_unique<FeedParseState>(*this);
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <span>
 
+#include "quillmoria/NewsDetails.h"
+
 namespace quillmoria {
 namespace {
 
@@ -22,6 +24,19 @@ std::size_t bytesOf(std::span<const Item> items) {
   return bytes;
 }
 
+std::size_t bytesOf(const FeedDetails* details) {
+  if (!details) return 0;
+  std::size_t bytes = sizeof *details;
+  for (const ItemDetails& item : details->items) {
+    bytes += sizeof item + bytesOf(item.summaryW) + bytesOf(item.contentW);
+    for (const auto* texts : {&item.authors, &item.categories}) {
+      for (const std::string& text : *texts) bytes += sizeof text + bytesOf(text);
+    }
+    for (const Enclosure& enclosure : item.enclosures) bytes += sizeof enclosure + bytesOf(enclosure.url);
+  }
+  return bytes;
+}
+
 std::size_t bytesOf(const CPicture* picture) {
   constexpr std::size_t kBytesPerPixel = 4;
   if (!picture || !picture->picture) return 0;
@@ -35,7 +50,8 @@ std::size_t footprint(const RSSObject& news) {
   const RSSObject::ChannelStruct& channel = news.channel;
   return sizeof news + bytesOf(std::span(news.items, static_cast<std::size_t>(std::max(news.itemCount, 0)))) +
          bytesOf(std::span(news.parsedItems)) + bytesOf(channel.title) + bytesOf(channel.titleW) +
-         bytesOf(channel.description) + bytesOf(channel.descriptionW) + bytesOf(news.channelPicture);
+         bytesOf(channel.description) + bytesOf(channel.descriptionW) + bytesOf(news.channelPicture) +
+         bytesOf(news.GetDetails());
 }
 
 }  // namespace quillmoria

@@ -31,7 +31,8 @@ RSSObject::RSSObject(const RSSObject& other)
       parsedItems(other.parsedItems),
       category(other.category),
       baseFolder(other.baseFolder),
-      wasStored_(other.wasStored_) {
+      wasStored_(other.wasStored_),
+      details_(other.details_) {
   auto copies = copyItems(other);
   if (other.channelPicture) channelPicture = new CPicture(*other.channelPicture);
   items = copies.release();
@@ -49,6 +50,7 @@ RSSObject& RSSObject::operator=(const RSSObject& other) {
   std::swap(category, copy.category);
   std::swap(baseFolder, copy.baseFolder);
   std::swap(wasStored_, copy.wasStored_);
+  std::swap(details_, copy.details_);
   return *this;
 }
 
@@ -64,3 +66,5 @@ std::string RSSObject::GetCategory() const { return category; }
 CPicture* RSSObject::GetChannelPicture() const { return channelPicture; }
 
 bool RSSObject::WasStored() const { return wasStored_; }
+
+const quillmoria::FeedDetails* RSSObject::GetDetails() const { return details_.get(); }

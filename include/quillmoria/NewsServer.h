@@ -21,7 +21,16 @@ enum EventId : std::int32_t {
   kCategoryFinished = 13,    ///< after the feeds of a category
 };
 
+/// Which of the enabled feeds a pull goes over.
+enum class PullScope {
+  All,  ///< each
+  Due,  ///< those that are worth asking by now (FeedDetails::nextDue); the others are passed over as if disabled
+};
+
 }  // namespace quillmoria
+
+// The interface's classes are global, and so is what their functions take.
+using quillmoria::PullScope;
 
 /// A progress event of a pull: a number (see quillmoria::EventId) and, with kCategoryStarted, a message.
 class QUILLMORIA_EXPORT RSSEvent {
@@ -131,6 +140,10 @@ class QUILLMORIA_EXPORT NewsServer {
   /// Starts as 1: one feed after the other. Events and deliveries keep their order and their thread, so nothing but the
   /// clock tells; kFeedLoading then comes when the pull is at the feed, whose fetch may long be over.
   static void SetParallelFetches(std::int32_t feeds, std::int32_t perHost = 2);
+
+  /// Which feeds pulls that begin from now on go over. Starts as All, and means nothing in the classic profile, where
+  /// every feed is due. For hosts that pull by a timer.
+  static void SetPullScope(PullScope scope);
 
  private:
   friend class quillmoria::ClassicSource;

@@ -15,6 +15,9 @@ class NewsServer;
 
 namespace quillmoria {
 
+struct FeedDetails;
+struct FeedObjectAccess;
+
 /// The values of RSSObject::NewsItemStruct::status.
 enum ItemStatus : std::int32_t {
   kUncomparedItem = 0,  ///< fetched outside a pull, or not comparable with the cache for want of memory or descriptors
@@ -127,9 +130,9 @@ class QUILLMORIA_EXPORT RSSObject {
     void initialize();
   };
 
-  /// Fetches `feed.url` with the feed's credentials and parses the document, on the calling thread; blocks meanwhile.
-  /// `sourceNote` is kept in the channel; the channel picture goes to the image folder of `baseFolder`.
-  /// A failure leaves `itemCount` -1 and its text in `statusMessage`.
+  /// Fetches `feed.url` with the feed's credentials and parses the document, by the rules of the profile (Profile.h),
+  /// on the calling thread; blocks meanwhile. `sourceNote` is kept in the channel; the channel picture goes to the
+  /// image folder of `baseFolder`. A failure leaves `itemCount` -1 and its text in `statusMessage`.
   RSSObject(NewsFeed feed, std::string sourceNote, std::string baseFolder);
 
   /// An object of stored records. Takes over `items`, made by `new NewsItemStruct[n]` with n at least `itemCount`, or
@@ -158,6 +161,10 @@ class QUILLMORIA_EXPORT RSSObject {
   /// was made outside a pull. Copies say the same.
   bool WasStored() const;
 
+  /// What the modern profile knows of the feed beyond the records; null in the classic one. The object keeps it, copies
+  /// share it, and nobody changes it any more.
+  const quillmoria::FeedDetails* GetDetails() const;
+
   /// Replaces the channel picture by the one at `image.url`, from the image folder or the network (CPicture), or by
   /// none if the address is empty.
   void LoadImage(ImageStruct image);
@@ -177,8 +184,8 @@ class QUILLMORIA_EXPORT RSSObject {
   std::string baseFolder;                   ///< images are kept under it
 
  private:
-  friend class NewsServer;
-  std::unique_ptr<FeedParseState> initialize();
+  friend struct quillmoria::FeedObjectAccess;
 
   bool wasStored_ = false;
+  std::shared_ptr<quillmoria::FeedDetails> details_;
 };

@@ -19,6 +19,9 @@ class NewsSource {
   /// The feed as it was kept last, for a machine without network. On the pull's thread.
   virtual std::unique_ptr<RSSObject> fromStore(const RSSObject::NewsFeed& feed) = 0;
 
+  /// Whether a pull of what is due is to have the feed. Any thread.
+  virtual bool isDue(const RSSObject::NewsFeed& feed) const = 0;
+
   /// Compares what fetch has given with what was kept before, and keeps it. On the pull's thread, in the order of the
   /// deliveries. Never throws: what could not be kept says so itself.
   virtual void settle(RSSObject& news) noexcept = 0;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "records/NewsSource.h"
+
+namespace quillmoria {
+
+/// Feeds as the web of today gives them, kept below one base folder.
+class ModernSource : public NewsSource {
+ public:
+  explicit ModernSource(std::string baseFolder);
+
+  std::unique_ptr<RSSObject> fetch(const RSSObject::NewsFeed& feed) override;
+  std::unique_ptr<RSSObject> fromStore(const RSSObject::NewsFeed& feed) override;
+  bool isDue(const RSSObject::NewsFeed& feed) const override;
+  void settle(RSSObject& news) noexcept override;
+
+ private:
+  const std::string baseFolder_;
+};
+
+}  // namespace quillmoria

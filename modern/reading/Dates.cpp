@@ -1,0 +1,7 @@
+#include "modern/reading/Dates.h"
+
+namespace quillmoria {
+
+CTime readDate(std::string_view) { return CTime(); }
+
+}  // namespace quillmoria

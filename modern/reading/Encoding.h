@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quillmoria {
+
+/// A document in UTF-8, well-formed and without characters that XML forbids.
+struct DecodedText {
+  std::string_view text;  ///< the document's own bytes where they are that already, else `converted`'s
+  std::string converted;
+  bool wasMended = false;  ///< bytes or characters that may not be there were changed or dropped
+};
+
+/// The characters of `document`, which came with the HTTP header's `contentType`: by its byte order mark, the header's
+/// charset, the XML declaration, else UTF-8; names of character sets mean what the WHATWG encoding standard says. A byte
+/// that is no UTF-8 where that is claimed is read as windows-1252. `document` must outlive the result. Linear. Throws
+/// std::bad_alloc.
+DecodedText decodeDocument(std::string_view document, std::string_view contentType);
+
+}  // namespace quillmoria

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "quillmoria/NewsDetails.h"
+#include "quillmoria/RSSObject.h"
+
+namespace quillmoria {
+
+/// What the engine alone may say of a feed object, before it delivers it.
+struct FeedObjectAccess {
+  static void setStored(RSSObject& news, bool wasStored) { news.wasStored_ = wasStored; }
+  static void setDetails(RSSObject& news, std::shared_ptr<FeedDetails> details) { news.details_ = std::move(details); }
+
+  /// Null for an object without details.
+  static FeedDetails* details(RSSObject& news) { return news.details_.get(); }
+};
+
+}  // namespace quillmoria
