@@ -26,8 +26,8 @@ class Parts {
   }
 
   /// Replaces the address by `text`, which may be relative to it. False, and then there is none, if it is no address.
-  bool set(const std::string& text) {
-    return check(curl_url_set(handle_.get(), CURLUPART_URL, text.c_str(), CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME));
+  bool set(const std::string& text, unsigned flags = 0) {
+    return check(curl_url_set(handle_.get(), CURLUPART_URL, text.c_str(), flags));
   }
 
   /// Empty if the address has no such part.
@@ -111,7 +111,7 @@ std::optional<WebUrl> WebUrl::parse(std::string_view text) {
   const std::string scheme = schemeOf(text);
   if (!isWebScheme(scheme)) return std::nullopt;
   Parts parts;
-  if (!parts.set(cleaned(text))) return std::nullopt;
+  if (!parts.set(cleaned(text), CURLU_URLENCODE)) return std::nullopt;
   WebUrl url;
   url.isSecure = scheme == "https";
   url.host = lowerAscii(parts.get(CURLUPART_HOST));
