@@ -22,11 +22,11 @@ struct ForgivingReading {
   bool wasRepaired = false;  ///< the document is not well-formed
 };
 
-/// Tells `handler` the XML document `text`, in UTF-8 whatever it declares. A document with a fault is told again from its
-/// beginning as it was probably meant: references and `<` that are none are text, attributes get their quotes, end tags
-/// that lack are there and those too many are not, HTML's empty elements are empty; one that was cut off ends where it
-/// breaks off. HTML's named references are known without a declaration. What follows the root element does not count.
-/// Takes time in proportion to the text. Throws what the handler throws, and std::bad_alloc.
+/// Tells `handler` the XML document `text`, in UTF-8 whatever it declares. A document with a fault is told again from
+/// its beginning as it was probably meant: references and `<` that are none are text, attributes get their quotes, end
+/// tags that lack are there and those too many are not, HTML's empty elements are empty; one that was cut off ends
+/// where it breaks off. HTML's named references are known without a declaration. What follows the root element does not
+/// count. Takes time in proportion to the text. Throws what the handler throws, and std::bad_alloc.
 ForgivingReading readForgivingly(std::string_view text, RestartableXmlHandler& handler, const XmlLimits& limits = {});
 
 }  // namespace quillmoria

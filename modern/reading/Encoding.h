@@ -13,9 +13,9 @@ struct DecodedText {
 };
 
 /// The characters of `document`, which came with the HTTP header's `contentType`: by its byte order mark, the header's
-/// charset, the XML declaration, else UTF-8; names of character sets mean what the WHATWG encoding standard says. A byte
-/// that is no UTF-8 where that is claimed is read as windows-1252. `document` must outlive the result. Linear. Throws
-/// std::bad_alloc.
+/// charset, the XML declaration, else UTF-8; names of character sets mean what the WHATWG encoding standard says. A
+/// byte that is no UTF-8 where that is claimed is read as windows-1252. `document` must outlive the result. Linear.
+/// Throws std::bad_alloc.
 DecodedText decodeDocument(std::string_view document, std::string_view contentType);
 
 }  // namespace quillmoria
