@@ -12,6 +12,10 @@ class RestartableXmlHandler : public XmlHandler {
   /// Forgets what it was told so far.
   virtual void restart() = 0;
 
+  /// The document breaks off here: the ends of elements that are told from now on do not stand in it, so that what they
+  /// end is incomplete.
+  virtual void cutOff() {}
+
  protected:
   ~RestartableXmlHandler() = default;
 };
@@ -19,14 +23,13 @@ class RestartableXmlHandler : public XmlHandler {
 /// What reading a document has come to.
 struct ForgivingReading {
   bool hasRoot = false;      ///< there was an element
-  bool wasRepaired = false;  ///< the document is not well-formed
+  bool wasRepaired = false;  ///< the document is not well-formed, HTML's named references aside
 };
 
 /// Tells `handler` the XML document `text`, in UTF-8 whatever it declares. A document with a fault is told again from
-/// its beginning as it was probably meant: references and `<` that are none are text, attributes get their quotes, end
-/// tags that lack are there and those too many are not, HTML's empty elements are empty; one that was cut off ends
-/// where it breaks off. HTML's named references are known without a declaration. What follows the root element does not
-/// count. Takes time in proportion to the text. Throws what the handler throws, and std::bad_alloc.
+/// its beginning as it was probably meant (see mendXml). HTML's named references are known without a declaration. What
+/// follows the root element does not count. One that goes beyond `limits` ends there, in the first telling or the
+/// second. `text` has no characters that XML forbids. Throws what the handler throws, and std::bad_alloc.
 ForgivingReading readForgivingly(std::string_view text, RestartableXmlHandler& handler, const XmlLimits& limits = {});
 
 }  // namespace quillmoria

@@ -71,8 +71,8 @@ struct XmlParser::Callbacks {
   }
 };
 
-XmlParser::XmlParser(XmlHandler& handler, const XmlLimits& limits)
-    : expat_(XML_ParserCreate(nullptr)), handler_(handler), limits_(limits) {
+XmlParser::XmlParser(XmlHandler& handler, const XmlLimits& limits, XmlEncoding encoding)
+    : expat_(XML_ParserCreate(encoding == XmlEncoding::Utf8 ? "UTF-8" : nullptr)), handler_(handler), limits_(limits) {
   if (!expat_) throw std::bad_alloc();
   XML_Parser expat = expat_.get();
   XML_SetBillionLaughsAttackProtectionMaximumAmplification(expat, limits_.amplification);
@@ -89,6 +89,25 @@ void XmlParser::Release::operator()(XML_ParserStruct* parser) const { XML_Parser
 
 void XmlParser::parse(std::string_view document) {
   parsePieces(document);
+  rethrow();
+}
+
+XmlEnding XmlParser::parseToEnd(std::string_view document) {
+  parse(document);
+  XML_Parser expat = expat_.get();
+  if (isReading() && XML_Parse(expat, "", 0, XML_TRUE) == XML_STATUS_OK) {
+    return XmlEnding::Sound;
+  }
+  rethrow();
+  const XML_Error error = XML_GetErrorCode(expat);
+  if (isStopped_ || error == XML_ERROR_AMPLIFICATION_LIMIT_BREACH) return XmlEnding::Stopped;
+  if (hasRoot_ && depth_ == 0) return XmlEnding::FaultBehindRoot;
+  return error == XML_ERROR_UNDEFINED_ENTITY ? XmlEnding::UnknownReference : XmlEnding::Fault;
+}
+
+bool XmlParser::isReading() const { return XML_GetErrorCode(expat_.get()) == XML_ERROR_NONE; }
+
+void XmlParser::rethrow() const {
   if (exception_) std::rethrow_exception(exception_);
   if (XML_GetErrorCode(expat_.get()) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
 }
@@ -121,6 +140,7 @@ void XmlParser::parsePieces(std::string_view document) {
 }
 
 void XmlParser::startElement(const char* name, XmlAttributes attributes) {
+  hasRoot_ = true;
   if (++depth_ > limits_.depth) stop();
   if (declaredAttributes_ > 0) visitDeclaredAttributes(1 + XML_GetSpecifiedAttributeCount(expat_.get()) / 2);
   if (!isStopped_) handler_.startElement(name, attributes);

@@ -41,6 +41,17 @@ struct XmlLimits {
   float amplification = 10;  ///< times its length, from a MiB on, that entities make of a document
 };
 
+enum class XmlEncoding { AsDeclared, Utf8 };
+
+/// How a document ended.
+enum class XmlEnding {
+  Sound,
+  FaultBehindRoot,   ///< the root element is complete
+  UnknownReference,  ///< a fault: nobody declares what is referred to
+  Fault,             ///< or the document broke off
+  Stopped,           ///< by the handler or by a limit
+};
+
 /// One reading of one document, without anything that it refers to outside of itself.
 ///
 ///     XmlParser(handler).parse(document);
@@ -49,13 +60,22 @@ struct XmlLimits {
 class XmlParser {
  public:
   /// A reading for `handler`, which must outlive it. Throws std::bad_alloc.
-  explicit XmlParser(XmlHandler& handler, const XmlLimits& limits = {});
+  explicit XmlParser(XmlHandler& handler, const XmlLimits& limits = {}, XmlEncoding encoding = XmlEncoding::AsDeclared);
   XmlParser(const XmlParser&) = delete;
   XmlParser& operator=(const XmlParser&) = delete;
 
-  /// Reads `document` up to its end or its first fault; once for each parser. Throws what the handler throws, which
-  /// ends the reading, and std::bad_alloc.
+  /// Reads `document` up to its end or its first fault; called again, a further part of it. Throws what the handler
+  /// throws, which ends the reading, and std::bad_alloc.
   void parse(std::string_view document);
+
+  /// Reads the whole `document` as `parse` does, and tells whether it ends as it should; once for each parser.
+  XmlEnding parseToEnd(std::string_view document);
+
+  /// Whether there was an element.
+  bool hasRoot() const { return hasRoot_; }
+
+  /// Whether nothing has ended the reading yet.
+  bool isReading() const;
 
   /// Ends the reading. Only for the handler, which is not called again.
   void stop() noexcept;
@@ -67,6 +87,7 @@ class XmlParser {
   };
 
   void keepException() noexcept;
+  void rethrow() const;
   void parsePieces(std::string_view document);
   void startElement(const char* name, XmlAttributes attributes);
   void endElement(const char* name);
@@ -77,7 +98,8 @@ class XmlParser {
   std::unique_ptr<XML_ParserStruct, Release> expat_;
   XmlHandler& handler_;
   const XmlLimits limits_;
-  bool isStopped_ = false;        ///< expat may still call back
+  bool isStopped_ = false;  ///< expat may still call back
+  bool hasRoot_ = false;
   std::exception_ptr exception_;  ///< thrown by the handler, kept until expat has returned
   std::size_t depth_ = 0;
   std::size_t declaredDefaults_ = 0;
