@@ -9,8 +9,8 @@ namespace {
 
 /// Whether mending means anything else by a well-formed document: C1 characters, items inside of items, and so on.
 bool isReadAlike(const std::string& text) {
-  for (const char* part : {"<!", "\xC2", "item", "entry", "area", "base", "br", "col", "embed", "frame", "hr", "img",
-                           "input", "meta", "param", "track", "BR", "Br", "bR", "&#"}) {
+  for (const char* part : {"<!", "\xC2", "item",  "entry", "area",  "base",  "br", "col", "embed", "frame",
+                           "hr", "img",  "input", "meta",  "param", "track", "BR", "Br",  "bR",    "&#"}) {
     if (text.find(part) != std::string::npos) return false;
   }
   return true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +19,11 @@ std::string wideToUtf8(std::u16string_view wide);
 /// `wide` in the ANSI code page, the 8-bit character set of cache files; what it cannot represent becomes `?`, one for
 /// each character.
 std::string wideToAnsi(std::u16string_view wide);
+
+/// Appends to `utf8` what `bytes` are in the character set `charset`, one of the names of iconv, which must not come
+/// from outside. What is invalid becomes U+FFFD. Returns in how many places that was so, none if the system does not
+/// know `charset`. Takes time in proportion to `bytes`, and at most four times their size. Any thread may convert.
+std::optional<std::size_t> appendUtf8(std::string& utf8, std::string_view bytes, const char* charset);
 
 /// Text in the ANSI code page as UTF-16; bytes that mean nothing in it become U+FFFD.
 ///

@@ -28,23 +28,23 @@ struct RankedName {
 
 /// Sorted by name; all others are markup.
 constexpr RankedName kRankedNames[] = {
-    {"author", Rank::Part},       {"category", Rank::Part},    {"channel", Rank::Channel},
-    {"comments", Rank::Part},     {"content", Rank::Part},     {"content:encoded", Rank::Part},
-    {"copyright", Rank::Part},    {"dc:creator", Rank::Part},  {"dc:date", Rank::Part},
-    {"dc:title", Rank::Part},     {"description", Rank::Part}, {"entry", Rank::Item},
-    {"feed", Rank::Root},         {"guid", Rank::Part},        {"id", Rank::Part},
-    {"image", Rank::Part},        {"item", Rank::Item},        {"language", Rank::Part},
-    {"link", Rank::Part},         {"pubDate", Rank::Part},     {"published", Rank::Part},
-    {"rdf:RDF", Rank::Root},      {"rights", Rank::Part},      {"rss", Rank::Root},
-    {"source", Rank::Part},       {"subtitle", Rank::Part},    {"summary", Rank::Part},
-    {"textInput", Rank::Part},    {"textinput", Rank::Part},   {"title", Rank::Part},
+    {"author", Rank::Part},    {"category", Rank::Part},    {"channel", Rank::Channel},
+    {"comments", Rank::Part},  {"content", Rank::Part},     {"content:encoded", Rank::Part},
+    {"copyright", Rank::Part}, {"dc:creator", Rank::Part},  {"dc:date", Rank::Part},
+    {"dc:title", Rank::Part},  {"description", Rank::Part}, {"entry", Rank::Item},
+    {"feed", Rank::Root},      {"guid", Rank::Part},        {"id", Rank::Part},
+    {"image", Rank::Part},     {"item", Rank::Item},        {"language", Rank::Part},
+    {"link", Rank::Part},      {"pubDate", Rank::Part},     {"published", Rank::Part},
+    {"rdf:RDF", Rank::Root},   {"rights", Rank::Part},      {"rss", Rank::Root},
+    {"source", Rank::Part},    {"subtitle", Rank::Part},    {"summary", Rank::Part},
+    {"textInput", Rank::Part}, {"textinput", Rank::Part},   {"title", Rank::Part},
     {"updated", Rank::Part},
 };
 static_assert(std::ranges::is_sorted(kRankedNames, {}, &RankedName::name));
 
 /// HTML's elements without an end tag, but those whose names feeds use for something else.
-constexpr std::string_view kEmptyElements[] = {"area",  "base", "basefont", "br",   "col",   "embed", "frame",
-                                               "hr",    "img",  "input",    "meta", "param", "track", "wbr"};
+constexpr std::string_view kEmptyElements[] = {"area", "base", "basefont", "br",   "col",   "embed", "frame",
+                                               "hr",   "img",  "input",    "meta", "param", "track", "wbr"};
 static_assert(std::ranges::is_sorted(kEmptyElements));
 
 constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -493,7 +493,7 @@ class Mender {
   bool isRootClosed_ = false;
 
   std::vector<Open> stack_;
-  std::map<std::string_view, std::size_t> open_;  ///< the topmost of each name
+  std::map<std::string_view, std::size_t> open_;                               ///< the topmost of each name
   std::array<std::size_t, kRanks> ranked_{kNone, kNone, kNone, kNone, kNone};  ///< the topmost of each rank
 
   Tag tag_;

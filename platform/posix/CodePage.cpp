@@ -118,7 +118,24 @@ std::size_t characterBytes(std::string_view wide) {
   return isPair ? sizeof units : sizeof units[0];
 }
 
+/// What a character set's characters have at least.
+std::size_t unitBytes(std::string_view charset) {
+  if (charset.starts_with("UTF-16")) return 2;
+  return charset.starts_with("UTF-32") ? 4 : 1;
+}
+
 }  // namespace
+
+std::optional<std::size_t> appendUtf8(std::string& utf8, std::string_view bytes, const char* charset) {
+  const Converter converter("UTF-8", charset);
+  if (!converter) return std::nullopt;
+  std::size_t replacements = 0;
+  for (; !converter.convert(bytes, utf8); ++replacements) {
+    utf8 += "\uFFFD";
+    bytes.remove_prefix(std::min(unitBytes(charset), bytes.size()));
+  }
+  return replacements;
+}
 
 std::string wideToAnsi(std::u16string_view wide) {
   const CodePage& page = codePage();
