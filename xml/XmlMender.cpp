@@ -7,6 +7,7 @@
 #include <iterator>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "xml/HtmlReferences.h"
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::size_t kMaxReferenceBytes = 32;
+constexpr std::size_t kMaxEntities = 1'000;
 
 /// What may not be closed by the end tag of a lower one.
 enum class Rank : std::uint8_t { Markup, Part, Item, Channel, Root };
@@ -194,6 +196,7 @@ class Mender {
     if (stack_.empty() && !hasOpenDocumentType_) {
       end = documentTypeEnd();
       hasOpenDocumentType_ = end == kNone;
+      if (end != kNone) readEntities(end);
     }
     if (!stack_.empty() || hasOpenDocumentType_) {
       wasMended_ = true;
@@ -215,6 +218,22 @@ class Mender {
       if (at == kNone) return kNone;
     }
     return kNone;
+  }
+
+  /// Notes the texts that the document type which ends at `end` gives names to.
+  void readEntities(std::size_t end) {
+    constexpr std::string_view kBegin = "<!ENTITY";
+    const std::string_view declarations = text_.substr(0, end);
+    for (std::size_t at = at_; (at = declarations.find(kBegin, at)) != kNone;) {
+      at = spaceEnd(at + kBegin.size());
+      const std::string_view name = nameAt(at);
+      const std::size_t quote = spaceEnd(at + name.size());
+      if (name.empty() || quote >= end || (text_[quote] != '"' && text_[quote] != '\'')) continue;
+      const std::size_t close = (text_[quote] == '"' ? doubleQuote_ : singleQuote_).from(quote + 1);
+      if (close > end || entities_.size() == kMaxEntities) return;
+      entities_.try_emplace(name, text_.substr(quote + 1, close - quote - 1));
+      at = close;
+    }
   }
 
   std::string_view nameAt(std::size_t at) const {
@@ -274,8 +293,7 @@ class Mender {
     isRootClosed_ = stack_.empty();
   }
 
-  void push(std::string_view name) {
-    const Rank rank = rankOf(name);
+  void push(std::string_view name, Rank rank) {
     std::size_t& ranked = ranked_[static_cast<std::size_t>(rank)];
     const auto [open, isFirst] = open_.try_emplace(name, stack_.size());
     stack_.push_back({name, rank, isFirst ? kNone : open->second, ranked});
@@ -374,7 +392,7 @@ class Mender {
     (out_ += '<') += tag_.name;
     writeAttributes();
     out_ += '>';
-    push(tag_.name);
+    push(tag_.name, rank);
     if (tag_.isEmpty) {
       close();
     } else if (isEmptyElement(tag_.name)) {
@@ -386,7 +404,7 @@ class Mender {
   void writeAttributes() {
     names_.clear();
     for (const Attribute& attribute : tag_.attributes) {
-      if (!names_.insert(attribute.name).second) {
+      if (isRepeated(attribute)) {
         wasMended_ = true;
         continue;
       }
@@ -394,6 +412,15 @@ class Mender {
       writeReferences(attribute.value, true);
       out_ += '"';
     }
+  }
+
+  /// Whether the tag has an attribute of that name before `attribute`. Asked for one after another.
+  bool isRepeated(const Attribute& attribute) {
+    constexpr std::size_t kFew = 16;
+    const std::vector<Attribute>& all = tag_.attributes;
+    if (all.size() > kFew) return !names_.insert(attribute.name).second;
+    const auto hasItsName = [&attribute](const Attribute& other) { return other.name == attribute.name; };
+    return &*std::ranges::find_if(all, hasItsName) != &attribute;
   }
 
   /// Another tag has come than the end tag of HTML's empty element that is open: that one ended where it began.
@@ -424,7 +451,7 @@ class Mender {
 
   /// Writes the character or reference at the beginning of `text` and moves past it.
   void writeSpecial(std::string_view& text, bool isValue) {
-    if (text.front() == '&') return writeReference(text);
+    if (text.front() == '&') return writeReference(text, isValue);
     if (text.front() == '<') {
       wasMended_ = true;
       out_ += "&lt;";
@@ -439,22 +466,36 @@ class Mender {
     text.remove_prefix(1);
   }
 
-  void writeReference(std::string_view& text) {
+  void writeReference(std::string_view& text, bool isValue) {
     if (text.size() > 1 && text[1] == '#' && writeNumber(text)) return;
+    constexpr std::string_view kOfXml[] = {"&lt;", "&gt;", "&amp;", "&quot;", "&apos;"};
+    for (const std::string_view reference : kOfXml) {
+      if (!text.starts_with(reference)) continue;
+      out_ += reference;
+      return text.remove_prefix(reference.size());
+    }
     const std::size_t end = text.substr(0, kMaxReferenceBytes).find(';');
     const std::string_view name = end == kNone ? "" : text.substr(1, end - 1);
-    constexpr std::string_view kOfXml[] = {"amp", "lt", "gt", "quot", "apos"};
-    const char32_t character = characterOfHtmlName(name);
-    if (std::ranges::find(kOfXml, name) != std::end(kOfXml)) {
-      out_ += text.substr(0, end + 1);
-    } else if (character) {
+    if (writeEntity(name, isValue)) return text.remove_prefix(end + 1);
+    if (const char32_t character = characterOfHtmlName(name)) {
       writeCharacter(character);
-    } else {
-      wasMended_ = true;
-      out_ += "&amp;";
-      return text.remove_prefix(1);
+      return text.remove_prefix(end + 1);
     }
-    text.remove_prefix(end + 1);
+    wasMended_ = true;
+    out_ += "&amp;";
+    text.remove_prefix(1);
+  }
+
+  /// Writes the text that the document has given `name`, as text. False if there is none, or if such texts are longer
+  /// than the document by now.
+  bool writeEntity(std::string_view name, bool isValue) {
+    const auto entity = isInEntity_ || entities_.empty() ? entities_.end() : entities_.find(name);
+    if (entity == entities_.end() || entity->second.size() > entityBytesLeft_) return false;
+    entityBytesLeft_ -= entity->second.size();
+    isInEntity_ = true;
+    writeReferences(entity->second, isValue);
+    isInEntity_ = false;
+    return true;
   }
 
   void writeCharacter(char32_t character) {
@@ -497,10 +538,14 @@ class Mender {
   std::array<std::size_t, kRanks> ranked_{kNone, kNone, kNone, kNone, kNone};  ///< the topmost of each rank
 
   Tag tag_;
-  std::set<std::string_view> names_;  ///< of the tag's attributes
+  std::set<std::string_view> names_;  ///< of the tag's attributes, where there are many
 
   std::string_view emptyElement_;  ///< HTML's, whose start tag was the last tag
   std::size_t emptyElementAt_ = 0;
+
+  std::map<std::string_view, std::string_view> entities_;  ///< the texts that the document gives names to
+  std::size_t entityBytesLeft_ = text_.size();
+  bool isInEntity_ = false;  ///< of the names in the text of one, only HTML's count
 
   Finder commentEnd_{text_, "-->"};
   Finder instructionEnd_{text_, "?>"};

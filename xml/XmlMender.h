@@ -21,10 +21,11 @@ struct MendedXml {
 /// - An end tag closes what is open inside of its element, but those of markup nothing that is a part of a feed, and
 ///   those of such a part no item. One of nothing open is left out. An item inside of an item closes that one.
 /// - HTML's empty elements are empty unless their end tag is the next one.
+/// - References to what the document declares are its text, as long as all of them are no longer than the document.
 /// - Comments, processing instructions, the document type and what stands around the root element are left out.
 ///
-/// `text` and `missingEnds` together are well-formed. Names are those of ASCII. At most six times as long as `text`, in
-/// time that grows with the text times the logarithm of the number of names open at once. Throws std::bad_alloc.
+/// `text` and `missingEnds` together are well-formed. Names are those of ASCII. At most twelve times as long as `text`,
+/// in time that grows with the text times the logarithm of the number of names open at once. Throws std::bad_alloc.
 MendedXml mendXml(std::string_view text);
 
 }  // namespace quillmoria

@@ -62,6 +62,11 @@ struct XmlParser::Callbacks {
   static void characters(void* parser, const char* text, int length) noexcept {
     guard(parser, [&](XmlParser& self) { self.handler_.characters({text, static_cast<std::size_t>(length)}); });
   }
+  static void skipReference(void* parser, const char*, int isParameter) noexcept {
+    if (isParameter) return;
+    static_cast<XmlParser*>(parser)->hasSkippedReference_ = true;
+    static_cast<XmlParser*>(parser)->stop();
+  }
   static void declareAttribute(void* parser, const char*, const char*, const char*, const char* value, int) noexcept {
     guard(parser, [&](XmlParser& self) { self.declareAttribute(value != nullptr); });
   }
@@ -92,13 +97,16 @@ void XmlParser::parse(std::string_view document) {
   rethrow();
 }
 
+/// Where a document type lies elsewhere, expat passes over references that this one might declare.
 XmlEnding XmlParser::parseToEnd(std::string_view document) {
-  parse(document);
   XML_Parser expat = expat_.get();
+  XML_SetSkippedEntityHandler(expat, Callbacks::skipReference);
+  parse(document);
   if (isReading() && XML_Parse(expat, "", 0, XML_TRUE) == XML_STATUS_OK) {
     return XmlEnding::Sound;
   }
   rethrow();
+  if (hasSkippedReference_) return XmlEnding::UnknownReference;
   const XML_Error error = XML_GetErrorCode(expat);
   if (isStopped_ || error == XML_ERROR_AMPLIFICATION_LIMIT_BREACH) return XmlEnding::Stopped;
   if (hasRoot_ && depth_ == 0) return XmlEnding::FaultBehindRoot;

@@ -98,6 +98,7 @@ class XmlParser {
   std::unique_ptr<XML_ParserStruct, Release> expat_;
   XmlHandler& handler_;
   const XmlLimits limits_;
+  bool hasSkippedReference_ = false;
   bool isStopped_ = false;  ///< expat may still call back
   bool hasRoot_ = false;
   std::exception_ptr exception_;  ///< thrown by the handler, kept until expat has returned
