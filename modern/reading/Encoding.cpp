@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::size_t kMaxDeclarationBytes = 1024;
+constexpr std::size_t kMaxJunkBytes = 4096;
 constexpr std::string_view kSpace = " \t\r\n";
 using Block [[gnu::vector_size(16)]] = std::uint8_t;
 
@@ -229,16 +230,35 @@ std::optional<std::string> conversion(const Source& source, bool& wasMended) {
   return utf8;
 }
 
-/// `text` from its first character that is no white space, or from its first tag on, unless it is JSON.
+/// How much of `text` stands before an XML declaration that comes late, as behind what a server says of its own faults.
+/// 0 if the document may have begun by then.
+std::size_t bytesBeforeDeclaration(std::string_view text) {
+  constexpr std::string_view kBeginnings[] = {
+      "<rss", "<rdf:", "<feed", "<atom:", "<channel", "<html", "<!DOCTYPE", "<![CDATA["};
+  const std::size_t at = text.substr(0, kMaxJunkBytes).find("<?xml ");
+  if (at == kNone) return 0;
+  const std::string_view before = text.substr(0, at);
+  const auto isThere = [before](std::string_view beginning) { return before.find(beginning) != kNone; };
+  return std::ranges::any_of(kBeginnings, isThere) ? 0 : at;
+}
+
+/// How much of `text`, which does not begin with white space, is no part of a document.
+std::size_t junkBytes(std::string_view text) {
+  constexpr std::string_view kJson = "{[";
+  if (text.empty() || kJson.find(text.front()) != kNone) return 0;
+  const std::size_t declaration = bytesBeforeDeclaration(text);
+  const std::size_t tag = text.find('<');
+  return declaration > 0 ? declaration : tag != kNone ? tag : 0;
+}
+
+/// `text` without what stands before the document.
 std::string_view fromBeginning(std::string_view text, bool& wasMended) {
-  constexpr std::string_view kBeginnings = "<{[";
   const std::size_t bytes = text.size();
   text = withoutSpace(text);
-  const bool isJunk = !text.empty() && kBeginnings.find(text.front()) == kNone;
-  const std::size_t tag = isJunk ? text.find('<') : 0;
-  if (tag != kNone) text.remove_prefix(tag);
+  const std::size_t junk = junkBytes(text);
+  text.remove_prefix(junk);
   const bool isDeclarationLate = text.size() < bytes && text.starts_with("<?xml");
-  if ((isJunk && tag != kNone) || isDeclarationLate) wasMended = true;
+  if (junk > 0 || isDeclarationLate) wasMended = true;
   return text;
 }
 
