@@ -7,9 +7,10 @@
 
 namespace quillmoria {
 
-/// The absolute form of `reference`, an address as documents write it (RFC 3986, section 5): white space around it goes,
-/// line breaks and tabs in it too, spaces are encoded. One that has a scheme, of whatever kind, is else left as it is; any
-/// other is resolved against `base`, and gives nothing if that is no http or https address. Empty for an empty reference.
+/// The absolute form of `reference`, an address as documents write it (RFC 3986, section 5): white space around it
+/// goes, line breaks and tabs in it too, spaces are encoded. One that has a scheme, of whatever kind, is else left as
+/// it is; any other is resolved against `base`, and gives nothing if that is no http or https address. Empty for an
+/// empty reference.
 std::string absoluteUrl(std::string_view reference, std::string_view base);
 
 /// The scheme of `url` in lower case, as in "https"; empty if it has none.

@@ -7,7 +7,7 @@ namespace quillmoria {
 namespace {
 
 constexpr std::string_view kOutcomeNames[] = {
-    "Fetched",     "NotModified", "NotAsked",     "Offline",  "Denied",   "NotFound",  "Gone",      "RateLimited",
+    "Fetched",     "NotModified", "NotAsked",     "Offline",  "Denied",   "NotFound", "Gone",      "RateLimited",
     "ServerError", "HttpError",   "NetworkError", "TlsError", "TooLarge", "NotAFeed", "Malformed", "NoMemory",
 };
 

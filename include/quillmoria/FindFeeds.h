@@ -17,8 +17,8 @@ struct FoundFeed {
 
 /// What a look for feeds has come to.
 struct FoundFeeds {
-  std::vector<FoundFeed> feeds;  ///< in the page's order, each address once
-  std::string statusMessage;     ///< kStatusOk, also if there is no feed; else why the page could not be had
+  std::vector<FoundFeed> feeds;        ///< in the page's order, each address once
+  std::string statusMessage;           ///< kStatusOk, also if there is no feed; else why the page could not be had
   Outcome outcome = Outcome::Fetched;  ///< what became of it
 };
 

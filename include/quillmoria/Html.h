@@ -7,8 +7,8 @@
 
 namespace quillmoria {
 
-/// `html`, a piece of a page that a stranger has written, as safe HTML: what can be shown in a page of one's own without
-/// running, sending or restyling anything. UTF-8 both; any thread.
+/// `html`, a piece of a page that a stranger has written, as safe HTML: what can be shown in a page of one's own
+/// without running, sending or restyling anything. UTF-8 both; any thread.
 ///
 ///     view.show("<article>" + SanitizeHtml(text, item.link) + "</article>");
 ///

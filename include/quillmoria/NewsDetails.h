@@ -65,7 +65,7 @@ struct ItemDetails {
 /// What a feed object has no member for: RSSObject::GetDetails. Texts are empty and times CTime() where nothing is
 /// known. All addresses are absolute; texts are UTF-8 and plain.
 struct FeedDetails {
-  Outcome outcome = Outcome::Fetched;  ///< what became of it
+  Outcome outcome = Outcome::Fetched;   ///< what became of it
   std::int32_t httpStatus = 0;          ///< of the last response; 0 if there was none
   std::string finalUrl;                 ///< where the document came from, after redirects
   std::string movedTo;                  ///< the address to subscribe to from now on; empty if the feed has not moved

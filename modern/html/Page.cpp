@@ -1,9 +1,99 @@
 #include "modern/html/Page.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+#include "modern/html/Html.h"
+#include "modern/html/HtmlElements.h"
+#include "modern/html/HtmlTokens.h"
+#include "platform/Text.h"
+#include "platform/Url.h"
+
 namespace quillmoria {
+namespace {
 
-std::vector<PageLink> feedLinks(std::string_view, std::string_view) { return {}; }
+constexpr std::size_t kMaxLinks = 100;
+constexpr std::string_view kFeedTypes[] = {
+    "application/rss+xml", "application/atom+xml", "application/rdf+xml", "application/feed+json",
+    "application/json",    "text/rss+xml",         "application/xml",     "text/xml",
+    "application/rss",     "application/atom"};
+constexpr std::string_view kPageStarts[] = {"<!doctype html", "<html", "<head", "<body"};
 
-bool isWebPage(std::string_view) { return false; }
+/// The value of an attribute with its references resolved.
+std::string valueOf(const HtmlToken& tag, std::string_view name) {
+  std::string value;
+  for (const HtmlAttribute& attribute : tag.attributes) {
+    if (lowerAscii(attribute.name) != name) continue;
+    appendResolved(value, attribute.value, true);
+    break;
+  }
+  return value;
+}
+
+bool hasWord(std::string_view list, std::string_view word) {
+  constexpr std::string_view kSpace = " \t\n\r\f";
+  while (!list.empty()) {
+    const std::string_view one = list.substr(0, list.find_first_of(kSpace));
+    if (one == word) return true;
+    list.remove_prefix(std::min(one.size() + 1, list.size()));
+  }
+  return false;
+}
+
+/// The media type alone, without its parameters.
+std::string typeOf(const HtmlToken& tag) {
+  std::string type = lowerAscii(valueOf(tag, "type"));
+  type.resize(std::min(type.find(';'), type.size()));
+  std::erase(type, ' ');
+  return type;
+}
+
+bool isFeedLink(const HtmlToken& tag, const std::string& type) {
+  const std::string relation = lowerAscii(valueOf(tag, "rel"));
+  if (hasWord(relation, "feed")) return true;
+  return hasWord(relation, "alternate") && std::ranges::find(kFeedTypes, type) != std::end(kFeedTypes);
+}
+
+}  // namespace
+
+std::vector<PageLink> feedLinks(std::string_view html, std::string_view url) {
+  std::vector<PageLink> links;
+  std::unordered_set<std::string> known;
+  std::string base(url);
+  bool hasBase = false;
+  HtmlTokens tokens(html);
+  while (links.size() < kMaxLinks) {
+    const HtmlToken& token = tokens.next();
+    if (token.kind == HtmlTokenKind::End) break;
+    if (token.kind != HtmlTokenKind::StartTag) continue;
+    if (htmlElement(token.name).is(kRaw)) {
+      tokens.skipRawText(htmlElement(token.name).name);
+    } else if (token.name == "base" && !hasBase) {
+      const std::string given = absoluteUrl(valueOf(token, "href"), url);
+      hasBase = !given.empty();
+      if (hasBase) base = given;
+    } else if (token.name == "link" || token.name == "a") {
+      std::string type = typeOf(token);
+      if (!isFeedLink(token, type)) continue;
+      std::string address = absoluteUrl(valueOf(token, "href"), base);
+      const std::string scheme = schemeOf(address);
+      if ((scheme != "http" && scheme != "https") || !known.insert(address).second) continue;
+      std::string title;
+      appendPlainText(title, valueOf(token, "title"));
+      links.push_back({std::move(title), std::move(address), std::move(type)});
+    }
+  }
+  return links;
+}
+
+bool isWebPage(std::string_view text) {
+  constexpr std::size_t kBeginning = 4096;
+  const std::string beginning = lowerAscii(text.substr(0, kBeginning));
+  return std::ranges::any_of(
+      kPageStarts, [&beginning](std::string_view start) { return beginning.find(start) != std::string::npos; });
+}
 
 }  // namespace quillmoria

@@ -13,8 +13,9 @@ struct PageLink {
   std::string type;   ///< media type, in lower case
 };
 
-/// The feeds that the page names: its `link` and `a` elements with rel `alternate` (or `feed`) and a feed's type, in its
-/// order, each address once, at most 100. Relative addresses are resolved against `base`, then `url`. `html` is in UTF-8.
+/// The feeds that the page names: its `link` and `a` elements with rel `alternate` (or `feed`) and a feed's type, in
+/// its order, each address once, at most 100. Relative addresses are resolved against `base`, then `url`. `html` is in
+/// UTF-8.
 std::vector<PageLink> feedLinks(std::string_view html, std::string_view url);
 
 /// Whether `text` looks like a web page, not like a feed.

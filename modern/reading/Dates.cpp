@@ -265,7 +265,7 @@ class DateReader {
   }
 
   Number takeNumber() {
-    const std::size_t size = std::find_if_not(rest_.begin(), rest_.end(), isDigit) - rest_.begin();
+    const auto size = static_cast<std::size_t>(std::ranges::find_if_not(rest_, isDigit) - rest_.begin());
     const Number number{rest_.substr(0, size), std::exchange(sign_, '\0')};
     rest_.remove_prefix(size);
     return number;

@@ -11,7 +11,8 @@ namespace quillmoria {
 
 /// What a document says of when it changes.
 struct UpdateRules {
-  std::int32_t minutes = -1;    ///< between two changes, by `ttl` or `sy:updatePeriod` and `sy:updateFrequency`; -1 unsaid
+  std::int32_t minutes =
+      -1;  ///< between two changes, by `ttl` or `sy:updatePeriod` and `sy:updateFrequency`; -1 unsaid
   std::uint32_t skipHours = 0;  ///< bit h: not in hour h, UTC
   std::uint8_t skipDays = 0;    ///< bit d: not on day d, UTC, 0 is Sunday
 };
