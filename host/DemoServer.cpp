@@ -12,7 +12,19 @@ namespace {
 
 constexpr std::string_view kServerMark = "@SERVER@";
 constexpr std::size_t kRequestsPerConnection = 1000;
+constexpr int kMovedPermanently = 301;
+constexpr int kNotModified = 304;
 constexpr time_t kIdleSeconds = 1;  // the end of the server waits for idle connections as long
+
+struct Move {
+  const char* from;
+  const char* to;
+};
+
+constexpr Move kMoves[] = {{"/station.rss", "/example-station.rss"}};
+
+/// The tag of bytes that never change while the server lives.
+std::string entityTag(std::string_view target) { return '"' + std::string(target.substr(1)) + '"'; }
 
 std::string withAddress(std::string_view sample, const std::string& address) {
   std::string bytes(sample);
@@ -34,9 +46,20 @@ DemoServer::DemoServer() : server_(std::make_unique<httplib::Server>()) {
   address_ = "http://127.0.0.1:" + std::to_string(port);
   for (const Sample& sample : samples()) {
     server_->Get(std::string(sample.target),
-                 [bytes = withAddress(sample.bytes, address_)](const httplib::Request&, httplib::Response& response) {
-                   response.set_content(bytes, "application/octet-stream");
+                 [bytes = withAddress(sample.bytes, address_), tag = entityTag(sample.target)](
+                     const httplib::Request& request, httplib::Response& response) {
+                   response.set_header("ETag", tag);
+                   if (request.get_header_value("If-None-Match") == tag) {
+                     response.status = kNotModified;
+                   } else {
+                     response.set_content(bytes, "application/octet-stream");
+                   }
                  });
+  }
+  for (const Move& move : kMoves) {
+    server_->Get(move.from, [to = url(move.to)](const httplib::Request&, httplib::Response& response) {
+      response.set_redirect(to, kMovedPermanently);
+    });
   }
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   while (!server_->is_running()) std::this_thread::yield();

@@ -11,7 +11,8 @@ class Server;
 
 namespace quillmoria {
 
-/// Serves the samples on a loopback port while it lives.
+/// Serves the samples on a loopback port while it lives: with an entity tag each, by which a client that has one
+/// already is told so, and sends on from an address that a sample had before.
 class DemoServer {
  public:
   /// Throws Failure if there is no port to be had.

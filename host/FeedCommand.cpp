@@ -27,10 +27,12 @@ std::string readPassword(const std::string& path) {
   return password;
 }
 
-RSSObject::NewsFeed subscriptionOf(const FeedOptions& options) {
-  const std::optional<std::string> url = webAddress(options.url);
-  if (!url)
-    throw Failure(kWrongUse, options.url + " is no http or https address, or holds a user name (give it with --user)");
+RSSObject::NewsFeed subscriptionOf(const FeedOptions& options, Profile profile) {
+  const std::optional<std::string> url = typedAddress(options.url, profile);
+  if (!url) {
+    throw Failure(kWrongUse, shownAddress(options.url) + " is no http or https address" +
+                                 (profile == Profile::Classic ? ", or holds a user name (give it with --user)" : ""));
+  }
   RSSObject::NewsFeed feed;
   feed.name = withoutUserInformation(*url);
   feed.url = *url;
@@ -42,8 +44,8 @@ RSSObject::NewsFeed subscriptionOf(const FeedOptions& options) {
 
 }  // namespace
 
-int feedCommand(const FeedOptions& options, const std::string& baseFolder, Output& output) {
-  const RSSObject::NewsFeed feed = subscriptionOf(options);
+int feedCommand(const FeedOptions& options, Profile profile, const std::string& baseFolder, Output& output) {
+  const RSSObject::NewsFeed feed = subscriptionOf(options, profile);
   const RSSObject news(feed, "", baseFolder);
   if (options.json) {
     output.line(feedAsJson(feed, news));

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Output.h"
+#include "quillmoria/Profile.h"
 
 namespace quillmoria {
 
@@ -14,6 +15,6 @@ struct FeedOptions {
 };
 
 /// Fetches one feed and shows it. Returns the exit status. Throws Failure.
-int feedCommand(const FeedOptions& options, const std::string& baseFolder, Output& output);
+int feedCommand(const FeedOptions& options, Profile profile, const std::string& baseFolder, Output& output);
 
 }  // namespace quillmoria

@@ -4,6 +4,7 @@
 
 #include "Text.h"
 #include "WebAddress.h"
+#include "quillmoria/NewsDetails.h"
 
 namespace quillmoria {
 namespace {
@@ -38,6 +39,55 @@ Json pictureAsJson(const CPicture* picture) {
   return {{"width", picture->picture->width()}, {"height", picture->picture->height()}};
 }
 
+Json textAsJson(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+Json addressAsJson(const std::string& address) { return textAsJson(withoutUserInformation(address)); }
+
+/// A number that is `unknown` where the feed says nothing.
+Json numberAsJson(std::int64_t number, std::int64_t unknown) { return number == unknown ? Json() : Json(number); }
+
+Json enclosuresAsJson(const std::vector<Enclosure>& enclosures) {
+  Json list = Json::array();
+  for (const Enclosure& enclosure : enclosures) {
+    list.push_back({{"url", addressAsJson(enclosure.url)},
+                    {"type", textAsJson(enclosure.type)},
+                    {"length", numberAsJson(enclosure.length, -1)},
+                    {"title", textAsJson(enclosure.title)},
+                    {"durationSeconds", numberAsJson(enclosure.durationSeconds, -1)}});
+  }
+  return list;
+}
+
+Json detailsAsJson(const ItemDetails& details) {
+  return {{"id", numberAsJson(details.id, 0)},
+          {"published", timeAsJson(details.published)},
+          {"updated", timeAsJson(details.updated)},
+          {"firstSeen", timeAsJson(details.firstSeen)},
+          {"changed", details.changed},
+          {"summary", textAsJson(toUtf8(details.summaryW))},
+          {"content", textAsJson(toUtf8(details.contentW))},
+          {"authors", Json(details.authors)},
+          {"categories", Json(details.categories)},
+          {"enclosures", enclosuresAsJson(details.enclosures)},
+          {"commentsUrl", addressAsJson(details.commentsUrl)},
+          {"imageUrl", addressAsJson(details.imageUrl)},
+          {"sourceTitle", textAsJson(details.sourceTitle)},
+          {"sourceUrl", addressAsJson(details.sourceUrl)},
+          {"language", textAsJson(details.language)}};
+}
+
+/// Without those of the items, each of which has its own.
+Json detailsAsJson(const FeedDetails& details) {
+  return {{"outcome", OutcomeName(details.outcome)},     {"httpStatus", numberAsJson(details.httpStatus, 0)},
+          {"finalUrl", addressAsJson(details.finalUrl)}, {"movedTo", addressAsJson(details.movedTo)},
+          {"format", textAsJson(details.format)},        {"wasRepaired", details.wasRepaired},
+          {"nextDue", timeAsJson(details.nextDue)},      {"notBefore", timeAsJson(details.notBefore)},
+          {"siteUrl", addressAsJson(details.siteUrl)},   {"iconUrl", addressAsJson(details.iconUrl)},
+          {"categories", Json(details.categories)},      {"authors", Json(details.authors)},
+          {"rights", textAsJson(details.rights)},        {"generator", textAsJson(details.generator)},
+          {"hubUrl", addressAsJson(details.hubUrl)}};
+}
+
 Json itemAsJson(const RSSObject::NewsItemStruct& item) {
   return {{"title", toUtf8(item.titleW)},
           {"link", withoutUserInformation(item.link)},
@@ -50,23 +100,34 @@ Json itemAsJson(const RSSObject::NewsItemStruct& item) {
           {"status", item.status}};
 }
 
+Json itemsAsJson(const RSSObject& news, const FeedDetails* details) {
+  Json items = Json::array();
+  for (std::int32_t i = 0; i < news.itemCount; ++i) {
+    Json& item = items.emplace_back(itemAsJson(news.getNewsItems()[i]));
+    const auto index = static_cast<std::size_t>(i);
+    if (details && index < details->items.size()) item["details"] = detailsAsJson(details->items[index]);
+  }
+  return items;
+}
+
 std::string asLine(const Json& json) { return json.dump(-1, ' ', true, Json::error_handler_t::replace); }
 
 }  // namespace
 
 std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news) {
-  Json items = Json::array();
-  for (std::int32_t i = 0; i < news.itemCount; ++i) items.push_back(itemAsJson(news.getNewsItems()[i]));
-  return asLine({{"category", feed.category},
-                 {"feed", feed.name},
-                 {"url", withoutUserInformation(feed.url)},
-                 {"status", withoutUserInformation(news.statusMessage)},
-                 {"stored", news.WasStored()},
-                 {"itemCount", news.itemCount},
-                 {"newItemCount", news.newItemCount},
-                 {"channel", channelAsJson(news.channel)},
-                 {"picture", pictureAsJson(news.GetChannelPicture())},
-                 {"items", std::move(items)}});
+  Json line = {{"category", feed.category},
+               {"feed", feed.name},
+               {"url", withoutUserInformation(feed.url)},
+               {"status", withoutUserInformation(news.statusMessage)},
+               {"stored", news.WasStored()},
+               {"itemCount", news.itemCount},
+               {"newItemCount", news.newItemCount},
+               {"channel", channelAsJson(news.channel)},
+               {"picture", pictureAsJson(news.GetChannelPicture())}};
+  const FeedDetails* const details = news.GetDetails();
+  if (details) line["details"] = detailsAsJson(*details);
+  line["items"] = itemsAsJson(news, details);
+  return asLine(line);
 }
 
 std::string outlineAsJson(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
@@ -77,6 +138,10 @@ std::string outlineAsJson(const OPMLDoc::OutlineStruct& outline, std::size_t lev
                  {"url", withoutUserInformation(outline.url)},
                  {"description", toUtf8(outline.description)},
                  {"dateCreated", timeAsJson(outline.dateCreated)}});
+}
+
+std::string foundFeedAsJson(const FoundFeed& feed) {
+  return asLine({{"title", textAsJson(feed.title)}, {"url", addressAsJson(feed.url)}, {"type", textAsJson(feed.type)}});
 }
 
 }  // namespace quillmoria

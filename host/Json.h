@@ -2,16 +2,21 @@
 
 #include <string>
 
+#include "quillmoria/FindFeeds.h"
 #include "quillmoria/OPML.h"
 #include "quillmoria/RSSObject.h"
 
 namespace quillmoria {
 
 /// One line of JSON in ASCII: the feed that was subscribed to and what came of it. Times are seconds since 1970-01-01
-/// 00:00 UTC, or null. Bytes that are not UTF-8 become U+FFFD; addresses have no user information.
+/// 00:00 UTC, or null; in details null stands for whatever is unknown. Bytes that are not UTF-8 become U+FFFD;
+/// addresses have no user information.
 std::string feedAsJson(const RSSObject::NewsFeed& feed, const RSSObject& news);
 
 /// One line of JSON in ASCII: an outline of a subscription list, `level` outlines deep.
 std::string outlineAsJson(const OPMLDoc::OutlineStruct& outline, std::size_t level);
+
+/// One line of JSON in ASCII: a feed that a page offers.
+std::string foundFeedAsJson(const FoundFeed& feed);
 
 }  // namespace quillmoria

@@ -1,12 +1,16 @@
 #include "NewsListing.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <span>
 
 #include "Pull.h"
 #include "Text.h"
 #include "WebAddress.h"
+#include "quillmoria/NewsDetails.h"
 
 namespace quillmoria {
 namespace {
@@ -16,6 +20,7 @@ using Item = RSSObject::NewsItemStruct;
 constexpr std::size_t kMaxShortItems = 50;
 constexpr std::size_t kMaxShortTitleColumns = 200;
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+constexpr char kTimePattern[] = "%Y-%m-%d %H:%M";
 constexpr std::string_view kNoTime = "                ";
 
 std::span<const Item> itemsOf(const RSSObject& news) {
@@ -23,7 +28,7 @@ std::span<const Item> itemsOf(const RSSObject& news) {
 }
 
 std::string timeText(const Item& item) {
-  const std::string text = item.date.Format("%Y-%m-%d %H:%M");
+  const std::string text = item.date.Format(kTimePattern);
   return text.empty() ? std::string(kNoTime) : text;
 }
 
@@ -64,16 +69,64 @@ void lineIfAny(Output& output, std::string_view before, std::string_view text) {
   if (!words.empty()) output.line(std::string(before) + words);
 }
 
+/// What is to be said of a feed that has not failed; mostly nothing.
+std::string remarkOn(const RSSObject& news) {
+  const FeedDetails* const details = news.GetDetails();
+  if (!details) return "";
+  if (details->outcome == Outcome::NotModified) return "not modified";
+  return news.statusMessage == kStatusOk ? "" : withoutUserInformation(news.statusMessage);
+}
+
+void listDetails(Output& output, const FeedDetails& details) {
+  lineIfAny(output, "  ", details.format + (details.wasRepaired ? ", repaired" : ""));
+  lineIfAny(output, "  has moved to ", withoutUserInformation(details.movedTo));
+  lineIfAny(output, "  worth asking again from ", details.nextDue.Format(kTimePattern));
+}
+
+/// "12.3 MB"
+std::string sizeText(std::int64_t bytes) {
+  constexpr std::array kUnits{"kB", "MB", "GB"};
+  if (bytes < 1000) return std::to_string(bytes) + " B";
+  double size = static_cast<double>(bytes) / 1000;
+  std::size_t unit = 0;
+  for (; size >= 999.95 && unit + 1 < kUnits.size(); ++unit) size /= 1000;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f %s", size, kUnits[unit]);
+  return text;
+}
+
+/// "2:03", "1:02:03"
+std::string durationText(std::int64_t seconds) {
+  const auto twoDigits = [](std::int64_t n) { return (n < 10 ? ":0" : ":") + std::to_string(n); };
+  const std::int64_t minutes = seconds / 60;
+  const std::string start =
+      minutes < 60 ? std::to_string(minutes) : std::to_string(minutes / 60) + twoDigits(minutes % 60);
+  return start + twoDigits(seconds % 60);
+}
+
+/// "  with http://example.org/1.mp3 (audio/mpeg, 12.3 MB, 42:10)"
+void listEnclosure(Output& output, const Enclosure& enclosure) {
+  std::string known = enclosure.type;
+  const auto add = [&known](const std::string& text) { known += (known.empty() ? "" : ", ") + text; };
+  if (enclosure.length >= 0) add(sizeText(enclosure.length));
+  if (enclosure.durationSeconds >= 0) add(durationText(enclosure.durationSeconds));
+  const std::string url = withoutUserInformation(enclosure.url);
+  lineIfAny(output, "  with ", known.empty() ? url : url + " (" + known + ")");
+}
+
 }  // namespace
 
 std::string outcome(const RSSObject& news) {
-  if (news.itemCount < 0) return failureText(news);
-  return counted(static_cast<std::size_t>(news.itemCount), "item") + ", " + std::to_string(news.newItemCount) + " new";
+  if (hasFailed(news)) return failureText(news);
+  const std::string remark = remarkOn(news);
+  if (news.itemCount < 0) return remark;
+  return counted(static_cast<std::size_t>(news.itemCount), "item") + ", " + std::to_string(news.newItemCount) + " new" +
+         (remark.empty() ? "" : ", " + remark);
 }
 
 void listNews(Output& output, std::string_view name, const RSSObject& news, Extent extent) {
   output.line("  " + std::string(name) + ": " + outcome(news));
-  if (news.itemCount < 0) return;
+  if (hasFailed(news) || news.itemCount < 0) return;
   const std::span<const Item> items = itemsOf(news);
   if (extent == Extent::Whole) {
     listItems(output, items, items.size(), kNoLimit);
@@ -87,15 +140,21 @@ void listFeed(Output& output, const RSSObject& news) {
   lineIfAny(output, "", channel.titleW.empty() ? channel.feedName : toUtf8(channel.titleW));
   lineIfAny(output, "  ", withoutUserInformation(channel.link));
   lineIfAny(output, "  ", toUtf8(channel.descriptionW));
+  const FeedDetails* const details = news.GetDetails();
+  if (details) listDetails(output, *details);
   if (const CPicture* picture = news.GetChannelPicture(); picture && picture->picture) {
     output.line("  picture: " + std::to_string(picture->picture->width()) + " x " +
                 std::to_string(picture->picture->height()));
   }
-  for (const Item& item : itemsOf(news)) {
+  const std::span<const Item> items = itemsOf(news);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const Item& item = items[i];
     output.line("");
     output.line(timeText(item) + zoneText(item) + "  " + titleText(item));
     lineIfAny(output, "  by ", toUtf8(item.creatorW));
     lineIfAny(output, "  ", withoutUserInformation(item.link));
+    if (!details || i >= details->items.size()) continue;
+    for (const Enclosure& enclosure : details->items[i].enclosures) listEnclosure(output, enclosure);
   }
 }
 

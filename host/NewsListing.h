@@ -8,7 +8,7 @@
 
 namespace quillmoria {
 
-/// "4 items, 2 new", or the reason why there are none.
+/// "4 items, 2 new", with what is to be said of it ("not modified"), or the reason why there are none.
 std::string outcome(const RSSObject& news);
 
 /// How much of a feed an overview shows.
@@ -21,7 +21,8 @@ enum class Extent {
 /// marked by "*".
 void listNews(Output& output, std::string_view name, const RSSObject& news, Extent extent);
 
-/// One feed in full: the channel, then each item with its time, title, author and address.
+/// One feed in full: the channel, then each item with its time, title, author and address; what the modern profile
+/// knows beyond that, but for the texts.
 void listFeed(Output& output, const RSSObject& news);
 
 }  // namespace quillmoria

@@ -33,11 +33,20 @@ class PullRunner {
   Interruption interruption_;
 };
 
-/// Loads the channel picture of a feed that came from the cache, which keeps the picture's address alone. Offline it
-/// comes from the image folder.
+/// Loads the channel picture of a feed that came from the classic cache, which keeps the picture's address alone.
+/// Offline it comes from the image folder.
 void loadStoredPicture(RSSObject& news, const std::string& baseFolder);
 
-/// Why `news` holds no items (its `itemCount` is -1), with what to do about it where that is known.
+/// Whether the feed could not be had. One that was not asked for, or has not changed, has not failed.
+bool hasFailed(const RSSObject& news);
+
+/// Whether the server gave a document for `news`.
+bool wasFetched(const RSSObject& news);
+
+/// Whether `news` is what was kept, the machine being offline, or would be.
+bool wasReadFromCache(const RSSObject& news);
+
+/// Why `news` has failed, with what to do about it where that is known.
 std::string failureText(const RSSObject& news);
 
 }  // namespace quillmoria

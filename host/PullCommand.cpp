@@ -14,6 +14,7 @@
 #include "Subscriptions.h"
 #include "Text.h"
 #include "WebAddress.h"
+#include "quillmoria/NewsDetails.h"
 
 namespace quillmoria {
 namespace {
@@ -58,6 +59,11 @@ class PullReport : public RSSSubscriber {
     for (const std::string& failure : failures_) complain(failure);
   }
 
+  /// Says of each feed that has moved for good where to.
+  void complainOfMoves() const {
+    for (const std::string& move : moves_) complain(move);
+  }
+
   void eraseProgress() const { progress_.erase(); }
   bool complete() const { return endedCount_ == feeds_.size(); }
   bool failed() const { return !failures_.empty(); }
@@ -66,12 +72,6 @@ class PullReport : public RSSSubscriber {
   std::string share() const { return std::to_string(endedCount_) + " of " + counted(feeds_.size(), "feed"); }
 
  private:
-  static bool wasFetched(const RSSObject& news) { return news.statusMessage == kStatusOk; }
-
-  static bool wasReadFromCache(const RSSObject& news) {
-    return news.itemCount < 0 ? news.statusMessage == kStatusNotCached : !wasFetched(news);
-  }
-
   /// Whether there are items that are new, or that could not be compared with the cache.
   static bool hasUnseenItems(const RSSObject& news) {
     const auto* const items = news.getNewsItems();
@@ -91,15 +91,18 @@ class PullReport : public RSSSubscriber {
   void count(const RSSObject::NewsFeed& feed, const RSSObject& news) {
     ++endedCount_;
     newItemCount_ += news.newItemCount;
-    if (news.itemCount < 0) {
+    const FeedDetails* const details = news.GetDetails();
+    if (details && !details->movedTo.empty()) {
+      moves_.push_back(feed.name + ": has moved to " + details->movedTo + ": subscribe to that");
+    }
+    if (hasFailed(news)) {
       failures_.push_back(feed.name + ": " + failureText(news) + " <" + feed.url + ">");
       return;
     }
-    itemCount_ += static_cast<std::size_t>(news.itemCount);
+    itemCount_ += static_cast<std::size_t>(std::max(news.itemCount, 0));
     if (wasFetched(news) && hasUnseenItems(news) && !news.WasStored()) {
-      failures_.push_back(feed.name +
-                          ": its cache file cannot be written (is the disk full or read-only?): its items " +
-                          "will be new again");
+      failures_.push_back(feed.name + (details ? ": its news cannot be kept" : ": its cache file cannot be written") +
+                          " (is the disk full or read-only?): its items will be new again");
     }
   }
 
@@ -112,21 +115,28 @@ class PullReport : public RSSSubscriber {
   std::size_t itemCount_ = 0;
   long newItemCount_ = 0;
   std::vector<std::string> failures_;
+  std::vector<std::string> moves_;
 };
 
-void subscribe(const std::string& argument, const std::string& category, Subscriptions& subscriptions) {
+void subscribe(const std::string& argument, const std::string& category, Profile profile,
+               Subscriptions& subscriptions) {
   const std::size_t equals = argument.find('=');
   if (equals == std::string::npos) throw Failure(kWrongUse, "--feed " + argument + " is not of the form NAME=URL");
-  const std::optional<std::string> url = webAddress(std::string_view(argument).substr(equals + 1));
-  if (!url) throw Failure(kWrongUse, "--feed " + argument + " names no http or https address, or one with a user name");
-  subscriptions.add(category, std::string_view(argument).substr(0, equals), *url);
+  const std::string name = argument.substr(0, equals);
+  const std::string address = argument.substr(equals + 1);
+  const std::optional<std::string> url = typedAddress(address, profile);
+  if (!url) {
+    throw Failure(kWrongUse, "--feed " + name + "=" + shownAddress(address) + " names no http or https address" +
+                                 (profile == Profile::Classic ? ", or one with a user name" : ""));
+  }
+  subscriptions.add(category, name, *url);
 }
 
-Subscriptions subscriptionsOf(const PullOptions& options, const std::string& baseFolder) {
+Subscriptions subscriptionsOf(const PullOptions& options, Profile profile, const std::string& baseFolder) {
   Subscriptions subscriptions;
-  for (const std::string& feed : options.feeds) subscribe(feed, options.category, subscriptions);
+  for (const std::string& feed : options.feeds) subscribe(feed, options.category, profile, subscriptions);
   if (!options.list.empty()) {
-    subscribe(*readSubscriptionList(options.list, baseFolder)->GetOPMLDoc(), options.category, subscriptions);
+    subscribe(*readSubscriptionList(options.list, baseFolder)->GetOPMLDoc(), options.category, profile, subscriptions);
     if (subscriptions.empty()) throw Failure(kWrongUse, options.list + " names no feed: give a list that does");
   }
   if (subscriptions.empty()) throw Failure(kWrongUse, "there is nothing to pull: name feeds with --feed or --opml");
@@ -147,10 +157,10 @@ int exitStatus(const PullReport& report, bool interrupted) {
 
 }  // namespace
 
-int pullCommand(const PullOptions& options, const std::string& baseFolder, Output& output) {
+int pullCommand(const PullOptions& options, Profile profile, const std::string& baseFolder, Output& output) {
   SetConnectedState(options.connected);
   NewsServer::SetParallelFetches(options.jobs, options.jobsPerHost);
-  Subscriptions subscriptions = subscriptionsOf(options, baseFolder);
+  Subscriptions subscriptions = subscriptionsOf(options, profile, baseFolder);
   PullReport report(subscriptions.inPullOrder(), baseFolder, options, output);
 
   PullRunner runner(subscriptions, baseFolder, report);
@@ -160,6 +170,7 @@ int pullCommand(const PullOptions& options, const std::string& baseFolder, Outpu
   if (!options.json) output.line(report.summary());
   output.flush();
   report.complainOfFailures();
+  report.complainOfMoves();
   return exitStatus(report, runner.interrupted());
 }
 

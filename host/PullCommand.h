@@ -6,6 +6,7 @@
 #include "NewsListing.h"
 #include "Output.h"
 #include "quillmoria/ConnectedState.h"
+#include "quillmoria/Profile.h"
 
 namespace quillmoria {
 
@@ -22,6 +23,6 @@ struct PullOptions {
 
 /// One pull over the feeds named and the feeds of the list, which shows progress and the news by category as they come.
 /// Returns the exit status. Throws Failure.
-int pullCommand(const PullOptions& options, const std::string& baseFolder, Output& output);
+int pullCommand(const PullOptions& options, Profile profile, const std::string& baseFolder, Output& output);
 
 }  // namespace quillmoria

@@ -93,18 +93,18 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
   return parser;
 }
 
-void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& subscriptions) {
+void subscribe(const OPMLDoc& list, const std::string& category, Profile profile, Subscriptions& subscriptions) {
   std::vector<std::string> containers;
   OutlineWalk walk(list);
   while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
     containers.resize(std::min(walk.depth(), kMaxPathLabels));
     if (!outline->xmlUrl.empty()) {
-      if (const std::optional<std::string> url = webAddress(outline->xmlUrl)) {
+      if (const std::optional<std::string> url = webAddress(outline->xmlUrl, profile)) {
         const std::string path = joined(containers);
         subscriptions.add(path.empty() ? category : path, label(*outline), *url);
       } else {
-        complain(label(*outline) + ": " + outline->xmlUrl +
-                 " is no http or https address, or holds a user name; left out");
+        complain(label(*outline) + ": " + outline->xmlUrl + " is no http or https address" +
+                 (profile == Profile::Classic ? ", or holds a user name" : "") + "; left out");
       }
     }
     if (walk.depth() < kMaxPathLabels) containers.push_back(label(*outline));

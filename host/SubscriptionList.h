@@ -5,6 +5,7 @@
 
 #include "Subscriptions.h"
 #include "quillmoria/OPML.h"
+#include "quillmoria/Profile.h"
 
 namespace quillmoria {
 
@@ -13,8 +14,7 @@ namespace quillmoria {
 std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, const std::string& baseFolder);
 
 /// Subscribes to every feed of `list`. A feed's category is the path of the containers around it ("News / Europe", the
-/// outermost eight), `category` if there is none. What is neither an http nor an https address is complained of and
-/// left out.
-void subscribe(const OPMLDoc& list, const std::string& category, Subscriptions& subscriptions);
+/// outermost eight), `category` if there is none. What webAddress refuses is complained of and left out.
+void subscribe(const OPMLDoc& list, const std::string& category, Profile profile, Subscriptions& subscriptions);
 
 }  // namespace quillmoria

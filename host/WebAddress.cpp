@@ -15,7 +15,30 @@ std::string_view serverOf(std::string_view afterScheme) {
   return afterScheme.substr(0, afterScheme.find_first_of("/?#"));
 }
 
-bool isAlphanumeric(char c) { return (lowered(c) >= 'a' && lowered(c) <= 'z') || (c >= '0' && c <= '9'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isAlphanumeric(char c) { return (lowered(c) >= 'a' && lowered(c) <= 'z') || isDigit(c); }
+
+bool isBeyondAscii(char c) { return static_cast<unsigned char>(c) >= 0x80; }
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kSpace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+}
+
+/// Whether `text` begins with the name of a server and perhaps a port, as in "example.org:8080/news", and not with
+/// another scheme, as in "mailto:me@example.org".
+bool beginsWithServer(std::string_view text) {
+  const std::string_view server = serverOf(text);
+  const std::string_view name = server.substr(0, server.find(':'));
+  const std::string_view port = server.substr(std::min(name.size() + 1, server.size()));
+  return !name.empty() && (isAlphanumeric(name.front()) || isBeyondAscii(name.front())) &&
+         std::all_of(
+             name.begin(), name.end(),
+             [](char c) { return isAlphanumeric(c) || isBeyondAscii(c) || c == '.' || c == '-' || c == '_'; }) &&
+         std::all_of(port.begin(), port.end(), isDigit) && (port.empty() == (name.size() == server.size()));
+}
 
 }  // namespace
 
@@ -25,19 +48,27 @@ bool hasScheme(std::string_view text) {
          std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), isAlphanumeric);
 }
 
-std::optional<std::string> webAddress(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kSpace);
-  if (first == std::string_view::npos) return std::nullopt;
-  text = text.substr(first, text.find_last_not_of(kSpace) - first + 1);
-
+std::optional<std::string> webAddress(std::string_view text, Profile profile) {
+  text = trimmed(text);
   const std::size_t schemeEnd = text.find(kSchemeEnd);
   if (schemeEnd == std::string_view::npos) return std::nullopt;
   const std::string_view server = serverOf(text.substr(schemeEnd + kSchemeEnd.size()));
-  if (server.empty() || server.find('@') != std::string_view::npos) return std::nullopt;
+  if (server.substr(server.rfind('@') + 1).empty()) return std::nullopt;
+  if (profile == Profile::Classic && server.find('@') != std::string_view::npos) return std::nullopt;
   std::string address(text);
   std::transform(address.begin(), address.begin() + static_cast<std::ptrdiff_t>(schemeEnd), address.begin(), lowered);
   if (!address.starts_with("http://") && !address.starts_with("https://")) return std::nullopt;
   return address;
+}
+
+std::optional<std::string> typedAddress(std::string_view text, Profile profile) {
+  if (profile == Profile::Modern && beginsWithServer(trimmed(text))) return std::string(trimmed(text));
+  return webAddress(text, profile);
+}
+
+std::string shownAddress(std::string_view typed) {
+  if (hasScheme(typed)) return withoutUserInformation(typed);
+  return withoutUserInformation(std::string(kSchemeEnd).append(typed)).substr(kSchemeEnd.size());
 }
 
 std::string withoutUserInformation(std::string_view text) {

@@ -4,11 +4,21 @@
 #include <string>
 #include <string_view>
 
+#include "quillmoria/Profile.h"
+
 namespace quillmoria {
 
 /// `text` as the engine fetches it: an http or https address with its scheme in small letters and without the white
-/// space around it. None if it is no such address, or if it holds a user name, which the engine takes apart from it.
-std::optional<std::string> webAddress(std::string_view text);
+/// space around it. None if it is no such address, or if it holds a user name, which only the modern profile takes out
+/// of an address.
+std::optional<std::string> webAddress(std::string_view text, Profile profile = Profile::Classic);
+
+/// As webAddress, of what a user has typed: in the modern profile the scheme may be missing ("example.org/news"), since
+/// the engine finds it. Not together with a user name: what is shown of an address could not be told from it.
+std::optional<std::string> typedAddress(std::string_view text, Profile profile);
+
+/// What a user has typed for an address, without the user information in it, be there a scheme or not.
+std::string shownAddress(std::string_view typed);
 
 /// Whether `text` begins with a scheme ("ftp://"), so that it cannot be meant as a path.
 bool hasScheme(std::string_view text);

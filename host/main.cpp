@@ -9,16 +9,18 @@
 #include "Demo.h"
 #include "Failure.h"
 #include "FeedCommand.h"
+#include "FindCommand.h"
 #include "OpmlCommand.h"
 #include "Output.h"
 #include "PullCommand.h"
+#include "quillmoria/Profile.h"
 #include "quillmoria/Version.h"
 
 namespace quillmoria {
 namespace {
 
 constexpr char kFooter[] =
-    "Every command takes --base DIR, --help and --version.\n"
+    "Every command takes --base DIR, --profile P, --help and --version.\n"
     "Exit status: 0 done, 1 a feed failed, 2 wrong use, 130 stopped by Ctrl-C.";
 
 std::string versionText() { return "quillmoria " + Version() + "\n" + LibraryVersions(); }
@@ -28,6 +30,20 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
   command->fallthrough();
   command->footer(kFooter);
   return command;
+}
+
+/// Modern unless the command line or else the environment says otherwise.
+void addProfile(CLI::App& app, Profile& profile) {
+  const auto setProfile = [&profile](const std::string& name) {
+    if (name != "classic" && name != "modern") {
+      throw CLI::ValidationError("--profile, QUILLMORIA_PROFILE", name + " is no profile: classic or modern");
+    }
+    profile = name == "classic" ? Profile::Classic : Profile::Modern;
+  };
+  app.add_option_function<std::string>("--profile", setProfile, "The rules to read feeds by: classic or modern")
+      ->type_name("P")
+      ->default_str("modern")
+      ->envname("QUILLMORIA_PROFILE");
 }
 
 CLI::App* addPull(CLI::App& app, PullOptions& options) {
@@ -73,6 +89,13 @@ CLI::App* addFeed(CLI::App& app, FeedOptions& options) {
   return feed;
 }
 
+CLI::App* addFind(CLI::App& app, FindOptions& options) {
+  CLI::App* find = addCommand(app, "find", "Find the feeds of a web page");
+  find->add_option("url", options.url, "The page's http or https address")->required()->type_name("URL");
+  find->add_flag("--json", options.json, "Print one line of JSON per feed");
+  return find;
+}
+
 CLI::App* addOpml(CLI::App& app, OpmlOptions& options) {
   CLI::App* opml = addCommand(app, "opml", "Show the tree of a subscription list");
   opml->add_option("list", options.list, "An OPML file or its http or https address")
@@ -101,18 +124,22 @@ std::string unknownCommand(const CLI::App& app) {
 }
 
 int run(int argc, char** argv, Output& output) {
-  CLI::App app("Reads feeds: RSS 0.90 to 2.0 and Atom.", "quillmoria");
+  CLI::App app("Reads feeds: RSS, Atom and JSON Feed.", "quillmoria");
   app.footer(kFooter);
   app.require_subcommand(1);
   app.set_version_flag("--version", versionText, "Print the versions of the program and its libraries and end");
   std::string base;
   app.add_option("--base", base, "The folder for cache, pictures and settings; the user's data folder if not given")
       ->type_name("DIR");
+  Profile profile = Profile::Modern;
+  addProfile(app, profile);
   PullOptions pullOptions;
   FeedOptions feedOptions;
+  FindOptions findOptions;
   OpmlOptions opmlOptions;
   const CLI::App* pull = addPull(app, pullOptions);
   const CLI::App* feed = addFeed(app, feedOptions);
+  const CLI::App* find = addFind(app, findOptions);
   addOpml(app, opmlOptions);
   const CLI::App* demo =
       addCommand(app, "demo", "Show the engine at work on sample feeds of its own; needs no network");
@@ -120,14 +147,16 @@ int run(int argc, char** argv, Output& output) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& end) {
     if (const std::string word = unknownCommand(app); !word.empty()) {
-      throw Failure(kWrongUse, "there is no command " + word + ": pull, feed, opml or demo");
+      throw Failure(kWrongUse, "there is no command " + word + ": pull, feed, find, opml or demo");
     }
     return report(app, end, output);
   }
-  if (demo->parsed()) return demoCommand(base, output);
+  SetProfile(profile);
+  if (demo->parsed()) return demoCommand(profile, base, output);
   const std::string baseFolder = openBaseFolder(base);
-  if (pull->parsed()) return pullCommand(pullOptions, baseFolder, output);
-  if (feed->parsed()) return feedCommand(feedOptions, baseFolder, output);
+  if (pull->parsed()) return pullCommand(pullOptions, profile, baseFolder, output);
+  if (feed->parsed()) return feedCommand(feedOptions, profile, baseFolder, output);
+  if (find->parsed()) return findCommand(findOptions, baseFolder, output);
   return opmlCommand(opmlOptions, baseFolder, output);
 }
 

@@ -3,13 +3,14 @@
 _quillmoria() {
   local current=$2 previous=$3 command= word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    case $word in pull | feed | opml | demo) command=$word && break ;; esac
+    case $word in pull | feed | find | opml | demo) command=$word && break ;; esac
   done
 
   COMPREPLY=()
   case $previous in
     --base) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
     --opml | --password-file) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+    --profile) mapfile -t COMPREPLY < <(compgen -W "classic modern" -- "$current"); return ;;
     --feed | --category | --user | --jobs | --jobs-per-host) return ;;
   esac
 
@@ -18,12 +19,12 @@ _quillmoria() {
     return
   fi
 
-  local words="--base --help --version"
+  local words="--base --profile --help --version"
   case $command in
-    '') words+=" pull feed opml demo" ;;
+    '') words+=" pull feed find opml demo" ;;
     pull) words+=" --feed --category --opml --offline --online --jobs --jobs-per-host --all --json" ;;
     feed) words+=" --user --password-file --json" ;;
-    opml) words+=" --json" ;;
+    find | opml) words+=" --json" ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }

@@ -116,7 +116,8 @@ Run = collections.namedtuple("Run", "status output errors cpu peak ended seconds
 
 
 def environment(**more):
-    return dict(os.environ, LC_ALL="C.UTF-8", TZ="UTC", QUILLMORIA_OFFLINE="0", **more)
+    return dict(os.environ, LC_ALL="C.UTF-8", TZ="UTC", QUILLMORIA_OFFLINE="0",
+                QUILLMORIA_PROFILE="classic", **more)
 
 
 def run(command, deadline=120, **how):
