@@ -26,7 +26,7 @@ struct OutcomeAdvice {
 
 constexpr OutcomeAdvice kOutcomeAdvice[] = {
     {Outcome::Offline, "pull it once while online"},
-    {Outcome::Denied, "the server wants a user name and a password, or others"},
+    {Outcome::Denied, "it may want a user name and a password, or others"},
     {Outcome::NotFound, "check the address"},
     {Outcome::Gone, "the feed has ended: unsubscribe"},
     {Outcome::ServerError, "try again later"},

@@ -16,6 +16,17 @@ TEST(ShownAddress, HasNoUserInformation) {
   for (const auto& [text, shown] : readTable<2>("host/addresses.tsv")) EXPECT_EQ(withoutUserInformation(text), shown);
 }
 
+TEST(TypedAddress, IsOneOfTheWebByTheRulesOfTheProfile) {
+  const auto fetched = [](const std::string& text, Profile profile) {
+    return typedAddress(text, profile).value_or("-");
+  };
+  for (const auto& [text, classic, modern, shown] : readTable<4>("host/typed-addresses.tsv")) {
+    EXPECT_EQ(fetched(text, Profile::Classic), classic);
+    EXPECT_EQ(fetched(text, Profile::Modern), modern);
+    EXPECT_EQ(shownAddress(text), shown);
+  }
+}
+
 TEST(WideText, BecomesUtf8WithReplacementsForUnpairedSurrogates) {
   EXPECT_EQ(toUtf8(u"aé漢😀"), "aé漢😀");
   EXPECT_EQ(toUtf8(u"\xD83D!\xDE00\xD83D"), "\uFFFD!\uFFFD\uFFFD");
