@@ -10,6 +10,7 @@
 #include "platform/CodePage.h"
 #include "platform/Text.h"
 #include "platform/Trace.h"
+#include "xml/TextBudget.h"
 
 namespace quillmoria {
 
@@ -87,8 +88,7 @@ using Field = FeedField;
 constexpr char kRss090Namespace[] = "http://my.netscape.com/rdf/simple/0.9/";
 constexpr int kMaxPictureLoads = 16;
 
-/// With the allowance, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
-constexpr std::size_t kMaxKeptText = 128 << 20;
+/// With it, a document of 64 MiB is read whole as long as it has no more than 2^19 items.
 constexpr std::size_t kItemAllowance = 128;
 
 constexpr std::size_t kItemsOfAFeed = 32;  // most have no more
