@@ -681,42 +681,23 @@ std::string_view XmlFeedReader::textOf(const Frame& frame) const {
 }
 
 void XmlFeedReader::finishField(const Frame& frame, Context outside) {
-  Channel& channel = document_.channel;
-  const std::string_view text = textOf(frame);
-  switch (frame.field) {
-    case Field::Item:
-      if (item_) finishItem();
-      return;
-    case Field::Group:
-      finishGroup();
-      return;
-    case Field::Author:
-      finishPerson(frame, outside);
-      return;
-    case Field::Source:
-      if (!text.empty() && isBetter(Field::SourceTitle, frame.rank))
-        item_->source.title = {std::string(text), TextKind::Html};
-      return;
-    default:
-      break;
+  if (frame.field == Field::Item) {
+    if (item_) finishItem();
+  } else if (frame.field == Field::Group) {
+    finishGroup();
+  } else if (frame.field == Field::Author) {
+    finishPerson(frame, outside);
+  } else if (const std::string_view text = textOf(frame); !text.empty()) {
+    finishValue(frame, text);
   }
-  if (text.empty()) return;
+}
+
+void XmlFeedReader::finishValue(const Frame& frame, std::string_view text) {
+  if (Text* const target = textFor(frame)) {
+    if (isBetter(frame.field, frame.rank)) finishText(frame, *target);
+    return;
+  }
   switch (frame.field) {
-    case Field::Title:
-      if (isBetter(Field::Title, frame.rank)) finishText(frame, item_ ? item_->title : channel.title);
-      break;
-    case Field::Summary:
-      if (isBetter(Field::Summary, frame.rank)) finishText(frame, item_ ? item_->summary : channel.description);
-      break;
-    case Field::Content:
-      if (isBetter(Field::Content, frame.rank)) finishText(frame, item_->content);
-      break;
-    case Field::Rights:
-      if (isBetter(Field::Rights, frame.rank)) finishText(frame, channel.rights);
-      break;
-    case Field::Generator:
-      if (isBetter(Field::Generator, frame.rank)) finishText(frame, channel.generator);
-      break;
     case Field::Link:
     case Field::SourceLink:
     case Field::PictureLink:
@@ -724,15 +705,15 @@ void XmlFeedReader::finishField(const Frame& frame, Context outside) {
     case Field::Image:
       keepAddress(frame.field, frame.rank, text);
       break;
-    case Field::Id:
-      if (!isBetter(Field::Id, frame.rank)) break;
-      item_->id = text;
-      item_->isPermaLink = frame.isPermaLink;
-      item_->mayBeLink = frame.isPermaLink || frame.element != Element::Guid;
-      break;
     case Field::Published:
     case Field::Updated:
       keepMoment(frame.field, frame.rank, text);
+      break;
+    case Field::Id:
+      if (isBetter(Field::Id, frame.rank)) keepId(frame, text);
+      break;
+    case Field::Source:
+      if (isBetter(Field::SourceTitle, frame.rank)) item_->source.title = {std::string(text), TextKind::Html};
       break;
     case Field::Category:
       keepCategory(text);
@@ -741,17 +722,13 @@ void XmlFeedReader::finishField(const Frame& frame, Context outside) {
       keepKeywords(text);
       break;
     case Field::Language:
-      if (isBetter(Field::Language, frame.rank)) (item_ ? item_->language : channel.language) = text;
+      if (isBetter(Field::Language, frame.rank)) (item_ ? item_->language : document_.channel.language) = text;
       break;
     case Field::Duration:
       if (isBetter(Field::Duration, frame.rank)) item_->durationSeconds = durationSeconds(text);
       break;
-    case Field::SourceTitle:
-      if (isBetter(Field::SourceTitle, frame.rank)) finishText(frame, item_->source.title);
-      break;
     case Field::MediaTitle:
-      if (frame.rank == 0 && !item_->media.empty()) finishText(frame, item_->media.back().title);
-      if (frame.rank == 1) finishText(frame, groupTitle_);
+      finishMediaTitle(frame);
       break;
     case Field::PersonName:
       personName_ = text;
@@ -759,12 +736,17 @@ void XmlFeedReader::finishField(const Frame& frame, Context outside) {
     case Field::PersonMail:
       personMail_ = text;
       break;
-    case Field::PictureTitle:
-      if (isBetter(Field::PictureTitle, frame.rank)) finishText(frame, channel.picture.title);
-      break;
-    case Field::PictureDescription:
-      if (isBetter(Field::PictureDescription, frame.rank)) finishText(frame, channel.picture.description);
-      break;
+    default:
+      keepOfChannel(frame.field, text);
+  }
+}
+
+/// What an RSS channel alone says.
+void XmlFeedReader::keepOfChannel(Field field, std::string_view text) {
+  constexpr std::int64_t kMaxMinutes = 366 * 24 * 60;
+  Channel& channel = document_.channel;
+  UpdateRules& rules = document_.rules;
+  switch (field) {
     case Field::PictureWidth:
       channel.picture.width = toInt32(text);
       break;
@@ -772,15 +754,13 @@ void XmlFeedReader::finishField(const Frame& frame, Context outside) {
       channel.picture.height = toInt32(text);
       break;
     case Field::Ttl:
-      document_.rules.minutes =
-          std::max(document_.rules.minutes,
-                   static_cast<std::int32_t>(std::clamp<std::int64_t>(countIn(text), -1, 366 * 24 * 60)));
+      rules.minutes = std::max(rules.minutes, static_cast<std::int32_t>(std::min(countIn(text), kMaxMinutes)));
       break;
     case Field::Hour:
-      document_.rules.skipHours |= hourBit(text);
+      rules.skipHours |= hourBit(text);
       break;
     case Field::Day:
-      document_.rules.skipDays |= dayBit(text);
+      rules.skipDays |= dayBit(text);
       break;
     case Field::UpdateBase:
       channel.updateBase = readDate(text);
@@ -793,6 +773,46 @@ void XmlFeedReader::finishField(const Frame& frame, Context outside) {
       break;
     default:
       break;
+  }
+}
+
+/// Where a text that may be markup goes; null for any other field.
+Text* XmlFeedReader::textFor(const Frame& frame) {
+  Channel& channel = document_.channel;
+  switch (frame.field) {
+    case Field::Title:
+      return item_ ? &item_->title : &channel.title;
+    case Field::Summary:
+      return item_ ? &item_->summary : &channel.description;
+    case Field::Content:
+      return &item_->content;
+    case Field::SourceTitle:
+      return &item_->source.title;
+    case Field::Rights:
+      return &channel.rights;
+    case Field::Generator:
+      return &channel.generator;
+    case Field::PictureTitle:
+      return &channel.picture.title;
+    case Field::PictureDescription:
+      return &channel.picture.description;
+    default:
+      return nullptr;
+  }
+}
+
+void XmlFeedReader::keepId(const Frame& frame, std::string_view id) {
+  item_->id = id;
+  item_->isPermaLink = frame.isPermaLink;
+  item_->mayBeLink = frame.isPermaLink || frame.element != Element::Guid;
+}
+
+/// A file's title, or that of a group of files.
+void XmlFeedReader::finishMediaTitle(const Frame& frame) {
+  if (frame.rank == 1) {
+    finishText(frame, groupTitle_);
+  } else if (!item_->media.empty()) {
+    finishText(frame, item_->media.back().title);
   }
 }
 

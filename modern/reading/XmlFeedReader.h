@@ -82,7 +82,9 @@ class XmlFeedReader final : public RestartableXmlHandler {
   void startMedia(Frame& frame, XmlAttributes attributes);
   void startCaptured(Frame& frame, const char* name, XmlAttributes attributes);
   void finishField(const Frame& frame, Context outside);
+  void finishValue(const Frame& frame, std::string_view text);
   void finishText(const Frame& frame, Text& text);
+  void finishMediaTitle(const Frame& frame);
   void finishPerson(const Frame& frame, Context outside);
   void finishItem();
   void finishGroup();
@@ -90,12 +92,15 @@ class XmlFeedReader final : public RestartableXmlHandler {
   bool isBetter(Field field, std::uint8_t rank);
   void keepAddress(Field field, std::uint8_t rank, std::string_view address);
   void keepMoment(Field field, std::uint8_t rank, std::string_view date);
+  void keepId(const Frame& frame, std::string_view id);
+  void keepOfChannel(Field field, std::string_view text);
   void keepCategory(std::string_view category);
   void keepKeywords(std::string_view keywords);
   void keepAuthor(std::uint8_t rank, std::string_view person);
   Media* keepMedia(std::string_view url, std::string_view type);
   std::string kept(std::string_view text);
   Address* addressOf(Field field);
+  Text* textFor(const Frame& frame);
   std::string_view textOf(const Frame& frame) const;
 
   Document& document_;
