@@ -1,5 +1,5 @@
-#include <array>
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string_view>
 #include <vector>
@@ -12,17 +12,18 @@ namespace {
 
 constexpr std::string_view kEmpty[] = {"br", "col", "hr", "img", "source", "wbr"};
 constexpr std::string_view kNames[] = {
-    "a",    "abbr",       "address", "article",  "aside", "audio",   "b",      "bdi",     "bdo",   "big",  "blockquote",
-    "br",   "caption",    "cite",    "code",     "col",   "colgroup", "dd",     "del",     "details", "dfn", "div",
-    "dl",   "dt",         "em",      "figcaption", "figure", "footer", "h1",     "h2",      "h3",    "h4",   "h5",
-    "h6",   "header",     "hgroup",  "hr",       "i",     "img",     "ins",    "kbd",     "li",    "main", "mark",
-    "nav",  "ol",         "p",       "pre",      "q",     "rp",      "rt",     "ruby",    "s",     "samp", "section",
-    "small", "source",    "span",    "strike",   "strong", "sub",    "summary", "sup",    "table", "tbody", "td",
-    "tfoot", "th",        "thead",   "time",     "tr",    "tt",      "u",      "ul",      "var",   "video", "wbr"};
-constexpr std::string_view kAttributes[] = {"abbr", "alt",   "cite",   "colspan", "controls", "datetime", "dir",
-                                            "height", "href", "lang",  "open",    "poster",   "rel",      "reversed",
-                                            "rowspan", "scope", "span", "src",    "srcset",   "start",    "title",
-                                            "type", "value", "width"};
+    "a",          "abbr",    "address", "article", "aside",   "audio",      "b",        "bdi",    "bdo",    "big",
+    "blockquote", "br",      "caption", "cite",    "code",    "col",        "colgroup", "dd",     "del",    "details",
+    "dfn",        "div",     "dl",      "dt",      "em",      "figcaption", "figure",   "footer", "h1",     "h2",
+    "h3",         "h4",      "h5",      "h6",      "header",  "hgroup",     "hr",       "i",      "img",    "ins",
+    "kbd",        "li",      "main",    "mark",    "nav",     "ol",         "p",        "pre",    "q",      "rp",
+    "rt",         "ruby",    "s",       "samp",    "section", "small",      "source",   "span",   "strike", "strong",
+    "sub",        "summary", "sup",     "table",   "tbody",   "td",         "tfoot",    "th",     "thead",  "time",
+    "tr",         "tt",      "u",       "ul",      "var",     "video",      "wbr"};
+constexpr std::string_view kAttributes[] = {"abbr",   "alt",      "cite",    "colspan", "controls", "datetime",
+                                            "dir",    "height",   "href",    "lang",    "open",     "poster",
+                                            "rel",    "reversed", "rowspan", "scope",   "span",     "src",
+                                            "srcset", "start",    "title",   "type",    "value",    "width"};
 constexpr std::string_view kAddresses[] = {"cite", "href", "poster", "src", "srcset"};
 constexpr std::string_view kSchemes[] = {"http:", "https:", "mailto:", "data:image/"};
 
@@ -96,9 +97,8 @@ class StrictReader {
     const std::string_view value = rest_.substr(0, rest_.find('"'));
     if (isAmong(kAddresses, name)) {
       require(std::ranges::any_of(kSchemes, [&](std::string_view scheme) {
-        return std::ranges::equal(value.substr(0, scheme.size()), scheme, {}, [](char c) {
-          return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-        });
+        return std::ranges::equal(value.substr(0, scheme.size()), scheme, {},
+                                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
       }));
     }
     while (!rest_.starts_with('"')) {

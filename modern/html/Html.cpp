@@ -72,7 +72,7 @@ std::string htmlOfText(std::string_view text) {
     text.remove_prefix(line.size());
     if (text.empty()) break;
     text.remove_prefix(1);
-    html += "<br>\n";
+    html += "<br>";
   }
   return html;
 }

@@ -29,7 +29,8 @@ struct HtmlToken {
 };
 
 /// Cuts a page into tokens as browsers do (HTML Living Standard, "Tokenization"): any text has some, and looks at each
-/// byte a bounded number of times. `<` begins a tag only before a letter; a tag ends at its first `>` outside of quotes.
+/// byte a bounded number of times. `<` begins a tag only before a letter; a tag ends at its first `>` outside of
+/// quotes.
 ///
 ///     HtmlTokens tokens(html);
 ///     while (tokens.next().kind != HtmlTokenKind::End) use(tokens.token());
@@ -42,8 +43,8 @@ class HtmlTokens {
   /// The next token, which lasts until the next call.
   const HtmlToken& next();
 
-  /// Passes over what follows, up to the end tag of `name`, in lower case, which is the next token then, or the end: what
-  /// is inside of elements such as `script` is no markup.
+  /// Passes over what follows, up to the end tag of `name`, in lower case, which is the next token then, or the end:
+  /// what is inside of elements such as `script` is no markup.
   void skipRawText(std::string_view name);
 
  private:

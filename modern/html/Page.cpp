@@ -20,7 +20,7 @@ constexpr std::string_view kFeedTypes[] = {
     "application/rss+xml", "application/atom+xml", "application/rdf+xml", "application/feed+json",
     "application/json",    "text/rss+xml",         "application/xml",     "text/xml",
     "application/rss",     "application/atom"};
-constexpr std::string_view kPageStarts[] = {"<!doctype html", "<html", "<head", "<body"};
+constexpr std::string_view kFirstTags[] = {"html", "head", "body", "title", "meta", "script", "div", "p"};
 
 /// The value of an attribute with its references resolved.
 std::string valueOf(const HtmlToken& tag, std::string_view name) {
@@ -91,9 +91,10 @@ std::vector<PageLink> feedLinks(std::string_view html, std::string_view url) {
 
 bool isWebPage(std::string_view text) {
   constexpr std::size_t kBeginning = 4096;
-  const std::string beginning = lowerAscii(text.substr(0, kBeginning));
-  return std::ranges::any_of(
-      kPageStarts, [&beginning](std::string_view start) { return beginning.find(start) != std::string::npos; });
+  HtmlTokens tokens(text.substr(0, kBeginning));
+  const HtmlToken* token = &tokens.next();
+  while (token->kind != HtmlTokenKind::End && token->kind != HtmlTokenKind::StartTag) token = &tokens.next();
+  return token->kind == HtmlTokenKind::StartTag && std::ranges::find(kFirstTags, token->name) != std::end(kFirstTags);
 }
 
 }  // namespace quillmoria

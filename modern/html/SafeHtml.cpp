@@ -58,9 +58,7 @@ constexpr std::string_view kDelayedSources[] = {"data-src", "data-lazy-src", "da
 
 constexpr std::size_t kMaxPictures = 32;  ///< of one srcset
 
-bool isLetterOrDigit(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
+bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
 bool isWord(std::string_view value) {
   constexpr std::size_t kMaxBytes = 64;

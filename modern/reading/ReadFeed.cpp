@@ -19,6 +19,7 @@
 namespace quillmoria {
 namespace {
 
+constexpr std::size_t kStart = 1024;  ///< bytes that tell what a document is
 constexpr std::string_view kFeedStarts[] = {"<?xml", "<rss", "<feed", "<rdf:RDF"};
 
 ReadFeed failure(Outcome outcome, std::string text, std::string_view url) {
@@ -64,24 +65,27 @@ bool isAnythingRead(const Document& document) {
          !channel.link.text.empty();
 }
 
-/// Why `text`, which is no feed, is none.
-ReadFeed refusal(std::string_view text, const Document& document, std::string_view url) {
+bool isBinary(std::string_view bytes) {
+  return std::ranges::any_of(bytes, [](char c) {
+    return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\f';
+  });
+}
+
+/// Why what the server gave, `bytes`, which are the characters `text`, is no feed.
+ReadFeed refusal(std::string_view bytes, std::string_view text, const Document& document, std::string_view url) {
   const auto notAFeed = [&](const char* what) {
     return failure(Outcome::NotAFeed, std::string("The address gives ") + what + ", not a feed", url);
   };
-  if (text.empty()) return failure(Outcome::NotAFeed, "The document is empty", url);
-  const std::string_view start = text.substr(0, 1024);
-  if (text.front() == '{' || text.front() == '[') return notAFeed("a JSON document");
+  if (bytes.empty()) return failure(Outcome::NotAFeed, "The document is empty", url);
+  const std::string_view start = text.substr(0, kStart);
+  if (text.starts_with('{') || text.starts_with('[')) return notAFeed("a JSON document");
   if (isWebPage(text)) return notAFeed("a web page");
   if (document.root == "opml") return notAFeed("a subscription list (OPML)");
   const bool looksLikeFeed = std::ranges::any_of(
       kFeedStarts, [&](std::string_view beginning) { return start.find(beginning) != std::string_view::npos; });
   if (!document.root.empty()) return notAFeed("an XML document");
   if (looksLikeFeed) return failure(Outcome::Malformed, "The feed is damaged, and nothing of it can be read", url);
-  const bool isBinary = std::ranges::any_of(start, [](char c) {
-    return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\f';
-  });
-  return notAFeed(isBinary ? "a binary file" : "a text");
+  return notAFeed(isBinary(bytes.substr(0, kStart)) ? "a binary file" : "a text");
 }
 
 ReadFeed read(std::string_view document, std::string_view contentType, std::string_view url) {
@@ -94,7 +98,7 @@ ReadFeed read(std::string_view document, std::string_view contentType, std::stri
     readFromBeginning(text, url, model);
   }
   if (model.format.empty()) {
-    return refusal(text.empty() && !document.empty() ? trimmed(document) : text, model, url);
+    return refusal(trimmed(document), text, model, url);
   }
   if (model.wasRepaired && !isAnythingRead(model)) {
     return failure(Outcome::Malformed, "The feed is damaged, and nothing of it can be read", url);
