@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "net/FetchSession.h"
-#include "net/ProxySettings.h"
+#include "net/SharedSession.h"
 #include "platform/ModuleObject.h"
 #include "platform/ModuleReference.h"
 #include "platform/Mutex.h"
@@ -13,12 +12,6 @@
 class HTTPFetchSubscriber;
 
 namespace quillmoria {
-
-/// What all requests of the process go over, and what they are to tell the proxy.
-struct SharedSession {
-  ProxySettings proxy;
-  std::unique_ptr<FetchSession> session;
-};
 
 /// What all fetches of the process share.
 struct FetchState {

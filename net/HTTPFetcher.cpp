@@ -13,7 +13,6 @@
 #include "platform/AfxParseURL.h"
 #include "platform/CFile.h"
 #include "platform/CInternetSession.h"
-#include "platform/InternetQueryOption.h"
 #include "quillmoria/HTTPFetchSubscriber.h"
 #include "quillmoria/StatusTexts.h"
 
@@ -51,12 +50,6 @@ constexpr std::size_t kErrorTextBytes = 1024;
 constexpr std::size_t kSinkPieceBytes = 1999;
 constexpr std::size_t kShortBody = std::size_t{1} << 20;
 
-constexpr std::pair<std::uint32_t, std::uint32_t> kSessionOptions[] = {
-    {INTERNET_OPTION_CONNECT_TIMEOUT, 30 * 1000},
-    {INTERNET_OPTION_CONNECT_BACKOFF, 1000},
-    {INTERNET_OPTION_CONNECT_RETRIES, 1},
-};
-
 enum HttpStatus : std::int32_t {
   kOk = 200,
   kMovedPermanently = 301,
@@ -68,25 +61,6 @@ enum HttpStatus : std::int32_t {
 /// Compatibility.
 bool isRedirect(std::int32_t status) { return status == kMovedPermanently || status == kFound || status == kSeeOther; }
 
-SystemProxy proxyOf(const ProxySettings& settings) {
-  switch (settings.type) {
-    case INTERNET_OPEN_TYPE_PRECONFIG:
-      return InternetQueryProxy().value_or(SystemProxy{});
-    case INTERNET_OPEN_TYPE_PROXY:
-      return {settings.server + ":" + std::to_string(settings.port), ""};
-    default:
-      return {};
-  }
-}
-
-std::unique_ptr<FetchSession> makeSession(const char* agent, const ProxySettings& settings) {
-  SystemProxy proxy = proxyOf(settings);
-  auto session = std::make_unique<FetchSession>(agent, settings.type, std::move(proxy.name), std::move(proxy.bypass));
-  for (const auto& [option, value] : kSessionOptions) session->SetOption(option, value);
-  session->EnableStatusCallback(true);
-  return session;
-}
-
 /// The process's session, set up if there is none; on an exception there is still none. Compatibility: what
 /// the first fetch finds holds for all.
 std::shared_ptr<const SharedSession> sharedSession(const char* agent) {
@@ -96,9 +70,8 @@ std::shared_ptr<const SharedSession> sharedSession(const char* agent) {
   }();
   const MutexLock settingUp(fetchState->setUpMutex);
   if (!fetchState->session) {
-    auto shared = std::make_shared<SharedSession>();
-    shared->proxy = LoadProxySettings(baseFolder);
-    shared->session = makeSession(agent, shared->proxy);
+    std::shared_ptr<SharedSession> shared = quillmoria::makeSession(agent, baseFolder);
+    shared->session->EnableStatusCallback(true);
     fetchState->session = std::move(shared);
   }
   return fetchState->session;
@@ -169,11 +142,7 @@ class Download {
     request.connection = shared_->session->GetHttpConnection(host, port, userName_, password_);
     request.file = request.connection->OpenRequest(verb_, objectPath, flags_);
     request.file->AddRequestHeaders(kAcceptLine, HTTP_ADDREQ_FLAG_ADD_IF_NEW);
-    const ProxySettings& proxy = shared_->proxy;
-    if (proxy.type == INTERNET_OPEN_TYPE_PROXY && !proxy.userName.empty()) {
-      request.file->SetOption(INTERNET_OPTION_PROXY_USERNAME, proxy.userName);
-      request.file->SetOption(INTERNET_OPTION_PROXY_PASSWORD, proxy.password);
-    }
+    shared_->identifyToProxy(*request.file);
     return request;
   }
 

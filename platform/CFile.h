@@ -72,6 +72,9 @@ class CFile {
   /// Makes the time of the file's last use, where the system lets it, the present one. Under modeRead.
   void MarkUsed();
 
+  /// When the file was last written, in nanoseconds since 1970-01-01 00:00 UTC. Throws CFileException.
+  std::int64_t GetModificationTime() const;
+
   /// Bytes in the file. Throws CFileException.
   std::uint64_t GetLength() const;
 

@@ -22,19 +22,24 @@ inline constexpr std::int32_t INTERNET_OPEN_TYPE_PROXY = 3;  ///< the named prox
 inline constexpr std::uint32_t INTERNET_FLAG_EXISTING_CONNECT = 0x20000000;
 inline constexpr std::uint32_t INTERNET_FLAG_NO_CACHE_WRITE = 0x04000000;
 inline constexpr std::uint32_t INTERNET_FLAG_SECURE = 0x00800000;
+inline constexpr std::uint32_t INTERNET_FLAG_TENTATIVE = 0x00000001;  ///< nobody knows whether TLS is spoken there
 inline constexpr std::uint32_t HTTP_ADDREQ_FLAG_ADD_IF_NEW = 0x10000000;
 
-// Options. The first three are the platform's own, the others bound what a server can do to us.
+// Options. Those below 1000 are the platform's own, the others bound what a server can do to us.
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_TIMEOUT = 2;  ///< ms a connection may take; 60,000
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_RETRIES = 3;  ///< attempts to get a connection; 5
 inline constexpr std::uint32_t INTERNET_OPTION_CONNECT_BACKOFF = 4;  ///< ms between them; 5,000
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_USERNAME = 43;
 inline constexpr std::uint32_t INTERNET_OPTION_PROXY_PASSWORD = 44;
-inline constexpr std::uint32_t INTERNET_OPTION_IDLE_TIMEOUT = 1001;  ///< ms without a byte; 30,000
-inline constexpr std::uint32_t INTERNET_OPTION_SLOW_PERIOD = 1002;   ///< ms over which the rate is taken; 60,000
-inline constexpr std::uint32_t INTERNET_OPTION_SLOW_BYTES = 1003;    ///< least bytes in it, once the first came; 1,024
+inline constexpr std::uint32_t INTERNET_OPTION_HTTP_DECODING = 65;  ///< not 0: asks for compressed bodies, decodes them
+inline constexpr std::uint32_t INTERNET_OPTION_ENABLE_HTTP_PROTOCOL = 148;  ///< HTTP_PROTOCOL_FLAG values; 0
+inline constexpr std::uint32_t INTERNET_OPTION_IDLE_TIMEOUT = 1001;         ///< ms without a byte; 30,000
+inline constexpr std::uint32_t INTERNET_OPTION_SLOW_PERIOD = 1002;          ///< ms over which the rate is taken; 60,000
+inline constexpr std::uint32_t INTERNET_OPTION_SLOW_BYTES = 1003;  ///< least bytes in it, once the first came; 1,024
 inline constexpr std::uint32_t INTERNET_OPTION_TRANSFER_TIMEOUT = 1004;  ///< ms in all; 600,000
 inline constexpr std::uint32_t INTERNET_OPTION_MAXIMUM_BODY = 1005;      ///< bytes of a body; 64 MiB
+
+inline constexpr std::uint32_t HTTP_PROTOCOL_FLAG_HTTP2 = 0x1;  ///< HTTP/2 where TLS offers it
 
 // Status values of OnStatusCallback.
 inline constexpr std::uint32_t INTERNET_STATUS_RESOLVING_NAME = 10;
@@ -56,7 +61,7 @@ inline constexpr std::uint32_t INTERNET_STATUS_REDIRECT = 110;
 ///
 /// Certificates are checked (SSL_CERT_FILE, if set when the session is made, replaces the system's authorities), no
 /// redirect is followed, and of a response only as much is held as one piece from the network. Every call but the
-/// destructor throws CInternetException on failure.
+/// destructor throws CInternetException on failure. Sizes of a body are those of the decoded one, if it is decoded.
 class CHttpFile {
  public:
   virtual ~CHttpFile();
@@ -78,8 +83,8 @@ class CHttpFile {
   /// that sends more than 256 KiB of them has failed.
   virtual std::string QueryInfoRawHeaders() const = 0;
 
-  /// Bytes that the body of the last response has, as its header lines say; at most INTERNET_OPTION_MAXIMUM_BODY, and 0
-  /// if they say nothing.
+  /// Bytes that the body of the last response has before it is decoded, as its header lines say; at most
+  /// INTERNET_OPTION_MAXIMUM_BODY, and 0 if they say nothing.
   virtual std::size_t QueryInfoContentLength() const = 0;
 
   /// Reads up to `count` bytes of the body as soon as some are there; 0 at its end. A body that ends before its stated
@@ -101,8 +106,9 @@ class CHttpConnection {
   virtual ~CHttpConnection();
 
   /// A request for `objectPath`, to which a leading "/" is added where it has none. Bytes that may not stand in a
-  /// request line are percent-encoded. INTERNET_FLAG_SECURE asks for https; other flags mean nothing here. Throws
-  /// CInternetException for more than 1 MiB.
+  /// request line are percent-encoded. INTERNET_FLAG_SECURE asks for https. With INTERNET_FLAG_TENTATIVE as well the
+  /// connection may take 10 s, and the failure is ERROR_INTERNET_CANNOT_CONNECT where the host is known but no TLS has
+  /// answered. Other flags mean nothing here. Throws CInternetException for more than 1 MiB.
   virtual std::unique_ptr<CHttpFile> OpenRequest(std::string_view verb, std::string_view objectPath,
                                                  std::uint32_t flags) = 0;
 };
@@ -115,7 +121,8 @@ class CHttpConnection {
 ///     request->SendRequest();
 ///     while (std::size_t n = request->Read(buffer, sizeof buffer)) use(buffer, n);
 ///
-/// Only http and https, HTTP/1.1. Any number of threads may have requests under way; options are set before the first.
+/// Only http and https, HTTP/1.1 unless an option allows more. Any number of threads may have requests under way;
+/// options are set before the first.
 class CInternetSession {
  public:
   /// `agent` is the User-Agent of requests that bring none. `proxyName` ("host:port") and `proxyBypass` (hosts

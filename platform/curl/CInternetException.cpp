@@ -2,7 +2,8 @@
 
 #include <utility>
 
-CInternetException::CInternetException(std::string message) : message_(std::move(message)) {}
+CInternetException::CInternetException(std::string message, std::uint32_t error)
+    : m_dwError(error), message_(std::move(message)) {}
 
 bool CInternetException::GetErrorMessage(std::string& text, std::size_t size) const {
   if (message_.empty() || size == 0) return false;

@@ -28,6 +28,8 @@ constexpr std::pair<std::uint32_t, std::uint32_t SessionOptions::*> kOptions[] =
     {INTERNET_OPTION_SLOW_BYTES, &SessionOptions::slowBytes},
     {INTERNET_OPTION_TRANSFER_TIMEOUT, &SessionOptions::transferTimeout},
     {INTERNET_OPTION_MAXIMUM_BODY, &SessionOptions::maximumBody},
+    {INTERNET_OPTION_HTTP_DECODING, &SessionOptions::decoding},
+    {INTERNET_OPTION_ENABLE_HTTP_PROTOCOL, &SessionOptions::protocols},
 };
 
 /// The proxy that the list `name` ("http=… https=…", or one for all) has for `scheme`; empty: none.
@@ -75,8 +77,7 @@ class HttpConnection : public CHttpConnection {
 
   std::unique_ptr<CHttpFile> OpenRequest(std::string_view verb, std::string_view objectPath,
                                          std::uint32_t flags) override {
-    return std::make_unique<quillmoria::HttpRequest>(session_, state_, destination_, verb, objectPath,
-                                                     (flags & INTERNET_FLAG_SECURE) != 0);
+    return std::make_unique<quillmoria::HttpRequest>(session_, state_, destination_, verb, objectPath, flags);
   }
 
  private:

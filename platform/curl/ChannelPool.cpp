@@ -21,7 +21,7 @@ constexpr std::ptrdiff_t kMaxIdleChannels = 16;
 class Share {
  public:
   Share() : handle_(curl_share_init()) {
-    if (!handle_) throw CInternetException("Out of memory");
+    if (!handle_) throw CInternetException("Out of memory", ERROR_NOT_ENOUGH_MEMORY);
     curl_share_setopt(handle(), CURLSHOPT_USERDATA, this);
     curl_share_setopt(handle(), CURLSHOPT_LOCKFUNC, lock);
     curl_share_setopt(handle(), CURLSHOPT_UNLOCKFUNC, unlock);
@@ -106,13 +106,15 @@ void Network::atExit() {
 
 Channel::Channel(std::shared_ptr<Share> share) : share_(std::move(share)), multi_(curl_multi_init()) {
   // Without descriptors for this it would work, but nobody could cut it off.
-  if (!multi_ || curl_multi_wakeup(multi()) != CURLM_OK) throw CInternetException("Out of memory or descriptors");
+  if (!multi_ || curl_multi_wakeup(multi()) != CURLM_OK) {
+    throw CInternetException("Out of memory or descriptors", ERROR_NOT_ENOUGH_MEMORY);
+  }
   curl_multi_setopt(multi(), CURLMOPT_MAXCONNECTS, 1L);
 }
 
 void Channel::renewEasy() {
   easy_.reset(curl_easy_init());
-  if (!easy_) throw CInternetException("Out of memory");
+  if (!easy_) throw CInternetException("Out of memory", ERROR_NOT_ENOUGH_MEMORY);
   curl_easy_setopt(easy(), CURLOPT_SHARE, share_->handle());
 }
 
@@ -196,7 +198,9 @@ bool areTransfersCutOff() {
 }
 
 void checkCutOff() {
-  if (areTransfersCutOff()) throw CInternetException("The transfer was cut off");
+  if (areTransfersCutOff()) {
+    throw CInternetException("The transfer was cut off", ERROR_INTERNET_OPERATION_CANCELLED);
+  }
 }
 
 }  // namespace quillmoria

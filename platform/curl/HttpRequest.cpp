@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <iterator>
 #include <utility>
 
 #include "platform/Socket.h"
@@ -16,6 +17,8 @@ using Milliseconds = std::chrono::milliseconds;
 
 constexpr std::size_t kMaxTargetBytes = std::size_t{1} << 20;  // libcurl sends no more
 constexpr int kDrainSteps = 4;
+constexpr std::uint32_t kTentativeTimeoutMs = 10'000;
+constexpr std::size_t kMaxCodings = 2;
 constexpr long kSwitchingProtocols = 101;
 constexpr long kUnauthorized = 401;
 constexpr long kProxyAuthenticationRequired = 407;
@@ -42,13 +45,30 @@ std::string encodeTarget(std::string_view target) {
   return encoded;
 }
 
-[[noreturn]] void throwTooLargeBody() { throw CInternetException("The body is too large"); }
+[[noreturn]] void throwTooLargeBody() { throw CInternetException("The body is too large", ERROR_FILE_TOO_LARGE); }
+
+constexpr std::pair<CURLcode, std::uint32_t> kErrors[] = {
+    {CURLE_OUT_OF_MEMORY, ERROR_NOT_ENOUGH_MEMORY},
+    {CURLE_COULDNT_CONNECT, ERROR_INTERNET_CANNOT_CONNECT},
+    {CURLE_BAD_CONTENT_ENCODING, ERROR_INTERNET_DECODING_FAILED},
+    {CURLE_UNSUPPORTED_PROTOCOL, ERROR_HTTP_INVALID_SERVER_RESPONSE},
+    {CURLE_WEIRD_SERVER_REPLY, ERROR_HTTP_INVALID_SERVER_RESPONSE},
+    {CURLE_PEER_FAILED_VERIFICATION, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_CONNECT_ERROR, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_CERTPROBLEM, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_CIPHER, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_CACERT_BADFILE, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_ISSUER_ERROR, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_CRL_BADFILE, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_INVALIDCERTSTATUS, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+    {CURLE_SSL_PINNEDPUBKEYNOTMATCH, ERROR_INTERNET_SECURITY_CHANNEL_ERROR},
+};
 
 }  // namespace
 
 void HeaderList::append(const std::string& line) {
   curl_slist* const longer = curl_slist_append(first_.get(), line.c_str());
-  if (!longer) throw CInternetException("Out of memory");
+  if (!longer) throw CInternetException("Out of memory", ERROR_NOT_ENOUGH_MEMORY);
   static_cast<void>(first_.release());
   first_.reset(longer);
 }
@@ -62,13 +82,14 @@ bool HeaderList::hasName(std::string_view name) const {
 }
 
 HttpRequest::HttpRequest(CInternetSession& session, SessionState& state, Destination destination, std::string_view verb,
-                         std::string_view objectPath, bool isSecure)
+                         std::string_view objectPath, std::uint32_t flags)
     : session_(session),
       state_(state),
       destination_(std::move(destination)),
       verb_(verb),
-      isSecure_(isSecure),
-      server_((isSecure ? "https://" : "http://") + destination_.host + ":" + std::to_string(destination_.port)),
+      isSecure_((flags & INTERNET_FLAG_SECURE) != 0),
+      isTentative_(isSecure_ && (flags & INTERNET_FLAG_TENTATIVE) != 0),
+      server_((isSecure_ ? "https://" : "http://") + destination_.host + ":" + std::to_string(destination_.port)),
       target_(encodeTarget(objectPath)) {
   notify(INTERNET_STATUS_HANDLE_CREATED);
 }
@@ -166,12 +187,15 @@ void HttpRequest::configure() {
   set(CURLOPT_ERRORBUFFER, errorText_);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+  const bool mayBeHttp2 = (options().protocols & HTTP_PROTOCOL_FLAG_HTTP2) != 0;
+  set(CURLOPT_HTTP_VERSION, long{mayBeHttp2 ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1});
+  if (options().decoding) set(CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl knows
   set(CURLOPT_PATH_AS_IS, 1L);
   // Whoever sent a request on a connection that holds bytes already would take them for the response.
   set(CURLOPT_FRESH_CONNECT, long{hasInput(channel_->keptSocket)});
   set(CURLOPT_QUICK_EXIT, 1L);  // a name look-up that takes too long is left behind, not waited for
-  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options().connectTimeout));
+  const std::uint32_t most = isTentative_ ? kTentativeTimeoutMs : UINT32_MAX;
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(options().connectTimeout, most)));
   set(CURLOPT_URL, (server_ + target_).c_str());
   set(CURLOPT_CUSTOMREQUEST, verb_.c_str());
   set(CURLOPT_USERAGENT, state_.agent.c_str());
@@ -217,6 +241,10 @@ void HttpRequest::configureCallbacks() {
   set(CURLOPT_HEADERDATA, this);
   set(CURLOPT_WRITEFUNCTION, &onBody);
   set(CURLOPT_WRITEDATA, this);
+  if (!isTentative_) return;
+  set(CURLOPT_DEBUGFUNCTION, &onTlsBytes);
+  set(CURLOPT_DEBUGDATA, this);
+  set(CURLOPT_VERBOSE, 1L);
 }
 
 void HttpRequest::begin() {
@@ -273,12 +301,38 @@ bool HttpRequest::poll(TransferDeadlines::Clock::time_point until) {
 
 /// The transfer has ended: throws if that was before its proper end.
 void HttpRequest::checkEnd() {
-  if (result_ != CURLE_OK) throw CInternetException(*errorText_ ? errorText_ : curl_easy_strerror(*result_));
+  if (result_ != CURLE_OK) {
+    throw CInternetException(*errorText_ ? errorText_ : curl_easy_strerror(*result_), errorOf(*result_));
+  }
   if (status_ != 0) return;
   // Credentials could have answered this response, but libcurl knows none of the ways it asks for.
   const long status = responseCode();
-  if (!head_.isEnded() || status < 200) throw CInternetException("The response ended within its header lines");
+  if (!head_.isEnded() || status < 200) {
+    throw CInternetException("The response ended within its header lines");
+  }
   finalHeaders(status);
+}
+
+std::uint32_t HttpRequest::errorOf(CURLcode result) const {
+  if (hasNoTlsAnswered(result)) return ERROR_INTERNET_CANNOT_CONNECT;
+  const auto known = std::ranges::find(kErrors, result, &std::pair<CURLcode, std::uint32_t>::first);
+  return known != std::end(kErrors) ? known->second : ERROR_INTERNET_CONNECTION_ABORTED;
+}
+
+bool HttpRequest::hasNoTlsAnswered(CURLcode result) const {
+  constexpr CURLcode kEnds[] = {CURLE_COULDNT_CONNECT, CURLE_SSL_CONNECT_ERROR, CURLE_OPERATION_TIMEDOUT,
+                                CURLE_RECV_ERROR, CURLE_SEND_ERROR};
+  return isTentative_ && !isResolving_ && !isConnected_ && !hasTlsAnswered_ &&
+         std::ranges::find(kEnds, result) != std::end(kEnds);
+}
+
+/// Each coding may grow what comes to the next one, which nobody counts, and takes memory of its own: up to 128 MiB for
+/// zstd.
+void HttpRequest::refuseLongCodings() const {
+  const std::vector<std::string> codings = contentCodings(head_.lines());
+  if (codings.size() > kMaxCodings || std::ranges::count(codings, "zstd") > 1) {
+    throw CInternetException("The body is encoded too often", ERROR_INTERNET_DECODING_FAILED);
+  }
 }
 
 /// Whether there are bytes to be read, once some have come or the body has ended.
@@ -365,7 +419,9 @@ void HttpRequest::endOfHeaders() {
   const bool isRefusal = status == kUnauthorized || status == kProxyAuthenticationRequired;
   if (isRefusal && mayAnswer(status)) return;
   if (!isConnected_) {
-    if (isRefusal) throw CInternetException("The proxy has refused the credentials");
+    if (isRefusal) {
+      throw CInternetException("The proxy has refused the credentials", ERROR_INTERNET_INCORRECT_PASSWORD);
+    }
     return;
   }
   const bool isProvisional = status < 200 && status != kSwitchingProtocols;
@@ -382,6 +438,7 @@ bool HttpRequest::mayAnswer(long status) {
 }
 
 void HttpRequest::finalHeaders(long status) {
+  if (options().decoding) refuseLongCodings();
   status_ = status;
   notify(INTERNET_STATUS_RESPONSE_RECEIVED);
 }
@@ -418,6 +475,14 @@ int HttpRequest::onClose(void* channel, curl_socket_t socket) noexcept {
 int HttpRequest::onConnected(void* request, char* address, char*, int, int) noexcept {
   auto& self = *static_cast<HttpRequest*>(request);
   return self.guarded([&] { self.connected(address); }) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+}
+
+/// What a TLS record begins with: its kind and the first byte of its version.
+int HttpRequest::onTlsBytes(CURL*, curl_infotype type, char* bytes, std::size_t count, void* request) noexcept {
+  constexpr std::size_t kRecordHead = 5;
+  const bool isRecord = count >= kRecordHead && bytes[0] >= 20 && bytes[0] <= 23 && bytes[1] == 3;
+  if (type == CURLINFO_SSL_DATA_IN && isRecord) static_cast<HttpRequest*>(request)->hasTlsAnswered_ = true;
+  return 0;
 }
 
 std::size_t HttpRequest::onHeader(char* bytes, std::size_t, std::size_t count, void* request) noexcept {

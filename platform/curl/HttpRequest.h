@@ -45,7 +45,7 @@ class HttpRequest : public CHttpFile {
  public:
   /// `objectPath` gets a leading "/" where it has none.
   HttpRequest(CInternetSession& session, SessionState& state, Destination destination, std::string_view verb,
-              std::string_view objectPath, bool isSecure);
+              std::string_view objectPath, std::uint32_t flags);
   HttpRequest(const HttpRequest&) = delete;
   HttpRequest& operator=(const HttpRequest&) = delete;
   ~HttpRequest() override { HttpRequest::Close(); }
@@ -80,6 +80,9 @@ class HttpRequest : public CHttpFile {
   void perform();
   bool poll(TransferDeadlines::Clock::time_point until);
   void checkEnd();
+  std::uint32_t errorOf(CURLcode result) const;
+  bool hasNoTlsAnswered(CURLcode result) const;
+  void refuseLongCodings() const;
   bool fill();
   curl_off_t statedLength() const;
   long responseCode() const;
@@ -101,6 +104,7 @@ class HttpRequest : public CHttpFile {
   static curl_socket_t onOpen(void* request, curlsocktype, curl_sockaddr* address) noexcept;
   static int onClose(void* channel, curl_socket_t socket) noexcept;
   static int onConnected(void* request, char* address, char*, int, int) noexcept;
+  static int onTlsBytes(CURL*, curl_infotype type, char* bytes, std::size_t count, void* request) noexcept;
   static std::size_t onHeader(char* bytes, std::size_t, std::size_t count, void* request) noexcept;
   static std::size_t onBody(char* bytes, std::size_t, std::size_t count, void* request) noexcept;
 
@@ -109,6 +113,7 @@ class HttpRequest : public CHttpFile {
   const Destination destination_;
   const std::string verb_;
   const bool isSecure_;
+  const bool isTentative_;
   const std::string server_;
   const std::string target_;
   HeaderList headers_;
@@ -124,6 +129,7 @@ class HttpRequest : public CHttpFile {
 
   bool isResolving_ = false;
   bool isConnecting_ = false;
+  bool hasTlsAnswered_ = false;
   bool isConnected_ = false;  ///< to the server, through the proxy's tunnel if there is one
   bool isSending_ = false;
   bool isRefusedForGood_ = false;

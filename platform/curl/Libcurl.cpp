@@ -52,7 +52,7 @@ Libcurl::Stay Libcurl::enter() noexcept {
 
 Libcurl::Stay Libcurl::enterOrThrow() {
   Stay stay = enter();
-  if (!stay) throw CInternetException("The transfer was cut off");
+  if (!stay) throw CInternetException("The transfer was cut off", ERROR_INTERNET_OPERATION_CANCELLED);
   return stay;
 }
 

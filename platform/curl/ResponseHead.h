@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillmoria {
 
@@ -11,6 +12,9 @@ std::string_view withoutLineEnd(std::string_view line);
 
 /// What stands before the colon of a header line; the whole line if there is none.
 std::string_view nameOf(std::string_view headerLine);
+
+/// The content codings that `headerLines` name, in lower case, the one that was applied first at the front.
+std::vector<std::string> contentCodings(std::string_view headerLines);
 
 /// The header lines of the response that comes last, out of those of all responses to one request: provisional ones,
 /// those of a proxy that opens a tunnel, refusals that are answered.

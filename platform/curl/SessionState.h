@@ -18,6 +18,8 @@ struct SessionOptions {
   std::uint32_t slowBytes = 1'024;
   std::uint32_t transferTimeout = 600'000;
   std::uint32_t maximumBody = 64 << 20;
+  std::uint32_t decoding = 0;
+  std::uint32_t protocols = 0;
 };
 
 /// What the requests of one session share.

@@ -213,6 +213,13 @@ void CFile::MarkUsed() {
   if (handle_) ::futimens(handle_->read.get(), kUsedNow);
 }
 
+std::int64_t CFile::GetModificationTime() const {
+  constexpr std::int64_t kNanoseconds = 1'000'000'000;
+  struct stat state;
+  if (!handle_ || ::fstat(handle_->read.get(), &state) != 0) throw CFileException("file has no time");
+  return std::int64_t{state.st_mtim.tv_sec} * kNanoseconds + state.st_mtim.tv_nsec;
+}
+
 std::uint64_t CFile::GetLength() const {
   struct stat state;
   if (!handle_ || ::fstat(handle_->read.get(), &state) != 0) throw CFileException("file has no length");
