@@ -1,12 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
+#include "modern/FeedFetch.h"
 #include "records/NewsSource.h"
 
 namespace quillmoria {
 
-/// Feeds as the web of today gives them, kept below one base folder.
+/// Feeds as the web of today gives them, kept below one base folder. One for each pull.
 class ModernSource : public NewsSource {
  public:
   explicit ModernSource(std::string baseFolder);
@@ -17,7 +19,7 @@ class ModernSource : public NewsSource {
   void settle(RSSObject& news) noexcept override;
 
  private:
-  const std::string baseFolder_;
+  const FetchPlace place_;
 };
 
 }  // namespace quillmoria

@@ -1,6 +1,7 @@
 #include "platform/ModuleEntry.h"
 
 #include "engine/EngineState.h"
+#include "modern/web/WebState.h"
 #include "net/FetchState.h"
 #include "opml/OPMLState.h"
 #include "platform/CInternetSession.h"
@@ -28,6 +29,7 @@ void buildModuleObjects() {
   CInternetSession::SetShutDown(atExit);
   fetchState.build();
   imageDownloads.build();
+  webState.build();
   opmlState.build();
   engineState.build(atExit);
 }
@@ -37,6 +39,7 @@ void closeModuleObjects() {
   if (!shutDown()) return;
   engineState->close();
   opmlState->close();
+  webState->close();
   imageDownloads->close();
   fetchState->close();
 }

@@ -1,0 +1,54 @@
+#include "modern/web/FeedMemory.h"
+
+#include <algorithm>
+
+#include "modern/web/Due.h"
+
+namespace quillmoria {
+namespace {
+
+constexpr std::int32_t kMovedFailures = 3;
+
+bool isFeed(Outcome outcome) { return outcome == Outcome::Fetched || outcome == Outcome::NotModified; }
+
+void noteFeed(FeedFacts& facts, const FetchReport& report) {
+  const bool isNew = report.outcome == Outcome::Fetched;
+  if (isNew) {
+    facts.rules = report.rules;
+    facts.format = report.format;
+  }
+  if (isNew || report.freshFor >= 0) facts.freshFor = report.freshFor;
+  facts.movedTo = report.movedTo;
+  facts.movedFailures = 0;
+  facts.failures = 0;
+  facts.isGone = false;
+  facts.nextDue = dueAfterFeed(report.asked, facts.freshFor, facts.rules, report.notBefore);
+}
+
+/// An address that was remembered, and is gone, says nothing of the subscribed one.
+void noteFailure(FeedFacts& facts, const FetchReport& report) {
+  const bool hasAnswered = report.outcome != Outcome::NetworkError && report.outcome != Outcome::NoMemory;
+  if (hasAnswered) ++facts.failures;
+  if (report.wentToMovedTo && ++facts.movedFailures >= kMovedFailures) {
+    facts.movedTo.clear();
+    facts.movedFailures = 0;
+  }
+  facts.isGone = report.outcome == Outcome::Gone && !report.wentToMovedTo;
+  facts.nextDue = dueAfterFailure(report.asked, report.outcome, facts.failures, report.notBefore);
+}
+
+}  // namespace
+
+FeedFacts FeedFacts::after(const FetchReport& report) const {
+  FeedFacts facts = *this;
+  if (report.outcome == Outcome::NotAsked) {
+    facts.nextDue = std::max(facts.nextDue, report.notBefore);
+  } else if (isFeed(report.outcome)) {
+    noteFeed(facts, report);
+  } else {
+    noteFailure(facts, report);
+  }
+  return facts;
+}
+
+}  // namespace quillmoria
