@@ -15,6 +15,7 @@
 #include "modern/web/WebFetch.h"
 #include "modern/web/WebState.h"
 #include "net/FetchCall.h"
+#include "platform/CodePage.h"
 
 namespace quillmoria {
 namespace {
@@ -62,7 +63,7 @@ class Search {
     webState->noteFeedFrom(answer.origin);
     const FeedDetails* const details = read.news->GetDetails();
     const bool isNew = documents_.insert(answer.finalUrl).second;  // servers may give one feed at several places
-    if (isNew) add({read.news->channel.title, answer.lastingUrl, details ? typeOf(details->format) : ""});
+    if (isNew) add({wideToUtf8(read.news->channel.titleW), answer.lastingUrl, details ? typeOf(details->format) : ""});
     return true;
   }
 
