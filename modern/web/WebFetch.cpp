@@ -135,6 +135,7 @@ class WebFetch {
       file.SendRequest();
       return true;
     } catch (const CInternetException& error) {
+      if (const std::int32_t status = file.QueryInfoStatusCode()) answer_.httpStatus = status;
       if (!isTentative_ || error.m_dwError != ERROR_INTERNET_CANNOT_CONNECT) throw;
     }
     isTentative_ = false;

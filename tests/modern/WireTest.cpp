@@ -190,7 +190,7 @@ class Wire {
   std::string withoutTime(const std::string& text) const {
     constexpr std::string_view kBefore = "before ";
     const std::size_t time = text.find(kBefore);
-    return time == std::string::npos ? told(text) : text.substr(0, time + kBefore.size()) + "…";
+    return time == std::string::npos ? told(text) : text.substr(0, time + kBefore.size()) + "...";
   }
 
   std::string outcome(const RSSObject& news) const {
