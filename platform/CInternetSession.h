@@ -23,6 +23,7 @@ inline constexpr std::uint32_t INTERNET_FLAG_EXISTING_CONNECT = 0x20000000;
 inline constexpr std::uint32_t INTERNET_FLAG_NO_CACHE_WRITE = 0x04000000;
 inline constexpr std::uint32_t INTERNET_FLAG_SECURE = 0x00800000;
 inline constexpr std::uint32_t INTERNET_FLAG_TENTATIVE = 0x00000001;  ///< nobody knows whether TLS is spoken there
+inline constexpr std::uint32_t INTERNET_FLAG_RAW_DATA = 0x40000000;   ///< whatever the options, nothing is decoded
 inline constexpr std::uint32_t HTTP_ADDREQ_FLAG_ADD_IF_NEW = 0x10000000;
 
 // Options. Those below 1000 are the platform's own, the others bound what a server can do to us.

@@ -60,7 +60,7 @@ class WebFetch {
   WebAnswer run() {
     try {
       goTo(start());
-      while (next_) ask(*std::exchange(next_, std::nullopt));
+      while (next_) askDecodedOrNot(*std::exchange(next_, std::nullopt));
     } catch (const CInternetException& error) {
       fail(error);
     } catch (const std::bad_alloc&) {
@@ -93,6 +93,17 @@ class WebFetch {
     return order_.address.url;
   }
 
+  /// Servers name codings that the body does not have, or that are none.
+  void askDecodedOrNot(const WebUrl& url) {
+    try {
+      return ask(url);
+    } catch (const CInternetException& error) {
+      if (error.m_dwError != ERROR_INTERNET_DECODING_FAILED || std::exchange(isRaw_, true)) throw;
+    }
+    answer_.body.clear();
+    ask(url);
+  }
+
   void ask(const WebUrl& url) {
     const std::string origin = url.origin();
     answer_.asked = CTime::GetCurrentTime().GetTime();
@@ -113,8 +124,8 @@ class WebFetch {
     Request request;
     request.connection = session.session->GetHttpConnection(url.host, url.port, isHome ? userName.c_str() : nullptr,
                                                             isHome ? password.c_str() : nullptr);
-    const std::uint32_t flags =
-        (url.isSecure ? INTERNET_FLAG_SECURE : 0) | (isTentative_ ? INTERNET_FLAG_TENTATIVE : 0);
+    const std::uint32_t flags = (url.isSecure ? INTERNET_FLAG_SECURE : 0) |
+                                (isTentative_ ? INTERNET_FLAG_TENTATIVE : 0) | (isRaw_ ? INTERNET_FLAG_RAW_DATA : 0);
     request.file = request.connection->OpenRequest("GET", url.object, flags);
     session.identifyToProxy(*request.file);
     addField(*request.file, "Accept", order_.accept);
@@ -246,6 +257,7 @@ class WebFetch {
   std::string asked_;         ///< the first address
   std::string home_;          ///< the server that the credentials were given for
   bool isTentative_ = false;  ///< the next request is for an address that was given without a scheme
+  bool isRaw_ = false;        ///< nothing is decoded
   bool isMoved_ = true;       ///< all redirects so far were for good
   std::string movedTo_;       ///< where the last one of those led
   std::size_t admitted_ = 0;  ///< bytes of a body

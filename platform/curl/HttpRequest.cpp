@@ -89,6 +89,7 @@ HttpRequest::HttpRequest(CInternetSession& session, SessionState& state, Destina
       verb_(verb),
       isSecure_((flags & INTERNET_FLAG_SECURE) != 0),
       isTentative_(isSecure_ && (flags & INTERNET_FLAG_TENTATIVE) != 0),
+      decodes_(state.options.decoding != 0 && (flags & INTERNET_FLAG_RAW_DATA) == 0),
       server_((isSecure_ ? "https://" : "http://") + destination_.host + ":" + std::to_string(destination_.port)),
       target_(encodeTarget(objectPath)) {
   notify(INTERNET_STATUS_HANDLE_CREATED);
@@ -189,7 +190,7 @@ void HttpRequest::configure() {
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   const bool mayBeHttp2 = (options().protocols & HTTP_PROTOCOL_FLAG_HTTP2) != 0;
   set(CURLOPT_HTTP_VERSION, long{mayBeHttp2 ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1});
-  if (options().decoding) set(CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl knows
+  if (decodes_) set(CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl knows
   set(CURLOPT_PATH_AS_IS, 1L);
   // Whoever sent a request on a connection that holds bytes already would take them for the response.
   set(CURLOPT_FRESH_CONNECT, long{hasInput(channel_->keptSocket)});
@@ -331,7 +332,7 @@ bool HttpRequest::hasNoTlsAnswered(CURLcode result) const {
 void HttpRequest::refuseLongCodings() const {
   const std::vector<std::string> codings = contentCodings(head_.lines());
   if (codings.size() > kMaxCodings || std::ranges::count(codings, "zstd") > 1) {
-    throw CInternetException("The body is encoded too often", ERROR_INTERNET_DECODING_FAILED);
+    throw CInternetException("The body is encoded too often", ERROR_HTTP_INVALID_SERVER_RESPONSE);
   }
 }
 
@@ -438,7 +439,7 @@ bool HttpRequest::mayAnswer(long status) {
 }
 
 void HttpRequest::finalHeaders(long status) {
-  if (options().decoding) refuseLongCodings();
+  if (decodes_) refuseLongCodings();
   status_ = status;
   notify(INTERNET_STATUS_RESPONSE_RECEIVED);
 }

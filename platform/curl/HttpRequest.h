@@ -114,6 +114,7 @@ class HttpRequest : public CHttpFile {
   const std::string verb_;
   const bool isSecure_;
   const bool isTentative_;
+  const bool decodes_;
   const std::string server_;
   const std::string target_;
   HeaderList headers_;

@@ -56,7 +56,7 @@ void ResponseHead::count(std::size_t bytes) {
 void ResponseHead::add(std::string_view line) {
   const std::string_view text = withoutLineEnd(line);
   if (isForeignCoding(text)) {
-    throw CInternetException("The transfer coding is unknown", ERROR_INTERNET_DECODING_FAILED);
+    throw CInternetException("The transfer coding is unknown", ERROR_HTTP_INVALID_SERVER_RESPONSE);
   }
   if (std::exchange(isEnded_, text.empty())) lines_.clear();
   if (!text.empty()) lines_.append(text).append("\r\n");
