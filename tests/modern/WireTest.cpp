@@ -95,7 +95,10 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 /// what they bring about.
 class Wire {
  public:
-  Wire() { webState.build(); }
+  Wire() {
+    webState.build();
+    a_.http.closeOnTls();
+  }
 
   std::string run(const std::string& commandLine) {
     const std::string line = unescaped(commandLine);

@@ -71,7 +71,7 @@ void LoopbackServer::serveConnection(int socket) {
   for (ssize_t n; (n = recv(socket, buffer, sizeof buffer, 0)) > 0;) {
     input.append(buffer, static_cast<std::size_t>(n));
     constexpr char kTlsHandshake = 0x16;
-    if (input.front() == kTlsHandshake) break;  // which it does not speak
+    if (closesOnTls_ && input.front() == kTlsHandshake) break;
     for (std::size_t end; (end = input.find("\r\n\r\n")) != std::string::npos;) {
       const std::string head = input.substr(0, end + 4);
       input.erase(0, end + 4);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -51,6 +52,9 @@ class LoopbackServer {
   using Talk = std::function<bool(const std::string& head, const Send& send)>;
   void talk(const std::string& target, Talk talk);
 
+  /// Lets go of whoever begins to speak TLS, and does not wait for the end of a request.
+  void closeOnTls() { closesOnTls_ = true; }
+
   std::uint16_t port() const { return port_; }
   std::string url(const std::string& target) const { return "http://127.0.0.1:" + std::to_string(port_) + target; }
 
@@ -63,6 +67,7 @@ class LoopbackServer {
   void serveConnection(int socket);
 
   int listener_;
+  std::atomic<bool> closesOnTls_ = false;
   std::uint16_t port_ = 0;
   mutable std::mutex mutex_;  ///< guards all below
   std::map<std::string, Talk> talks_;
