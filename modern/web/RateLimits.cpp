@@ -52,7 +52,7 @@ std::int64_t RateLimits::refused(const std::string& origin, std::int32_t status,
     ++server.refusals;
     server.pull = pull;
   }
-  server.until = std::max(server.until, now + rest.value_or(restAfter(server.refusals)));
+  server.until = std::max(server.until, now + (rest ? *rest : restAfter(server.refusals)));
   return server.until;
 }
 
