@@ -123,6 +123,7 @@ void ask(const PictureOrder& order, WebAddress address, const PictureFile& file,
   web.pull = order.pull;
   web.accept = kAcceptPictures;
   web.maxBytes = kMaxImageBytes;
+  web.isCounted = false;  // the feed is there already
   const WebAnswer answer = fetchFromWeb(web);
   if (answer.outcome == Outcome::NotAsked || answer.wasCutOff) return;
   facts.failedAt = 0;

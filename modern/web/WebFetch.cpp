@@ -209,7 +209,7 @@ class WebFetch {
 
   /// Makes room for a body of `bytes`.
   void reserve(std::size_t bytes) {
-    if (bytes > kShortBody && !FetchBudget::admits(bytes)) {
+    if (order_.isCounted && bytes > kShortBody && !FetchBudget::admits(bytes)) {
       throw CInternetException("The transfer was cut off", ERROR_INTERNET_OPERATION_CANCELLED);
     }
     answer_.body.reserve(bytes);

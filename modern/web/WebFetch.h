@@ -30,6 +30,7 @@ struct WebOrder {
   std::uint64_t pull = 0;  ///< WebState::beginPull
   const char* accept = kAcceptFeeds;
   std::size_t maxBytes = SIZE_MAX;  ///< of the body; the session has its own bound
+  bool isCounted = true;            ///< the body takes part in what fetches may take together (FetchBudget)
   int* requests = nullptr;          ///< how many may still be sent; null: any number
 };
 
