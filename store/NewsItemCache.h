@@ -13,7 +13,7 @@
 ///     std::unique_ptr<RSSObject> last(cache.LoadFeed(NewsItemCache::filePath(baseFolder, feed.name)));
 ///     if (last->itemCount < 0) complain(last->statusMessage);  // never stored, or not readable
 ///
-/// Holds nothing between calls. One thread at a time; the pull lock sees to that.
+/// Holds nothing between calls. One thread at a time stores; the pull lock sees to that. Any thread may read.
 class NewsItemCache {
  public:
   virtual ~NewsItemCache();

@@ -3,11 +3,13 @@
 #include <string>
 
 #include "modern/web/Due.h"
+#include "modern/web/HttpDate.h"
 #include "modern/web/RateLimits.h"
 #include "modern/web/ResponseFields.h"
 #include "modern/web/StatusTexts.h"
 #include "modern/web/WebAddress.h"
 #include "modern/web/WebFetch.h"
+#include "platform/Digest.h"
 #include "support/Table.h"
 
 using namespace quillmoria;
@@ -88,6 +90,11 @@ TEST(WebRules, TakeAddressesAsUsersWriteThem) {
     EXPECT_EQ(address->plainUrl ? address->plainUrl->text() : "", plainUrl) << text;
     EXPECT_EQ(address->userName + "|" + address->password, userName + "|" + password) << text;
   }
+}
+
+TEST(WebRules, NamePicturesAndTimesAsEverybodyDoes) {
+  EXPECT_EQ(sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(httpDate(784'111'777), "Sun, 06 Nov 1994 08:49:37 GMT");
 }
 
 TEST(WebRules, KeepValidatorsAsTheyCame) {

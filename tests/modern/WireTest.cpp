@@ -116,10 +116,10 @@ class Wire {
 
  private:
   struct Server {
-    LoopbackServer http;
     std::mutex mutex;
     std::map<std::string, std::vector<std::string>> answers;  ///< by target; the last one stays
     std::size_t told = 0;
+    LoopbackServer http;  // last, as its threads use the others
   };
 
   static const std::map<std::string, std::function<std::string(Wire&)>> kCommands;
