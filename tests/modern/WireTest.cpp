@@ -201,7 +201,8 @@ class Wire {
     const std::int32_t now = CTime::GetCurrentTime().GetTime();
     const auto minutesTo = [now](CTime time) { return std::to_string((time.GetTime() - now + 30) / 60); };
     std::string text = "  " + std::string(quillmoria::OutcomeName(details.outcome)) + " " +
-                       std::to_string(details.httpStatus) + " '" + withoutTime(news.statusMessage) + "' " +
+                       std::to_string(details.httpStatus) + " '" +
+                       (details.outcome == Outcome::NotAFeed ? "..." : withoutTime(news.statusMessage)) + "' " +
                        std::to_string(news.itemCount) + "/" + std::to_string(news.newItemCount);
     if (!details.movedTo.empty()) text += " moved " + told(details.movedTo);
     if (details.notBefore != CTime()) text += " rest " + minutesTo(details.notBefore);
