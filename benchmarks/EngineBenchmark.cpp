@@ -9,6 +9,7 @@
 #include "feed/FeedDates.h"
 #include "feed/FeedParseState.h"
 #include "platform/CodePage.h"
+#include "quillmoria/ParseFeed.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
 #include "support/TemporaryFolder.h"
@@ -37,6 +38,16 @@ void parse(benchmark::State& state, const std::string& document) {
   countBytes(state, document);
 }
 
+void parseModern(benchmark::State& state, const std::string& document) {
+  for (auto _ : state) benchmark::DoNotOptimize(ParseFeed(document, "", "http://example.org/")->itemCount);
+  countBytes(state, document);
+}
+
+/// The same with a fault behind the last item: the document is read twice.
+void parseBroken(benchmark::State& state, const std::string& document) {
+  parseModern(state, document.substr(0, document.rfind("</")) + "&</broken>");
+}
+
 /// The least that a parse can cost: expat with handlers that do nothing.
 void expat(benchmark::State& state, const std::string& document) {
   for (auto _ : state) {
@@ -62,6 +73,8 @@ void registerParses() {
       const std::string name = std::string("/") + format.name + "/" + size.name;
       benchmark::RegisterBenchmark(("expat" + name).c_str(), expat, document);
       benchmark::RegisterBenchmark(("parse" + name).c_str(), parse, document);
+      benchmark::RegisterBenchmark(("parseModern" + name).c_str(), parseModern, document);
+      benchmark::RegisterBenchmark(("parseBroken" + name).c_str(), parseBroken, document);
     }
   }
 }
@@ -72,6 +85,13 @@ void parseItems(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(parseItems)->RangeMultiplier(10)->Range(100, 100'000);
+
+void parseModernItems(benchmark::State& state) {
+  const std::string document = documentOfItems(kDocumentFormats[0], static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) benchmark::DoNotOptimize(ParseFeed(document, "", "")->itemCount);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(parseModernItems)->RangeMultiplier(10)->Range(100, 100'000);
 
 void matchAgainstAFullCache(benchmark::State& state) {
   const auto cached = parsedItems(state.range(0));

@@ -6,6 +6,8 @@
 
 #include "benchmarks/Documents.h"
 #include "feed/FeedParseState.h"
+#include "quillmoria/NewsDetails.h"
+#include "quillmoria/ParseFeed.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
 #include "support/TemporaryFolder.h"
@@ -24,6 +26,19 @@ std::unique_ptr<RSSObject> parsed(const DocumentFormat& format, bool isCounted) 
   isCounted ? counted(parse) : parse();
   feed->channel.feedName = "feed";
   return feed;
+}
+
+/// A parse by the modern rules, `work` without its "modern-"; with `fault`, of a document that is broken at its end.
+bool parseModern(std::string_view work, std::string_view fault) {
+  for (const DocumentFormat& format : kDocumentFormats) {
+    if (work != format.name) continue;
+    std::string document = documentOfItems(format, kItems);
+    if (!fault.empty()) document.replace(document.rfind("</"), std::string::npos, fault);
+    std::unique_ptr<RSSObject> feed;
+    counted([&] { feed = ParseFeed(document, "", "http://example.org/"); });
+    return feed->itemCount == kItems && feed->GetDetails()->wasRepaired == !fault.empty();
+  }
+  return false;
 }
 
 bool match() {
@@ -53,6 +68,9 @@ bool run(std::string_view work) {
   for (const DocumentFormat& format : kDocumentFormats) {
     if (work == format.name) return parsed(format, true)->itemCount == kItems;
   }
+  constexpr std::string_view kModern = "modern-";
+  if (work.starts_with(kModern)) return parseModern(work.substr(kModern.size()), "");
+  if (work == "broken") return parseModern("rss2", "&</broken>");
   if (work == "match") return match();
   if (work == "store") return store();
   return work == "load" && load();
@@ -60,5 +78,6 @@ bool run(std::string_view work) {
 
 }  // namespace
 
-/// instructions WORK: does WORK (rss2, rss1 or atom for a parse, match, store or load) once with 500 items.
+/// instructions WORK: does WORK once with 500 items: rss2, rss1 or atom for a classic parse, modern-rss2 and so on for
+/// a modern one, broken for one of a document that is read twice, match, store or load.
 int main(int argc, char** argv) { return argc == 2 && run(argv[1]) ? 0 : 1; }
