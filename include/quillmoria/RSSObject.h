@@ -40,8 +40,10 @@ enum ItemStatus : std::int32_t {
 /// Whoever makes an object or receives it in RSSSubscriber::NewsReceived owns it and deletes it. The engine does not
 /// change an object after it has delivered it. One thread at a time.
 ///
-/// Narrow strings that come from a document are UTF-8, exactly as the document has them; their wide twins, whose names
-/// end in `W`, are UTF-16.
+/// Narrow strings that come from a document are UTF-8; their wide twins, whose names end in `W`, are UTF-16. The
+/// comments on the records tell what the classic profile puts there, texts exactly as the document has them. In the
+/// modern one (Profile.h) titles, names and the channel's texts are plain, descriptions safe HTML, addresses absolute,
+/// dates moments with an empty suffix, and `items` holds all items.
 class QUILLMORIA_EXPORT RSSObject {
  public:
   /// The channel image. New records hold their reset values.
@@ -178,7 +180,7 @@ class QUILLMORIA_EXPORT RSSObject {
   std::int32_t itemCount = -1;              ///< meaningful entries of `items`; -1 if there is no finished document
   std::int32_t newItemCount = 0;            ///< items that were not in the cache before
   std::string statusMessage;                ///< one of StatusTexts.h, an error text of the network, or empty
-  std::vector<NewsItemStruct> parsedItems;  ///< all items in document order, those without an address included
+  std::vector<NewsItemStruct> parsedItems;  ///< classic: all items in document order, also those without an address
   CPicture* channelPicture = nullptr;       ///< owned, or null
   std::string category;                     ///< see GetCategory
   std::string baseFolder;                   ///< images are kept under it
