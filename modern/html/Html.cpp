@@ -40,6 +40,7 @@ void appendTextOfMarkup(std::string& out, std::string_view html) {
       droppedDepth = 1;
     } else if (element.is(kBreaking)) {
       appendCollapsed(out, " ");
+      if (isStart && element.is(kLiteral)) appendCollapsed(out, tokens.skipRawText(element.name));
     }
   }
 }

@@ -107,6 +107,7 @@ constexpr HtmlElement kElements[] = {
     {"tbody", kKept | kBreaking | kTablePart},
     {"td", kKept | kBreaking | kCell | kTablePart},
     {"template", kDropped},
+    {"textarea", kLiteral | kBreaking},
     {"tfoot", kKept | kBreaking | kTablePart},
     {"th", kKept | kBreaking | kCell | kTablePart},
     {"thead", kKept | kBreaking | kTablePart},
@@ -119,6 +120,7 @@ constexpr HtmlElement kElements[] = {
     {"var", kKept},
     {"video", kKept | kBlock | kBreaking},
     {"wbr", kKept | kEmpty},
+    {"xmp", kLiteral | kBlock | kBreaking},
 };
 static_assert(std::ranges::is_sorted(kElements, {}, &HtmlElement::name));
 

@@ -17,6 +17,7 @@ enum HtmlTrait : std::uint16_t {
   kForeign = 1 << 7,    ///< another language, which ends at the next block
   kCell = 1 << 8,       ///< of a table: nothing inside closes what is open outside
   kTablePart = 1 << 9,  ///< means something only inside of a table
+  kLiteral = 1 << 10,   ///< its contents are shown as they stand
 };
 
 struct HtmlElement {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 #include "xml/HtmlReferences.h"
 
@@ -10,7 +11,8 @@ namespace quillmoria {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-constexpr std::size_t kMaxNameBytes = 32;  ///< of a reference
+constexpr std::size_t kMaxNameBytes = 32;    ///< of a reference
+constexpr std::size_t kMaxAttributes = 256;  ///< of a tag: those behind are passed over
 constexpr char32_t kReplacement = 0xFFFD;
 
 constexpr bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
@@ -82,16 +84,33 @@ char32_t characterOfName(std::string_view name) {
   return characterOfHtmlName(name);
 }
 
-/// The names of old, those of Latin-1, count without a semicolon, too.
+/// Whether the reference counts without a semicolon, too: the names of old, those of Latin-1, do.
+bool mayLackSemicolon(std::string_view name, char32_t character) {
+  const bool isMarkup = character == '&' || character == '<' || character == '>' || character == '"';
+  return isMarkup || (character >= 0xA0 && character <= 0xFF && name != "half");
+}
+
+/// A name of old that other letters follow at once; only between tags is that a reference.
+Reference readBeginningOfName(std::string_view name) {
+  constexpr std::size_t kLongest = 6;
+  constexpr std::size_t kShortest = 2;
+  for (std::size_t size = std::min(name.size(), kLongest); size >= kShortest; --size) {
+    const char32_t character = characterOfName(name.substr(0, size));
+    if (character && mayLackSemicolon(name.substr(0, size), character)) return {size + 1, character};
+  }
+  return {};
+}
+
 Reference readName(std::string_view text, bool isValue) {
   std::size_t end = 1;
   while (end < std::min(text.size(), kMaxNameBytes) && (isLetter(text[end]) || isDigit(text[end]))) ++end;
-  const char32_t character = characterOfName(text.substr(1, end - 1));
-  if (!character) return {};
-  if (end < text.size() && text[end] == ';') return {end + 1, character};
-  const bool isFollowedByEquals = end < text.size() && text[end] == '=';
-  const bool mayLackIt = character <= 0xFF && character != '\'' && !(isValue && isFollowedByEquals);
-  return mayLackIt ? Reference{end, character} : Reference{};
+  const std::string_view name = text.substr(1, end - 1);
+  const std::string_view behind = text.substr(end);
+  const char32_t character = characterOfName(name);
+  if (character && behind.starts_with(';')) return {end + 1, character};
+  if (!isValue) return readBeginningOfName(name);
+  const bool isReference = character && mayLackSemicolon(name, character) && !behind.starts_with('=');
+  return isReference ? Reference{end, character} : Reference{};
 }
 
 }  // namespace
@@ -161,14 +180,15 @@ void HtmlTokens::readAttributes() {
 void HtmlTokens::readAttribute() {
   const auto isEnd = [](char c) { return isSpace(c) || c == '/' || c == '>' || c == '='; };
   const auto size = static_cast<std::size_t>(std::find_if(rest_.begin() + 1, rest_.end(), isEnd) - rest_.begin());
-  HtmlAttribute& attribute = token_.attributes.emplace_back();
-  attribute.name = rest_.substr(0, size);
+  HtmlAttribute attribute{rest_.substr(0, size), {}};
   rest_.remove_prefix(size);
   skipSpace();
-  if (rest_.empty() || rest_.front() != '=') return;
-  rest_.remove_prefix(1);
-  skipSpace();
-  attribute.value = readValue();
+  if (rest_.starts_with('=')) {
+    rest_.remove_prefix(1);
+    skipSpace();
+    attribute.value = readValue();
+  }
+  if (token_.attributes.size() < kMaxAttributes) token_.attributes.push_back(attribute);
 }
 
 std::string_view HtmlTokens::readValue() {
@@ -196,10 +216,12 @@ bool HtmlTokens::skipComment() {
   if (!rest_.starts_with("<!--")) return skipTo(">", 2);
   if (rest_.substr(4).starts_with(">")) return skipTo(">", 4);
   if (rest_.substr(4).starts_with("->")) return skipTo(">", 5);
-  const std::size_t plain = rest_.find("-->", 4);
-  // Looked for within what the usual end leaves, lest a text of such signs is looked through again and again.
-  const std::size_t odd = rest_.substr(0, plain).find("--!>", 4);
-  return odd < plain ? skipTo("--!>", odd) : skipTo("-->", 4);
+  // One pass for both ends: looking for each on its own would look through a text of many comments again and again.
+  for (std::size_t at = 4; (at = rest_.find("--", at)) != kNone; ++at) {
+    if (rest_.substr(at + 2).starts_with('>')) return skipTo(">", at);
+    if (rest_.substr(at + 2).starts_with("!>")) return skipTo(">", at);
+  }
+  return skipTo("-->", rest_.size());
 }
 
 bool HtmlTokens::skipTo(std::string_view end, std::size_t from) {
@@ -208,15 +230,17 @@ bool HtmlTokens::skipTo(std::string_view end, std::size_t from) {
   return false;
 }
 
-void HtmlTokens::skipRawText(std::string_view name) {
+std::string_view HtmlTokens::skipRawText(std::string_view name) {
   for (std::size_t at = 0; (at = rest_.find("</", at)) != kNone; at += 2) {
     const std::string_view tag = rest_.substr(at + 2);
     if (!startsWithWord(tag, name)) continue;
     const std::string_view behind = tag.substr(name.size());
     if (!behind.empty() && !isSpace(behind.front()) && behind.front() != '/' && behind.front() != '>') continue;
-    return rest_.remove_prefix(at);
+    const std::string_view passed = rest_.substr(0, at);
+    rest_.remove_prefix(at);
+    return passed;
   }
-  rest_ = {};
+  return std::exchange(rest_, {});
 }
 
 void appendResolved(std::string& out, std::string_view text, bool isValue) {

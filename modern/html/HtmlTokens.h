@@ -25,7 +25,7 @@ struct HtmlToken {
   HtmlTokenKind kind = HtmlTokenKind::End;
   std::string_view text;                  ///< of Text
   std::string name;                       ///< of a tag, in lower case
-  std::vector<HtmlAttribute> attributes;  ///< of a StartTag
+  std::vector<HtmlAttribute> attributes;  ///< of a StartTag, the first 256
 };
 
 /// Cuts a page into tokens as browsers do (HTML Living Standard, "Tokenization"): any text has some, and looks at each
@@ -44,8 +44,8 @@ class HtmlTokens {
   const HtmlToken& next();
 
   /// Passes over what follows, up to the end tag of `name`, in lower case, which is the next token then, or the end:
-  /// what is inside of elements such as `script` is no markup.
-  void skipRawText(std::string_view name);
+  /// what is inside of elements such as `script` is no markup. Gives what it has passed over.
+  std::string_view skipRawText(std::string_view name);
 
  private:
   bool readMarkup();

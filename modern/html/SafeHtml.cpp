@@ -56,6 +56,23 @@ static_assert(std::ranges::is_sorted(kAttributes, {}, &AttributeRule::name));
 constexpr std::string_view kPictureTypes[] = {"png", "gif", "jpeg", "jpg", "webp", "bmp", "avif", "x-icon"};
 constexpr std::string_view kDelayedSources[] = {"data-src", "data-lazy-src", "data-original", "data-orig-file"};
 
+struct TablePlace {
+  std::string_view part;
+  std::array<std::string_view, 5> within;  ///< the last one of these that is open stays open: there is always a table
+};
+
+constexpr TablePlace kTablePlaces[] = {
+    {"caption", {"table"}},
+    {"col", {"colgroup", "table"}},
+    {"colgroup", {"table"}},
+    {"tbody", {"table"}},
+    {"td", {"tr", "tbody", "thead", "tfoot", "table"}},
+    {"tfoot", {"table"}},
+    {"th", {"tr", "tbody", "thead", "tfoot", "table"}},
+    {"thead", {"table"}},
+    {"tr", {"tbody", "thead", "tfoot", "table"}},
+};
+
 constexpr std::size_t kMaxPictures = 32;  ///< of one srcset
 
 bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
@@ -226,6 +243,7 @@ void SafeHtmlWriter::startElement(HtmlTokens& tokens, const HtmlToken& tag) {
   if (element.is(kFrame)) return writeFrame(tag);
   if (!element.is(kKept)) {
     if (element.is(kBlock)) endParagraph();
+    if (element.is(kLiteral)) appendEscapedHtml(out_, tokens.skipRawText(element.name));
     return;
   }
   if (element.is(kTablePart) && !isInTable()) return;
@@ -275,7 +293,7 @@ void SafeHtmlWriter::endElement(std::string_view name) {
   for (std::size_t height = depth_; height > 0; --height) {
     const HtmlElement& open = *open_[height - 1];
     if (&open == &element || (isHeading(open.name) && isHeading(element.name))) return closeDownTo(height - 1);
-    if (open.is(kCell) && !element.is(kCell) && !element.is(kTablePart)) return;
+    if (open.name == "table" || (open.is(kCell) && !element.is(kCell) && !element.is(kTablePart))) return;
   }
 }
 
@@ -287,10 +305,16 @@ void SafeHtmlWriter::endImplied(const HtmlElement& element) {
   if (name == "dd" || name == "dt") return endLast({"dd", "dt"}, {"dl"});
   if (name == "a") return endLast({"a"}, {});
   if (isHeading(name) && depth_ > 0 && isHeading(open_[depth_ - 1]->name)) return closeDownTo(depth_ - 1);
-  if (!element.is(kTablePart)) return;
-  if (name == "td" || name == "th") return endLast({"td", "th", "caption"}, {"table"});
-  if (name == "tr") return endLast({"tr", "caption", "colgroup"}, {"table"});
-  if (name != "col") endLast({"thead", "tbody", "tfoot", "tr", "caption", "colgroup"}, {"table"});
+  if (element.is(kTablePart)) endUpToPlace(name);
+}
+
+/// Ends what is open inside of the part of the table that `part` goes into.
+void SafeHtmlWriter::endUpToPlace(std::string_view part) {
+  const auto* const place = std::ranges::find(kTablePlaces, part, &TablePlace::part);
+  if (place == std::end(kTablePlaces)) return;
+  std::size_t height = depth_;
+  while (height > 0 && std::ranges::find(place->within, open_[height - 1]->name) == place->within.end()) --height;
+  closeDownTo(height);
 }
 
 void SafeHtmlWriter::endParagraph() {
@@ -301,8 +325,7 @@ void SafeHtmlWriter::endParagraph() {
   }
 }
 
-/// Ends the outermost one of `names` that is open inside of the last one of `within`, or of a cell unless cells are
-/// meant.
+/// Ends the outermost one of `names` that is open inside of the last one of `within`, or of a cell.
 void SafeHtmlWriter::endLast(std::initializer_list<std::string_view> names,
                              std::initializer_list<std::string_view> within) {
   const auto isAmong = [](std::string_view name, std::initializer_list<std::string_view> all) {
@@ -314,7 +337,7 @@ void SafeHtmlWriter::endLast(std::initializer_list<std::string_view> names,
     if (isAmong(open.name, within)) break;
     if (isAmong(open.name, names)) {
       end = height - 1;
-    } else if (open.is(kCell) && within.size() != 1) {
+    } else if (open.is(kCell)) {
       break;
     }
   }

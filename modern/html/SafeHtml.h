@@ -29,6 +29,7 @@ class SafeHtmlWriter {
   bool isDropping(HtmlTokens& tokens, const HtmlToken& token, const HtmlElement& element);
 
   void endImplied(const HtmlElement& element);
+  void endUpToPlace(std::string_view part);
   void endParagraph();
   void endLast(std::initializer_list<std::string_view> names, std::initializer_list<std::string_view> within);
   void closeDownTo(std::size_t height);
