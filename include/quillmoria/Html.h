@@ -12,11 +12,11 @@ namespace quillmoria {
 ///
 ///     view.show("<article>" + SanitizeHtml(text, item.link) + "</article>");
 ///
-/// Elements and attributes that an allow-list does not name are gone, scripts, styles, forms and frames with what they
-/// hold; a frame that shows a video becomes a link to it. Addresses are those of http, https and mailto, and for images
-/// `data:image/`; relative ones are resolved against `baseUrl`, and go if that is no http or https address. The result
-/// is written anew: every element closed, everything escaped. It takes time in proportion to the text; nesting beyond
-/// 256 elements is flattened. Throws std::bad_alloc.
+/// Elements and attributes that an allow-list does not name are gone, scripts, styles and frames with what they hold,
+/// forms but for their text; a frame that shows a video becomes a link to it. Addresses are those of http, https and
+/// mailto, and for images `data:image/`; relative ones are resolved against `baseUrl`, and go if that is no http or
+/// https address. The result is written anew: every element closed, everything escaped. It takes time in proportion to
+/// the text; nesting beyond 256 elements is flattened. Throws std::bad_alloc.
 QUILLMORIA_EXPORT std::string SanitizeHtml(std::string_view html, std::string_view baseUrl = {});
 
 /// What a reader sees of `html`, in one line: tags gone, scripts and styles with what they hold, references resolved,

@@ -32,6 +32,8 @@ void appendTextOfMarkup(std::string& out, std::string_view html) {
     const bool isStart = token.kind == HtmlTokenKind::StartTag;
     if (isStart && element.is(kRaw)) {
       tokens.skipRawText(element.name);
+    } else if (isStart && token.isClosed && element.is(kForeign)) {
+      continue;
     } else if (dropped) {
       if (&element == dropped) droppedDepth += isStart ? 1 : std::size_t(-1);
       if (droppedDepth == 0 || (dropped->is(kForeign) && element.is(kBlock))) dropped = nullptr;

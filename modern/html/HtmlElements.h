@@ -23,6 +23,7 @@ enum HtmlTrait : std::uint16_t {
 struct HtmlElement {
   std::string_view name;
   std::uint16_t traits = 0;
+  std::string_view stead = {};  ///< what is kept in its stead
 
   bool is(HtmlTrait trait) const { return (traits & trait) != 0; }
 };

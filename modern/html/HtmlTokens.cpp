@@ -160,6 +160,7 @@ void HtmlTokens::readTag(HtmlTokenKind kind) {
   token_.name.assign(rest_.substr(0, size));
   std::ranges::transform(token_.name, token_.name.begin(), lower);
   token_.attributes.clear();
+  token_.isClosed = false;
   rest_.remove_prefix(size);
   readAttributes();
   if (rest_.empty()) {
@@ -171,7 +172,9 @@ void HtmlTokens::readTag(HtmlTokenKind kind) {
 
 void HtmlTokens::readAttributes() {
   for (;;) {
-    while (!rest_.empty() && (isSpace(rest_.front()) || rest_.front() == '/')) rest_.remove_prefix(1);
+    for (; !rest_.empty() && (isSpace(rest_.front()) || rest_.front() == '/'); rest_.remove_prefix(1)) {
+      token_.isClosed = rest_.starts_with("/>");
+    }
     if (rest_.empty() || rest_.front() == '>') return;
     readAttribute();
   }

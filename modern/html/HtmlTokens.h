@@ -26,6 +26,7 @@ struct HtmlToken {
   std::string_view text;                  ///< of Text
   std::string name;                       ///< of a tag, in lower case
   std::vector<HtmlAttribute> attributes;  ///< of a StartTag, the first 256
+  bool isClosed = false;                  ///< of a StartTag: it ends in "/>"
 };
 
 /// Cuts a page into tokens as browsers do (HTML Living Standard, "Tokenization"): any text has some, and looks at each

@@ -157,7 +157,7 @@ std::string safePictures(std::string_view value, std::string_view base) {
       value.remove_prefix(std::min(value.find(','), value.size()));
     }
     const std::optional<std::string> safe = safeAddress(url, ValueKind::Source, base);
-    if (!safe || !isWord(size) || safe->find(',') != std::string::npos) continue;
+    if (!safe || !isWord(size) || safe->ends_with(',')) continue;
     if (!pictures.empty()) pictures += ", ";
     pictures += *safe;
     if (!size.empty()) (pictures += ' ') += size;
@@ -241,12 +241,21 @@ void SafeHtmlWriter::startElement(HtmlTokens& tokens, const HtmlToken& tag) {
   const HtmlElement& element = htmlElement(tag.name);
   if (isDropping(tokens, tag, element)) return;
   if (element.is(kFrame)) return writeFrame(tag);
-  if (!element.is(kKept)) {
-    if (element.is(kBlock)) endParagraph();
-    if (element.is(kLiteral)) appendEscapedHtml(out_, tokens.skipRawText(element.name));
+  if (element.is(kKept)) {
+    writeElement(tag, element);
+  } else if (!element.stead.empty()) {
+    writeElement(tag, htmlElement(element.stead));
+  } else if (element.is(kBreaking)) {
+    out_ += ' ';
+  }
+  if (element.is(kLiteral)) appendEscapedHtml(out_, tokens.skipRawText(element.name));
+}
+
+void SafeHtmlWriter::writeElement(const HtmlToken& tag, const HtmlElement& element) {
+  if (element.is(kTablePart) && !isInTable()) {
+    if (element.is(kBreaking)) out_ += ' ';
     return;
   }
-  if (element.is(kTablePart) && !isInTable()) return;
   if (element.name == "img") return writeImage(tag, element);
   endImplied(element);
   if (!element.is(kEmpty) && depth_ == kMaxDepth) {
@@ -264,6 +273,7 @@ bool SafeHtmlWriter::isDropping(HtmlTokens& tokens, const HtmlToken& token, cons
     tokens.skipRawText(element.name);
     return true;
   }
+  if (element.is(kForeign) && token.isClosed) return true;
   if (dropped_ && dropped_->is(kForeign) && element.is(kBlock)) dropped_ = nullptr;
   if (dropped_) {
     if (dropped_ == &element) ++droppedDepth_;
@@ -276,11 +286,12 @@ bool SafeHtmlWriter::isDropping(HtmlTokens& tokens, const HtmlToken& token, cons
 }
 
 void SafeHtmlWriter::endElement(std::string_view name) {
-  const HtmlElement& element = htmlElement(name);
+  const HtmlElement& named = htmlElement(name);
   if (dropped_) {
-    if (dropped_ == &element && --droppedDepth_ == 0) dropped_ = nullptr;
+    if (dropped_ == &named && --droppedDepth_ == 0) dropped_ = nullptr;
     return;
   }
+  const HtmlElement& element = named.stead.empty() ? named : htmlElement(named.stead);
   if (element.name == "br") {
     out_ += "<br>";
     return;
@@ -417,18 +428,23 @@ void SafeHtmlWriter::writeAttribute(std::string_view name, std::string_view valu
   out_ += '"';
 }
 
-/// A picture that a script would have put in its place later is there at once.
+/// A picture that a script would have put in its place later is there at once; one of which nothing is left goes.
 void SafeHtmlWriter::writeImage(const HtmlToken& tag, const HtmlElement& element) {
   if (isInvisible(tag)) return;
+  const std::size_t begin = out_.size();
   const HtmlAttribute* const source = find(tag, "src");
   const bool isPlaceholder = !source || withoutSpace(source->value).empty() || source->value.starts_with("data:");
   const auto isDelayed = [&tag](std::string_view name) { return find(tag, name) != nullptr; };
   const auto delayed = isPlaceholder ? std::ranges::find_if(kDelayedSources, isDelayed) : std::end(kDelayedSources);
-  if (delayed == std::end(kDelayedSources)) return writeStartTag(tag, element);
-  HtmlToken shown = tag;
-  std::erase_if(shown.attributes, [](const HtmlAttribute& one) { return lowerAscii(one.name) == "src"; });
-  shown.attributes.insert(shown.attributes.begin(), {"src", find(tag, *delayed)->value});
-  writeStartTag(shown, element);
+  if (delayed == std::end(kDelayedSources)) {
+    writeStartTag(tag, element);
+  } else {
+    HtmlToken shown = tag;
+    std::erase_if(shown.attributes, [](const HtmlAttribute& one) { return lowerAscii(one.name) == "src"; });
+    shown.attributes.insert(shown.attributes.begin(), {"src", find(tag, *delayed)->value});
+    writeStartTag(shown, element);
+  }
+  if (std::string_view(out_).substr(begin) == "<img>") out_.resize(begin);
 }
 
 void SafeHtmlWriter::writeFrame(const HtmlToken& tag) {

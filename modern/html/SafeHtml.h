@@ -25,6 +25,7 @@ class SafeHtmlWriter {
 
   void writeText(std::string_view text);
   void startElement(HtmlTokens& tokens, const HtmlToken& tag);
+  void writeElement(const HtmlToken& tag, const HtmlElement& element);
   void endElement(std::string_view name);
   bool isDropping(HtmlTokens& tokens, const HtmlToken& token, const HtmlElement& element);
 
