@@ -51,6 +51,11 @@ std::string typeOf(const HtmlToken& tag) {
   return type;
 }
 
+bool isWebAddress(std::string_view url) {
+  const std::string scheme = schemeOf(url);
+  return scheme == "http" || scheme == "https";
+}
+
 bool isFeedLink(const HtmlToken& tag, const std::string& type) {
   const std::string relation = lowerAscii(valueOf(tag, "rel"));
   if (hasWord(relation, "feed")) return true;
@@ -73,14 +78,13 @@ std::vector<PageLink> feedLinks(std::string_view html, std::string_view url) {
       tokens.skipRawText(htmlElement(token.name).name);
     } else if (token.name == "base" && !hasBase) {
       const std::string given = absoluteUrl(valueOf(token, "href"), url);
-      hasBase = !given.empty();
+      hasBase = isWebAddress(given);
       if (hasBase) base = given;
     } else if (token.name == "link" || token.name == "a") {
       std::string type = typeOf(token);
       if (!isFeedLink(token, type)) continue;
       std::string address = absoluteUrl(valueOf(token, "href"), base);
-      const std::string scheme = schemeOf(address);
-      if ((scheme != "http" && scheme != "https") || !known.insert(address).second) continue;
+      if (!isWebAddress(address) || !known.insert(address).second) continue;
       std::string title;
       appendPlainText(title, valueOf(token, "title"));
       links.push_back({std::move(title), std::move(address), std::move(type)});
