@@ -25,7 +25,9 @@ constexpr std::string_view kAttributes[] = {"abbr",   "alt",      "cite",    "co
                                             "rel",    "reversed", "rowspan", "scope",   "span",     "src",
                                             "srcset", "start",    "title",   "type",    "value",    "width"};
 constexpr std::string_view kAddresses[] = {"cite", "href", "poster", "src", "srcset"};
-constexpr std::string_view kSchemes[] = {"http:", "https:", "mailto:", "data:image/"};
+constexpr std::string_view kSchemes[] = {"http:",           "https:",           "mailto:",       "data:image/avif",
+                                         "data:image/bmp",  "data:image/gif",   "data:image/jp", "data:image/png",
+                                         "data:image/webp", "data:image/x-icon"};
 
 template <class List>
 bool isAmong(const List& list, std::string_view word) {
