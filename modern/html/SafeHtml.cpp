@@ -211,6 +211,7 @@ bool isHeading(std::string_view name) { return name.size() == 2 && name[0] == 'h
 }  // namespace
 
 void SafeHtmlWriter::write(std::string_view html) {
+  room_ = kMinRoom + kRoomPerByte * html.size();
   HtmlTokens tokens(html);
   for (;;) {
     const HtmlToken& token = tokens.next();
@@ -262,8 +263,7 @@ void SafeHtmlWriter::writeElement(const HtmlToken& tag, const HtmlElement& eleme
     ++flattened_;
     return;
   }
-  writeStartTag(tag, element);
-  if (!element.is(kEmpty)) open_[depth_++] = &element;
+  if (writeStartTag(tag, element) && !element.is(kEmpty)) open_[depth_++] = &element;
 }
 
 /// Whether the start tag goes with all that is inside of the element.
@@ -364,12 +364,19 @@ bool SafeHtmlWriter::isInTable() const {
                      [](const HtmlElement* open) { return open->name == "table"; });
 }
 
-void SafeHtmlWriter::writeStartTag(const HtmlToken& tag, const HtmlElement& element) {
+/// False, and nothing is written, for a link that leads nowhere.
+bool SafeHtmlWriter::writeStartTag(const HtmlToken& tag, const HtmlElement& element) {
+  const std::size_t before = out_.size();
   (out_ += '<') += element.name;
   writeAttributes(tag, element);
+  if (element.name == "a" && out_.find(" href=\"", before) == std::string::npos) {
+    out_.resize(before);
+    return false;
+  }
   if (element.name == "a") out_ += " rel=\"noopener noreferrer\"";
   if (element.name == "audio" || element.name == "video") out_ += " controls=\"\"";
   out_ += '>';
+  return true;
 }
 
 /// Of attributes of one name the first one counts.
@@ -405,7 +412,7 @@ void SafeHtmlWriter::writeAttributes(const HtmlToken& tag, const HtmlElement& el
         if (isDirection(value)) writeAttribute(rule->name, value);
         break;
       case ValueKind::Pictures:
-        if (const std::string pictures = safePictures(value, baseUrl_); !pictures.empty()) {
+        if (const std::string pictures = safePictures(value, baseUrl_); !pictures.empty() && takeRoom(pictures)) {
           writeAttribute(rule->name, pictures);
         }
         break;
@@ -414,12 +421,18 @@ void SafeHtmlWriter::writeAttributes(const HtmlToken& tag, const HtmlElement& el
       case ValueKind::Picture:
         if (isPlainWebAddress(value)) {
           writeAttribute(rule->name, value);
-        } else if (const auto url = safeAddress(value, rule->kind, baseUrl_)) {
+        } else if (const auto url = safeAddress(value, rule->kind, baseUrl_); url && takeRoom(*url)) {
           writeAttribute(rule->name, *url);
         }
         break;
     }
   }
+}
+
+bool SafeHtmlWriter::takeRoom(std::string_view address) {
+  if (address.size() > room_) return false;
+  room_ -= address.size();
+  return true;
 }
 
 void SafeHtmlWriter::writeAttribute(std::string_view name, std::string_view value) {
@@ -453,7 +466,7 @@ void SafeHtmlWriter::writeFrame(const HtmlToken& tag) {
   value_.clear();
   appendResolved(value_, source->value, true);
   const std::optional<std::string> url = safeAddress(value_, ValueKind::Source, baseUrl_);
-  if (!url) return;
+  if (!url || !takeRoom(*url)) return;
   const HtmlAttribute* const title = find(tag, "title");
   value_.clear();
   if (title) appendResolved(value_, title->value, true);

@@ -23,6 +23,10 @@ class SafeHtmlWriter {
  private:
   static constexpr std::size_t kMaxDepth = 256;
 
+  // What relative addresses may become in all, lest many short ones and a long base make gigabytes.
+  static constexpr std::size_t kMinRoom = 1024;
+  static constexpr std::size_t kRoomPerByte = 4;
+
   void writeText(std::string_view text);
   void startElement(HtmlTokens& tokens, const HtmlToken& tag);
   void writeElement(const HtmlToken& tag, const HtmlElement& element);
@@ -36,8 +40,9 @@ class SafeHtmlWriter {
   void closeDownTo(std::size_t height);
   bool isInTable() const;
 
-  void writeStartTag(const HtmlToken& tag, const HtmlElement& element);
+  bool writeStartTag(const HtmlToken& tag, const HtmlElement& element);
   void writeAttributes(const HtmlToken& tag, const HtmlElement& element);
+  bool takeRoom(std::string_view address);
   void writeAttribute(std::string_view name, std::string_view value);
   void writeImage(const HtmlToken& tag, const HtmlElement& element);
   void writeFrame(const HtmlToken& tag);
@@ -49,6 +54,7 @@ class SafeHtmlWriter {
   std::size_t flattened_ = 0;             ///< elements open beyond the depth, which are not written
   const HtmlElement* dropped_ = nullptr;  ///< what goes with its contents, while inside of it
   std::size_t droppedDepth_ = 0;          ///< elements of its name open inside of it, itself included
+  std::size_t room_ = 0;                  ///< left for addresses that are made absolute
   std::string value_;                     ///< of an attribute, with its references resolved
 };
 
