@@ -112,6 +112,7 @@ constexpr HtmlElement kElements[] = {
     {"th", kKept | kBreaking | kCell | kTablePart},
     {"thead", kKept | kBreaking | kTablePart},
     {"time", kKept},
+    {"title", kDropped | kRaw},
     {"tr", kKept | kBreaking | kTablePart},
     {"track", kEmpty},
     {"tt", kKept},

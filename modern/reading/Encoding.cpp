@@ -37,8 +37,8 @@ constexpr Beginning kByteOrderMarks[] = {
 
 /// A tag or a declaration in a character set that is not like ASCII.
 constexpr Beginning kOtherBeginnings[] = {
-    {{"<\0\0\0", 4}, "UTF-32LE"}, {{"\0\0\0<", 4}, "UTF-32BE"},   {{"<\0", 2}, "UTF-16LE"},
-    {{"\0<", 2}, "UTF-16BE"},     {"\x4C\x6F\xA7\x94", "IBM037"},
+    {{"<\0\0\0", 4}, "UTF-32LE"}, {{"\0\0\0<", 4}, "UTF-32BE"},  {{"<\0", 2}, "UTF-16LE"},
+    {{"\0<", 2}, "UTF-16BE"},     {"\x4C\x6F\xA7\x94", kEbcdic},
 };
 
 template <std::size_t kCount>
@@ -72,19 +72,29 @@ std::string_view valueOf(std::string_view text, std::string_view name, std::stri
 }
 
 bool isUtf8(const char* charset) { return std::string_view(charset) == kUtf8; }
-bool isUtf16(const char* charset) { return std::string_view(charset).starts_with("UTF-16"); }
+bool isEbcdic(const char* charset) { return std::string_view(charset).starts_with("IBM"); }
+
+/// Whether nothing in `charset` is what it is in ASCII.
+bool isUnlikeAscii(const char* charset) { return isEbcdic(charset) || std::string_view(charset).starts_with("UTF-16"); }
 
 const char* charsetOfContentType(std::string_view contentType) {
   return charsetOf(valueOf(contentType.substr(0, kMaxDeclarationBytes), "charset", "; \t"));
 }
 
-/// What the XML declaration says; null if that is what it is not written in.
+/// What the XML declaration says.
 const char* declaredCharset(std::string_view document) {
   const std::size_t begin = document.substr(0, kMaxDeclarationBytes).find("<?xml");
   if (begin == kNone) return nullptr;
   const std::string_view declaration = document.substr(begin, kMaxDeclarationBytes);
-  const char* charset = charsetOf(valueOf(declaration.substr(0, declaration.find("?>")), "encoding", kSpace));
-  return charset && isUtf16(charset) ? nullptr : charset;
+  return charsetOf(valueOf(declaration.substr(0, declaration.find("?>")), "encoding", kSpace));
+}
+
+/// Which of EBCDIC's character sets `document` is in.
+const char* ebcdicOf(std::string_view document) {
+  std::string beginning;
+  appendUtf8(beginning, document.substr(0, kMaxDeclarationBytes), kEbcdic);
+  const char* charset = declaredCharset(beginning);
+  return charset && isEbcdic(charset) ? charset : kEbcdic;
 }
 
 /// The bytes of the UTF-8 sequence that `text` begins with, 0 if it is none. Surrogates count.
@@ -210,12 +220,17 @@ Source sourceOf(std::string_view document, std::string_view contentType) {
   if (const Beginning* mark = beginningOf(document, kByteOrderMarks)) {
     return {document.substr(mark->bytes.size()), mark->charset};
   }
-  if (const Beginning* other = beginningOf(document, kOtherBeginnings)) return {document, other->charset};
+  if (const Beginning* other = beginningOf(document, kOtherBeginnings)) {
+    return {document, isEbcdic(other->charset) ? ebcdicOf(document) : other->charset};
+  }
 
   const char* charset = charsetOfContentType(contentType);
-  const bool isRefuted = charset && (isUtf16(charset) || (isUtf8(charset) && isAnythingButUtf8(document)));
+  const bool isRefuted = charset && (isUnlikeAscii(charset) || (isUtf8(charset) && isAnythingButUtf8(document)));
   if (!charset || isRefuted) charset = declaredCharset(document);
-  return {document, charset ? charset : kUtf8};
+  if (!charset || isUnlikeAscii(charset)) charset = kUtf8;
+  // ASCII that is more than that.
+  if (std::string_view(charset) == kAscii) charset = isAnythingButUtf8(document) ? kWindows1252 : kUtf8;
+  return {document, charset};
 }
 
 /// The bytes of `source` in UTF-8; none if they are so already.
