@@ -362,7 +362,8 @@ class Mender {
     }
     std::size_t end = at;
     while (end < text_.size() && !isSpace(text_[end]) && text_[end] != '>' && text_[end] != '<') ++end;
-    if (end > at && end < text_.size() && text_[end] == '>' && text_[end - 1] == '/') --end;
+    const bool isEnd = end > at && end < text_.size() && text_[end] == '>' && text_[end - 1] == '/';
+    if (isEnd && !stack_.empty()) --end;  // a root is not empty
     attribute.value = text_.substr(at, end - at);
     return noteMended(end);
   }

@@ -112,7 +112,6 @@ constexpr HtmlElement kElements[] = {
     {"th", kKept | kBreaking | kCell | kTablePart},
     {"thead", kKept | kBreaking | kTablePart},
     {"time", kKept},
-    {"title", kDropped | kRaw},
     {"tr", kKept | kBreaking | kTablePart},
     {"track", kEmpty},
     {"tt", kKept},

@@ -1,9 +1,11 @@
 #include "modern/reading/JsonFeedReader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -148,9 +150,12 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
   }
   bool end_array() override { return end(); }
   bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
-    document_.wasRepaired = true;
+    document_.wasRepaired = isBroken_ = true;
     return false;
   }
+
+  /// Whether the text is no JSON.
+  bool isBroken() const { return isBroken_; }
 
   /// "JSON Feed 1.1" for the version "https://jsonfeed.org/version/1.1".
   void finish() {
@@ -355,6 +360,7 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
   std::vector<Frame> open_;
   Member member_{Context::Ignored, "", Field::None};
   std::string version_;
+  bool isBroken_ = false;
   Entry item_;
   bool hasPicture_ = false;
   bool hasImage_ = false;
@@ -363,9 +369,66 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
   bool isAttachmentKept_ = false;
 };
 
-}  // namespace
+/// The unit of UTF-16 that the escape "\\uXXXX" which `text` begins with stands for; none if it begins with none.
+std::optional<unsigned> escapedUnit(std::string_view text) {
+  constexpr std::size_t kBytes = 6;
+  if (text.size() < kBytes || !text.starts_with("\\u")) return std::nullopt;
+  unsigned unit = 0;
+  const char* const end = text.data() + kBytes;
+  return std::from_chars(text.data() + 2, end, unit, 16).ptr == end ? std::optional(unit) : std::nullopt;
+}
 
-void readJsonFeed(std::string_view text, Document& document) {
+/// Moves the escape that `text`, a part of a string, begins with to `mended`. Of one that JSON does not know the
+/// backslash goes, as JavaScript has it.
+void moveEscape(std::string_view& text, std::string& mended) {
+  const auto moveBytes = [&](std::size_t count) {
+    mended += text.substr(0, count);
+    text.remove_prefix(count);
+  };
+  const std::optional<unsigned> unit = escapedUnit(text);
+  if (unit && (*unit & 0xF800) != 0xD800) return moveBytes(6);
+  if (unit) {
+    const std::optional<unsigned> next = escapedUnit(text.substr(6));
+    if ((*unit & 0xFC00) == 0xD800 && next && (*next & 0xFC00) == 0xDC00) return moveBytes(12);
+    mended += "\\uFFFD";
+    return text.remove_prefix(6);
+  }
+  if (text.size() > 1 && std::string_view("\"\\/bfnrt").find(text[1]) != std::string_view::npos) return moveBytes(2);
+  text.remove_prefix(1);
+}
+
+/// Whether a list or an object ends where `text` begins.
+bool isEndNext(std::string_view text) {
+  const std::size_t at = text.find_first_not_of(" \t\r\n");
+  return at != std::string_view::npos && (text[at] == ']' || text[at] == '}');
+}
+
+/// `text` with the control characters of its strings escaped, without escapes that are none and commas that nothing
+/// follows.
+std::string mendedJson(std::string_view text) {
+  constexpr char kHex[] = "0123456789abcdef";
+  std::string mended;
+  mended.reserve(text.size() + text.size() / 16);
+  bool isInString = false;
+  while (!text.empty()) {
+    const char c = text.front();
+    if (isInString && c == '\\') {
+      moveEscape(text, mended);
+      continue;
+    }
+    text.remove_prefix(1);
+    if (c == '"') isInString = !isInString;
+    if (isInString && c >= 0 && c < ' ') {
+      ((mended += c < 0x10 ? "\\u000" : "\\u001") += kHex[c & 0xF]);
+    } else if (isInString || c != ',' || !isEndNext(text)) {
+      mended += c;
+    }
+  }
+  return mended;
+}
+
+/// False for what is no JSON.
+bool parse(std::string_view text, Document& document) {
   document = Document();
   document.bases.emplace_back();
   Reader reader(document);
@@ -375,6 +438,16 @@ void readJsonFeed(std::string_view text, Document& document) {
     document.wasRepaired = true;
   }
   reader.finish();
+  return !reader.isBroken();
+}
+
+}  // namespace
+
+void readJsonFeed(std::string_view text, Document& document) {
+  if (parse(text, document)) return;
+  const std::string mended = mendedJson(text);
+  if (mended != text) parse(mended, document);
+  document.wasRepaired = true;
 }
 
 }  // namespace quillmoria
