@@ -44,9 +44,11 @@ constexpr RankedName kRankedNames[] = {
 };
 static_assert(std::ranges::is_sorted(kRankedNames, {}, &RankedName::name));
 
-/// HTML's elements without an end tag, but those whose names feeds use for something else.
-constexpr std::string_view kEmptyElements[] = {"area", "base", "basefont", "br",   "col",   "embed", "frame",
-                                               "hr",   "img",  "input",    "meta", "param", "track", "wbr"};
+/// HTML's elements without an end tag, but those whose names feeds use for something else, and what feeds have of that
+/// kind.
+constexpr std::string_view kEmptyElements[] = {"area",  "base",      "basefont", "br",    "col",
+                                               "embed", "enclosure", "frame",    "hr",    "img",
+                                               "input", "meta",      "param",    "track", "wbr"};
 static_assert(std::ranges::is_sorted(kEmptyElements));
 
 constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -68,7 +70,7 @@ Rank rankOf(std::string_view name) {
 }
 
 bool isEmptyElement(std::string_view name) {
-  constexpr std::size_t kLongest = 8;
+  constexpr std::size_t kLongest = 9;
   if (name.size() > kLongest) return false;
   char lower[kLongest];
   std::ranges::transform(name, lower, [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });

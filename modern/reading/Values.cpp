@@ -70,10 +70,10 @@ std::string_view withoutBrackets(std::string_view text) {
 std::string_view besides(std::string_view person, std::string_view mail) {
   const auto begin = static_cast<std::size_t>(mail.data() - person.data());
   const std::string_view before = person.substr(0, begin);
-  const std::size_t end = before.find_last_not_of("(<[ \t\r\n");
+  const std::size_t end = before.find_last_not_of("(<[-: \t\r\n");
   if (end != std::string_view::npos) return withoutBrackets(before.substr(0, end + 1));
   const std::string_view after = person.substr(begin + mail.size());
-  return withoutBrackets(after.substr(std::min(after.find_first_not_of(")>]"), after.size())));
+  return withoutBrackets(after.substr(std::min(after.find_first_not_of(")>]-: \t\r\n"), after.size())));
 }
 
 }  // namespace
