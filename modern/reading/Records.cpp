@@ -37,7 +37,8 @@ bool isPlainWebAddress(std::string_view address) {
 /// What a reader sees of `text`.
 std::string plain(const Text& text) {
   std::string shown;
-  const bool isMarkup = text.kind == TextKind::Html && text.text.find('>') != std::string::npos;  // else it has no tag
+  const auto has = [&text](char sign) { return text.text.find(sign) != std::string::npos; };
+  const bool isMarkup = text.kind == TextKind::Html && (!has('<') || has('>'));  // else no tag ends
   if (isMarkup || text.text.find_first_of("<&") == std::string::npos) {
     appendPlainText(shown, text.text);
     return shown;
