@@ -13,15 +13,11 @@
 namespace quillmoria {
 namespace {
 
-/// The file holds only the wide one of twins, and nothing that the records have no member for.
-ItemDetails completeItem(RSSObject::NewsItemStruct& item) {
+/// The file holds only the wide one of twins. Nothing in it tells a full text from a short one, one author from
+/// several, or when an item was published from when it was changed or seen first: details of that kind stay unknown.
+void completeItem(RSSObject::NewsItemStruct& item) {
   item.title = wideToUtf8(item.titleW);
   item.description = wideToUtf8(item.descriptionW);
-  ItemDetails details;
-  details.published = item.date;
-  details.contentW = item.descriptionW;
-  if (!item.creatorW.empty()) details.authors.push_back(wideToUtf8(item.creatorW));
-  return details;
 }
 
 void completeChannel(RSSObject::ChannelStruct& channel, FeedDetails& details) {
@@ -57,9 +53,9 @@ std::unique_ptr<RSSObject> cachedObject(const std::string& baseFolder, const std
   ModernDetails& details = makeDetails(*news);
   if (news->itemCount < 0) return news;
   completeChannel(news->channel, details);
-  details.items.reserve(static_cast<std::size_t>(news->itemCount));
+  details.items.resize(static_cast<std::size_t>(news->itemCount));
   for (RSSObject::NewsItemStruct& item : std::span(news->items, static_cast<std::size_t>(news->itemCount))) {
-    details.items.push_back(completeItem(item));
+    completeItem(item);
     item.status = status;
   }
   return news;
