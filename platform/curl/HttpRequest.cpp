@@ -316,6 +316,8 @@ void HttpRequest::checkEnd() {
 
 std::uint32_t HttpRequest::errorOf(CURLcode result) const {
   if (hasNoTlsAnswered(result)) return ERROR_INTERNET_CANNOT_CONNECT;
+  // What follows the end of a coding is an error of writing to libcurl.
+  if (decodes_ && result == CURLE_WRITE_ERROR) return ERROR_INTERNET_DECODING_FAILED;
   const auto known = std::ranges::find(kErrors, result, &std::pair<CURLcode, std::uint32_t>::first);
   return known != std::end(kErrors) ? known->second : ERROR_INTERNET_CONNECTION_ABORTED;
 }

@@ -77,6 +77,7 @@ std::string bodyOf(const std::string& words) {
       {"gzip", [](const std::string& rest) { return gzipped(bodyOf(rest)); }},
       {"deflate", [](const std::string& rest) { return deflated(bodyOf(rest)); }},
       {"chunked", [](const std::string& rest) { return chunked(bodyOf(rest)); }},
+      {"surplus", [](const std::string& rest) { return bodyOf(rest) + "surplus"; }},
       {"sample", [](const std::string& rest) { return readSample(rest); }},
       {"zeros", [](const std::string& rest) { return std::string(std::stoul(rest), '\0'); }},
   };
