@@ -133,6 +133,7 @@ class FeedFetch {
     if (isFeed) webState->noteFeedFrom(answer_.origin);
     FetchReport& report = details.report;
     report.outcome = details.outcome;
+    report.pull = place_.pull;
     report.asked = answer_.asked;
     report.notBefore = answer_.notBefore;
     report.wentToMovedTo = !order_.movedTo.empty();

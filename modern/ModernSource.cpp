@@ -35,10 +35,12 @@ std::unique_ptr<RSSObject> ModernSource::fromStore(const RSSObject::NewsFeed& fe
   return storedObject(place_.baseFolder, feed);
 }
 
-/// Rate limits do not count here: a feed that was fetched ahead would be left out once it has brought one about.
+/// What the pull itself has found out does not count: an address may be subscribed under several names. Nor do rate
+/// limits: a feed that was fetched ahead would be left out once it has brought one about.
 bool ModernSource::isDue(const RSSObject::NewsFeed& feed) const {
   const std::optional<FeedFacts> known = webState->feed(memoryKey(place_.baseFolder, feed.url));
-  return !known || (!known->isGone && CTime::GetCurrentTime().GetTime() >= known->nextDue);
+  return !known || known->pull == place_.pull ||
+         (!known->isGone && CTime::GetCurrentTime().GetTime() >= known->nextDue);
 }
 
 void ModernSource::settle(RSSObject& news) noexcept {

@@ -25,15 +25,18 @@ void noteFeed(FeedFacts& facts, const FetchReport& report) {
   facts.nextDue = dueAfterFeed(report.asked, facts.freshFor, facts.rules, report.notBefore);
 }
 
-/// An address that was remembered, and is gone, says nothing of the subscribed one.
+/// A pull counts once, under however many names the address is subscribed. An address that was remembered, and is gone,
+/// says nothing of the subscribed one.
 void noteFailure(FeedFacts& facts, const FetchReport& report) {
+  const std::int32_t step = facts.pull == report.pull ? 0 : 1;
   const bool hasAnswered = report.outcome != Outcome::NetworkError && report.outcome != Outcome::NoMemory;
-  if (hasAnswered) ++facts.failures;
-  if (report.wentToMovedTo && ++facts.movedFailures >= kMovedFailures) {
+  if (hasAnswered) facts.failures += step;
+  if (report.wentToMovedTo) facts.movedFailures += step;
+  if (facts.movedFailures >= kMovedFailures) {
     facts.movedTo.clear();
     facts.movedFailures = 0;
   }
-  facts.isGone = report.outcome == Outcome::Gone && !report.wentToMovedTo;
+  if (report.outcome == Outcome::Gone && !report.wentToMovedTo) facts.isGone = true;
   facts.nextDue = dueAfterFailure(report.asked, report.outcome, facts.failures, report.notBefore);
 }
 
@@ -48,6 +51,7 @@ FeedFacts FeedFacts::after(const FetchReport& report) const {
   } else {
     noteFailure(facts, report);
   }
+  facts.pull = report.pull;
   return facts;
 }
 

@@ -33,6 +33,7 @@ struct FileStamp {
 /// What a fetch has found out about a feed.
 struct FetchReport {
   Outcome outcome = Outcome::NetworkError;
+  std::uint64_t pull = 0;      ///< WebState::beginPull
   std::int64_t asked = 0;      ///< when the last request was sent, in seconds since 1970
   std::int64_t notBefore = 0;  ///< until when the server must not be asked; 0 if it may be
   std::int64_t freshFor = -1;  ///< seconds, -1 if the server did not say
@@ -52,6 +53,7 @@ struct FeedFacts {
   Validators validators;
   std::string bodyHash;
 
+  std::uint64_t pull = 0;  ///< the last one that has found out something
   std::string format;
   UpdateRules rules;
   std::int64_t freshFor = -1;

@@ -78,6 +78,13 @@ TEST_P(ModernPull, AsksEachFeedWhatItsTurnIsAndNoneThatIsNotDue) {
   EXPECT_EQ(pull(), "Offline 1/0: 24. ");
 }
 
+TEST_P(ModernPull, AsksForAnAddressThatIsDueUnderEachOfItsNames) {
+  http_.answer("/", LoopbackServer::response("200 OK", "", kFeed));
+  subscriptions_.add("Category", {{"One", http_.url("/")}, {"Other", http_.url("/")}});
+  EXPECT_EQ(pull(PullScope::Due), "Fetched 1/1: 2. ");
+  EXPECT_EQ(pull(PullScope::Due), "");
+}
+
 TEST_P(ModernPull, AsksNobodyTwiceWhoWantsARest) {
   std::vector<std::pair<std::string, std::string>> feeds;
   for (int i = 0; i < 24; ++i) {
