@@ -64,13 +64,14 @@ bool isSkipped(const UpdateRules& rules, std::int64_t moment) {
 
 std::int64_t freshSeconds(const ResponseFields& fields) {
   const CacheControl control = readCacheControl(fields.joined("cache-control"));
-  if (control.forbidsUse) return -1;
+  if (control.forbidsUse) return 0;
   if (control.maxAge) return *control.maxAge;
+  if (fields.first("expires").empty()) return -1;
   const CTime expires = readDate(fields.first("expires"));
   const CTime date = readDate(fields.first("date"));
-  if (expires == CTime()) return -1;
+  if (expires == CTime()) return 0;  // as "0" means
   const std::int64_t from = (date == CTime() ? CTime::GetCurrentTime() : date).GetTime();
-  return std::max<std::int64_t>(expires.GetTime() - from, -1);
+  return std::max<std::int64_t>(expires.GetTime() - from, 0);
 }
 
 std::int64_t dueAfterFeed(std::int64_t asked, std::int64_t freshFor, const UpdateRules& rules, std::int64_t notBefore) {
