@@ -20,6 +20,7 @@ constexpr std::string_view kFeedTypes[] = {
     "application/rss+xml", "application/atom+xml", "application/rdf+xml", "application/feed+json",
     "application/json",    "text/rss+xml",         "application/xml",     "text/xml",
     "application/rss",     "application/atom"};
+constexpr std::string_view kInterface = "/wp-json/";  ///< WordPress names its own for programs on each page
 constexpr std::string_view kFirstTags[] = {"html", "head", "body", "title", "meta", "script", "div", "p"};
 
 /// The value of an attribute with its references resolved.
@@ -59,7 +60,8 @@ bool isWebAddress(std::string_view url) {
 bool isFeedLink(const HtmlToken& tag, const std::string& type) {
   const std::string relation = lowerAscii(valueOf(tag, "rel"));
   if (hasWord(relation, "feed")) return true;
-  return hasWord(relation, "alternate") && std::ranges::find(kFeedTypes, type) != std::end(kFeedTypes);
+  return hasWord(relation, "alternate") && std::ranges::find(kFeedTypes, type) != std::end(kFeedTypes) &&
+         valueOf(tag, "href").find(kInterface) == std::string::npos;
 }
 
 }  // namespace
@@ -91,6 +93,23 @@ std::vector<PageLink> feedLinks(std::string_view html, std::string_view url) {
     }
   }
   return links;
+}
+
+std::string pageCharset(std::string_view html) {
+  constexpr std::size_t kBeginning = 4096;
+  HtmlTokens tokens(html.substr(0, kBeginning));
+  for (const HtmlToken* token = &tokens.next(); token->kind != HtmlTokenKind::End; token = &tokens.next()) {
+    if (token->kind != HtmlTokenKind::StartTag) continue;
+    if (htmlElement(token->name).is(kRaw)) tokens.skipRawText(htmlElement(token->name).name);
+    if (token->name != "meta") continue;
+    if (std::string charset = valueOf(*token, "charset"); !charset.empty()) return charset;
+    if (lowerAscii(valueOf(*token, "http-equiv")) != "content-type") continue;
+    constexpr std::string_view kCharset = "charset=";
+    const std::string content = lowerAscii(valueOf(*token, "content"));
+    const std::size_t at = content.find(kCharset);
+    if (at != std::string::npos) return content.substr(at + kCharset.size());
+  }
+  return "";
 }
 
 bool isWebPage(std::string_view text) {

@@ -18,6 +18,10 @@ struct PageLink {
 /// UTF-8.
 std::vector<PageLink> feedLinks(std::string_view html, std::string_view url);
 
+/// The character set that the page's `meta` elements name, with or without `http-equiv`; empty if they name none.
+/// `html` is as it came.
+std::string pageCharset(std::string_view html);
+
 /// Whether `text` looks like a web page, not like a feed.
 bool isWebPage(std::string_view text);
 

@@ -16,6 +16,7 @@
 #include "modern/web/WebState.h"
 #include "net/FetchCall.h"
 #include "platform/CodePage.h"
+#include "platform/Text.h"
 
 namespace quillmoria {
 namespace {
@@ -68,12 +69,14 @@ class Search {
   }
 
   void addLinks(const WebAnswer& page) {
-    const DecodedText html = decodeDocument(page.body, page.fields.last("content-type"));
+    std::string contentType(page.fields.last("content-type"));
+    if (lowerAscii(contentType).find("charset") == std::string::npos) {
+      contentType.append("; charset=").append(pageCharset(page.body));
+    }
+    const DecodedText html = decodeDocument(page.body, contentType);
     for (PageLink& link : feedLinks(html.text, page.finalUrl)) {
       const std::optional<WebUrl> url = WebUrl::parse(link.url);
-      if (!url) continue;
-      const bool hasCredentials = !url->userName.empty() || !url->password.empty();
-      add({std::move(link.title), hasCredentials ? url->text() : std::move(link.url), std::move(link.type)});
+      if (url) add({std::move(link.title), url->text(), std::move(link.type)});
     }
   }
 
