@@ -1,12 +1,17 @@
 #include "modern/ModernSource.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <optional>
+#include <span>
+#include <string_view>
 #include <utility>
 
 #include "modern/FeedObject.h"
 #include "modern/SettleItems.h"
 #include "modern/web/WebState.h"
+#include "platform/Url.h"
 #include "records/FeedObjectAccess.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
@@ -14,11 +19,38 @@
 namespace quillmoria {
 namespace {
 
+std::u16string_view withoutSpace(std::u16string_view text) {
+  constexpr std::u16string_view kSpace = u" \t\r\n";
+  text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
+  while (!text.empty() && kSpace.find(text.back()) != std::u16string_view::npos) text.remove_suffix(1);
+  return text;
+}
+
+/// What the addresses of items are relative to: the feed's own address, or its site's where that is another.
+std::string baseOf(RSSObject& news) {
+  const std::string& own = detailsOf(news).finalUrl;
+  const std::optional<WebUrl> site = WebUrl::parse(news.channel.link);
+  const std::optional<WebUrl> served = WebUrl::parse(own);
+  return site && (!served || site->host != served->host) ? news.channel.link : own;
+}
+
+/// The classic profile has written addresses and identifiers as the document had them. Were they left so, what has been
+/// seen there would be new here.
+void completeKeys(RSSObject& cached, const std::string& base) {
+  for (RSSObject::NewsItemStruct& item :
+       std::span(cached.items, static_cast<std::size_t>(std::max(cached.itemCount, 0)))) {
+    if (std::string link = absoluteUrl(item.link, base); !link.empty()) item.link = std::move(link);
+    item.guidW = withoutSpace(item.guidW);
+  }
+}
+
 /// Compares the items with those of the cache file, and replaces it. True once it is in place.
 bool storeItems(RSSObject& news, const std::string& baseFolder) {
   constexpr std::int32_t kVersion = 4;
   const std::string path = NewsItemCache::filePath(baseFolder, news.channel.feedName);
-  settleItems(news, *NewsItemCache::ReadFeed(path), CTime::GetCurrentTime());
+  const std::unique_ptr<RSSObject> cached = NewsItemCache::ReadFeed(path);
+  completeKeys(*cached, baseOf(news));
+  settleItems(news, *cached, CTime::GetCurrentTime());
   return NewsItemCache().StoreFeed(baseFolder, &news, kVersion, news.channel.sourceNote) == 1;
 }
 

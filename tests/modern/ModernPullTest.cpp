@@ -46,7 +46,8 @@ class ModernPull : public testing::TestWithParam<int> {
     news->DetachSubscriber(&subscriber);
     std::map<std::string, int> counts;
     for (const auto& feed : subscriber.news()) {
-      const std::string outcome(quillmoria::OutcomeName(feed->GetDetails()->outcome));
+      const FeedDetails* const details = feed->GetDetails();
+      const std::string outcome(details ? quillmoria::OutcomeName(details->outcome) : "Classic");
       ++counts[outcome + " " + std::to_string(feed->itemCount) + "/" + std::to_string(feed->newItemCount)];
     }
     std::string text;
@@ -83,6 +84,19 @@ TEST_P(ModernPull, AsksForAnAddressThatIsDueUnderEachOfItsNames) {
   subscriptions_.add("Category", {{"One", http_.url("/")}, {"Other", http_.url("/")}});
   EXPECT_EQ(pull(PullScope::Due), "Fetched 1/1: 2. ");
   EXPECT_EQ(pull(PullScope::Due), "");
+}
+
+TEST_P(ModernPull, KnowsWhatTheClassicProfileHasSeen) {
+  http_.answer("/",
+               LoopbackServer::response("200 OK", "",
+                                        "<rss version=\"2.0\"><channel><title>T</title><link>http://example.org/</link>"
+                                        "<item><title>a</title><link>\n /a b </link></item><item><title>b</title>"
+                                        "<link>/b</link><guid>\n b </guid></item></channel></rss>"));
+  subscriptions_.add("Category", {{"Feed", http_.url("/")}});
+  SetProfile(Profile::Classic);
+  EXPECT_EQ(pull(), "Classic 2/2: 1. ");
+  SetProfile(Profile::Modern);
+  EXPECT_EQ(pull(), "Fetched 2/0: 1. ");
 }
 
 TEST_P(ModernPull, AsksNobodyTwiceWhoWantsARest) {
