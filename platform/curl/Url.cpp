@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <memory>
 #include <new>
 
@@ -12,6 +13,8 @@
 
 namespace quillmoria {
 namespace {
+
+constexpr std::size_t kMaxAddressBytes = 1 << 20;  ///< libcurl says of those of a few MB that memory lacks
 
 struct Release {
   void operator()(CURLU* url) const { curl_url_cleanup(url); }
@@ -27,6 +30,7 @@ class Parts {
 
   /// Replaces the address by `text`, which may be relative to it. False, and then there is none, if it is no address.
   bool set(const std::string& text, unsigned flags = 0) {
+    if (text.size() > kMaxAddressBytes) return false;
     return check(curl_url_set(handle_.get(), CURLUPART_URL, text.c_str(), flags));
   }
 
