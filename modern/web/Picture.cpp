@@ -125,7 +125,7 @@ void ask(const PictureOrder& order, WebAddress address, const PictureFile& file,
   web.maxBytes = kMaxImageBytes;
   web.isCounted = false;  // the feed is there already
   const WebAnswer answer = fetchFromWeb(web);
-  if (answer.outcome == Outcome::NotAsked || answer.wasCutOff) return;
+  if (answer.outcome == Outcome::NotAsked || answer.outcome == Outcome::NoMemory || answer.wasCutOff) return;
   facts.failedAt = 0;
   if (answer.outcome == Outcome::NotModified) return file.renew();
   CPicture fetched;
