@@ -7,7 +7,9 @@ namespace quillmoria {
 ForgivingReading readForgivingly(std::string_view text, RestartableXmlHandler& handler, const XmlLimits& limits) {
   XmlParser strict(handler, limits, XmlEncoding::Utf8);
   const XmlEnding ending = strict.parseToEnd(text);
-  if (ending == XmlEnding::Sound || ending == XmlEnding::Stopped) return {strict.hasRoot(), false};
+  if (ending == XmlEnding::Sound || ending == XmlEnding::Stopped) {
+    return {strict.hasRoot(), ending == XmlEnding::Stopped};
+  }
   if (ending == XmlEnding::FaultBehindRoot) return {true, true};
 
   handler.restart();

@@ -23,7 +23,7 @@ class RestartableXmlHandler : public XmlHandler {
 /// What reading a document has come to.
 struct ForgivingReading {
   bool hasRoot = false;      ///< there was an element
-  bool wasRepaired = false;  ///< the document is not well-formed, HTML's named references aside
+  bool wasRepaired = false;  ///< the document is not well-formed, HTML's named references aside, or goes beyond a limit
 };
 
 /// Tells `handler` the XML document `text`, in UTF-8 whatever it declares. A document with a fault is told again from

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <new>
 
 namespace quillmoria {
@@ -151,12 +152,22 @@ void XmlParser::startElement(const char* name, XmlAttributes attributes) {
   hasRoot_ = true;
   if (++depth_ > limits_.depth) stop();
   if (declaredAttributes_ > 0) visitDeclaredAttributes(1 + XML_GetSpecifiedAttributeCount(expat_.get()) / 2);
+  if (declaredDefaults_ > 0 && limits_.defaultBytes != UINT64_MAX) countDefaults(attributes);
   if (!isStopped_) handler_.startElement(name, attributes);
 }
 
 void XmlParser::endElement(const char* name) {
   --depth_;
   handler_.endElement(name);
+}
+
+/// Each of them may be as long as the document.
+void XmlParser::countDefaults(XmlAttributes attributes) {
+  attributes += XML_GetSpecifiedAttributeCount(expat_.get());
+  for (; *attributes && defaultBytes_ <= limits_.defaultBytes; ++attributes) {
+    defaultBytes_ += strnlen(*attributes, limits_.defaultBytes - defaultBytes_ + 1);
+  }
+  if (defaultBytes_ > limits_.defaultBytes) stop();
 }
 
 void XmlParser::declareAttribute(bool hasDefault) {

@@ -37,6 +37,7 @@ struct XmlLimits {
   std::size_t depth = 1'000'000;                    ///< elements open at once
   std::size_t declaredDefaults = 64;                ///< of attributes: each element that they are for brings them along
   std::uint64_t declaredAttributeVisits = 1 << 30;  ///< by elements, attributes and declarations, each to all before it
+  std::uint64_t defaultBytes = UINT64_MAX;          ///< of declared defaults that elements bring along, in all
   std::size_t declaredEntities = 1'000;             ///< expat goes down the stack where one refers to the next
   float amplification = 10;  ///< times its length, from a MiB on, that entities make of a document
 };
@@ -91,6 +92,7 @@ class XmlParser {
   void parsePieces(std::string_view document);
   void startElement(const char* name, XmlAttributes attributes);
   void endElement(const char* name);
+  void countDefaults(XmlAttributes attributes);
   void declareAttribute(bool hasDefault);
   void declareEntity();
   void visitDeclaredAttributes(int times);
@@ -104,6 +106,7 @@ class XmlParser {
   std::exception_ptr exception_;  ///< thrown by the handler, kept until expat has returned
   std::size_t depth_ = 0;
   std::size_t declaredDefaults_ = 0;
+  std::uint64_t defaultBytes_ = 0;
   std::uint64_t declaredAttributes_ = 0;
   std::uint64_t declaredAttributeVisits_ = 0;
   std::size_t declaredEntities_ = 0;

@@ -55,9 +55,9 @@ std::string_view validUtf8(std::string_view text, std::string& valid) {
 
 }  // namespace
 
-void appendSafeHtml(std::string& out, std::string_view html, std::string_view baseUrl) {
+void appendSafeHtml(std::string& out, std::string_view html, std::string_view baseUrl, std::size_t& resolvable) {
   if (!isMarkup(html)) return appendEscapedHtml(out, html);
-  SafeHtmlWriter(out, baseUrl).write(html);
+  SafeHtmlWriter(out, baseUrl, resolvable).write(html);
 }
 
 void appendPlainText(std::string& out, std::string_view html) {
@@ -83,7 +83,8 @@ std::string htmlOfText(std::string_view text) {
 std::string SanitizeHtml(std::string_view html, std::string_view baseUrl) {
   std::string valid;
   std::string safe;
-  appendSafeHtml(safe, validUtf8(html, valid), baseUrl);
+  std::size_t resolvable = kMaxResolvedBytes;
+  appendSafeHtml(safe, validUtf8(html, valid), baseUrl, resolvable);
   return safe;
 }
 

@@ -1,12 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace quillmoria {
 
-/// As SanitizeHtml, appended to `out`; texts without `<` and `&` take the short way.
-void appendSafeHtml(std::string& out, std::string_view html, std::string_view baseUrl);
+/// What relative addresses may take in all, made absolute.
+inline constexpr std::size_t kMaxResolvedBytes = 32 << 20;
+
+/// As SanitizeHtml, appended to `out`; texts without `<` and `&` take the short way. Takes from `resolvable` what
+/// absolute addresses take that were relative; once that is used up, these are left out.
+void appendSafeHtml(std::string& out, std::string_view html, std::string_view baseUrl, std::size_t& resolvable);
 
 /// As PlainText, appended to `out`.
 void appendPlainText(std::string& out, std::string_view html);

@@ -1,6 +1,7 @@
 #include "modern/reading/ReadFeed.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 #include <string>
 #include <utility>
@@ -19,7 +20,8 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::size_t kStart = 1024;  ///< bytes that tell what a document is
+constexpr std::uint64_t kMaxDefaultBytes = 64 << 20;  ///< of attributes: they are looked at with each element
+constexpr std::size_t kStart = 1024;                  ///< bytes that tell what a document is
 constexpr std::string_view kFeedStarts[] = {"<?xml", "<rss", "<feed", "<rdf:RDF"};
 
 ReadFeed failure(Outcome outcome, std::string text, std::string_view url) {
@@ -35,8 +37,9 @@ ReadFeed failure(Outcome outcome, std::string text, std::string_view url) {
 void readXml(std::string_view text, std::string_view url, Document& document) {
   XmlFeedReader reader(document, url);
   try {
-    const ForgivingReading reading = readForgivingly(text, reader);
-    document.wasRepaired = reading.wasRepaired;
+    XmlLimits limits;
+    limits.defaultBytes = kMaxDefaultBytes;
+    document.wasRepaired = readForgivingly(text, reader, limits).wasRepaired;
   } catch (const NoFeed&) {
     return;
   } catch (const KeptTextExceeded&) {

@@ -134,15 +134,18 @@ class Mapper {
   void mapEntry(Entry& entry, RSSObject::NewsItemStruct& item, ItemDetails& details);
   void mapTexts(Entry& entry, RSSObject::NewsItemStruct& item, ItemDetails& details);
   void mapMedia(Entry& entry, ItemDetails& details);
-  std::string linkOf(const Entry& entry) const;
-  std::vector<std::string> authorsOf(Entry& entry) const;
-  std::string absolute(const Address& address) const;
-  std::string webAddress(const Address& address) const;
-  std::string safe(const Text& text, std::string_view link) const;
+  std::string linkOf(const Entry& entry);
+  std::vector<std::string> authorsOf(Entry& entry);
+  std::string_view base(Base number, std::string_view other) const;
+  std::string absolute(const Address& address);
+  std::string webAddress(const Address& address);
+  std::string safe(const Text& text, std::string_view link);
+  void spend(std::size_t bytes) { spare_ -= std::min(spare_, bytes); }
 
   Document document_;
   const std::string_view url_;
-  std::string address_;  ///< what addresses without a base are resolved against
+  std::string address_;                    ///< what addresses without a base are resolved against
+  std::size_t spare_ = kMaxResolvedBytes;  ///< for what entries take from elsewhere: a base, the feed's authors
   RSSObject::ChannelStruct channel_;
   std::shared_ptr<FeedDetails> details_ = std::make_shared<FeedDetails>();
 };
@@ -205,7 +208,8 @@ void Mapper::mapEntry(Entry& entry, RSSObject::NewsItemStruct& item, ItemDetails
   details.imageUrl = webAddress(entry.image);
   details.sourceTitle = plain(entry.source.title);
   details.sourceUrl = absolute(entry.source.url);
-  details.language = entry.language.empty() ? channel_.language : plainOf(std::move(entry.language));
+  details.language = plainOf(std::move(entry.language));
+  if (details.language.empty() && spare_ > 0) spend((details.language = channel_.language).size());
 }
 
 /// The full text stands for the summary and the other way round; each is made safe once.
@@ -257,7 +261,7 @@ void Mapper::mapMedia(Entry& entry, ItemDetails& details) {
   }
 }
 
-std::string Mapper::linkOf(const Entry& entry) const {
+std::string Mapper::linkOf(const Entry& entry) {
   std::string link = absolute(entry.link);
   if (link.empty() && entry.isPermaLink && isWebAddress(entry.id)) link = absolute({entry.id, 0});
   for (const Media& media : entry.media) {
@@ -268,30 +272,38 @@ std::string Mapper::linkOf(const Entry& entry) const {
   return link;
 }
 
-std::vector<std::string> Mapper::authorsOf(Entry& entry) const {
+std::vector<std::string> Mapper::authorsOf(Entry& entry) {
   std::vector<std::string> authors = names(entry.authors);
   if (authors.empty()) authors = names(entry.source.authors);
-  return authors.empty() ? details_->authors : authors;
+  if (!authors.empty() || spare_ == 0) return authors;
+  for (const std::string& author : details_->authors) spend(sizeof(author) + author.size());
+  return details_->authors;
+}
+
+std::string_view Mapper::base(Base number, std::string_view other) const {
+  if (spare_ == 0) return {};
+  return number > 0 ? std::string_view(document_.bases[number]) : other;
 }
 
 /// Empty for what nobody can follow.
-std::string Mapper::absolute(const Address& address) const {
+std::string Mapper::absolute(const Address& address) {
   if (address.text.empty() || isPlainWebAddress(address.text)) return address.text;
-  std::string url = absoluteUrl(address.text, address.base > 0 ? document_.bases[address.base] : address_);
+  std::string url = absoluteUrl(address.text, base(address.base, address_));
+  spend(url.size());
   const bool isKnown = std::ranges::find(kSchemes, schemeOf(url)) != std::end(kSchemes);
   return isKnown ? url : std::string();
 }
 
-std::string Mapper::webAddress(const Address& address) const {
+std::string Mapper::webAddress(const Address& address) {
   std::string url = absolute(address);
   return isWebAddress(url) ? url : std::string();
 }
 
-std::string Mapper::safe(const Text& text, std::string_view link) const {
+std::string Mapper::safe(const Text& text, std::string_view link) {
   if (text.text.empty()) return {};
   if (text.kind == TextKind::Plain) return htmlOfText(text.text);
   std::string html;
-  appendSafeHtml(html, text.text, text.base > 0 ? std::string_view(document_.bases[text.base]) : link);
+  appendSafeHtml(html, text.text, base(text.base, link), spare_);
   return html;
 }
 

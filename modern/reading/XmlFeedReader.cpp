@@ -274,8 +274,10 @@ struct XmlFeedReader::Rules {
 
 namespace {
 
-constexpr std::size_t kMaxBaseBytes = 1'024;  ///< of a base address
-constexpr int kMaxRelativeBases = 1'000;      ///< of a document: to resolve one takes long
+constexpr std::size_t kMaxBaseBytes = 1'024;       ///< of a base address
+constexpr std::size_t kMaxLanguageBytes = 64;      ///< of a language that entries take over
+constexpr std::size_t kMaxResolvedText = 8 << 20;  ///< beyond that a text's addresses stay relative
+constexpr int kMaxRelativeBases = 1'000;           ///< of a document: to resolve one takes long
 constexpr std::uint8_t kNoRank = 0xFF;
 
 /// The value of the attribute `name`, in any letter case; null if there is none.
@@ -450,7 +452,8 @@ void XmlFeedReader::startScopes(Frame& frame, XmlAttributes attributes) {
     if (!name.starts_with("xml:")) continue;
     if (name == "xml:base") setBase(frame, trimmed(attributes[1]));
     if (name == "xml:lang") {
-      languages_.push_back(kept(trimmed(attributes[1])));
+      const std::string_view language = trimmed(attributes[1]);
+      languages_.emplace_back(language.size() <= kMaxLanguageBytes ? language : std::string_view());
       frame.isLanguageChanged = true;
     }
   }
@@ -647,7 +650,8 @@ void XmlFeedReader::startCaptured(Frame& frame, const char* name, XmlAttributes 
     return;
   }
   const std::size_t before = text_.size();
-  appendStartTag(text_, name, attributes, frame.isBaseChanged || parent.isCaptured ? document_.bases[base_] : "");
+  const bool resolves = (frame.isBaseChanged || parent.isCaptured) && text_.size() < kMaxResolvedText;
+  appendStartTag(text_, name, attributes, resolves ? document_.bases[base_] : "");
   budget_.take(text_.size() - before);
 }
 
