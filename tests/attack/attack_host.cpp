@@ -5,7 +5,8 @@
 //     attack_host LIBRARY BASE URL HOW MICROSECONDS list|feed|picture
 //     attack_host LIBRARY BASE URL HOW MICROSECONDS callback|thread|main JOBS CALL
 //
-// Feeds are named 0, 1, 2, …, and stand at URL0, URL1, URL2, …, the list at URLlist. HOW a host ends is told at `end`.
+// The profile is that of the environment's QUILLMORIA_PROFILE. Feeds are named 0, 1, 2, …, and stand at URL0, URL1,
+// URL2, …, the list at URLlist. HOW a host ends is told at `end`.
 
 #include <dlfcn.h>
 #include <link.h>
@@ -39,6 +40,7 @@
 #include "quillmoria/ConnectedState.h"
 #include "quillmoria/NewsServer.h"
 #include "quillmoria/OPML.h"
+#include "quillmoria/Profile.h"
 #include "support/Subscriptions.h"
 
 namespace {
@@ -126,6 +128,8 @@ namespace fs = std::filesystem;
 struct Library {
   explicit Library(const char* file) : handle(dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
     if (!handle) fail(dlerror());
+    const char* const profile = std::getenv("QUILLMORIA_PROFILE");
+    if (profile && profile == std::string("modern")) setProfile(Profile::Modern);
   }
   void close() const { dlclose(handle); }
 
@@ -147,6 +151,7 @@ struct Library {
   const std::string text = "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
   void* const handle;
   void (*const setState)(ConnectedState) = function("_Z17SetConnectedState14ConnectedState");
+  void (*const setProfile)(Profile) = function("_ZN10quillmoria10SetProfileENS_7ProfileE");
   void (*const fetchAhead)(int, int) = function("_ZN10NewsServer18SetParallelFetchesEii");
   NewsServerFactory* (*const getFactory)() = function("_ZN17NewsServerFactory10GetFactoryEv");
   NewsServer* (*const makeServer)(NewsServerFactory*, RSSObject::CategoryHolderStruct, Text) =
@@ -240,6 +245,10 @@ struct Host {
 
 long entries(const std::string& folder) { return std::distance(fs::directory_iterator(folder), {}); }
 
+void removePictures(const std::string& base) {
+  for (const auto& picture : fs::directory_iterator(base + "/feed_imgs")) fs::remove(picture);
+}
+
 /// Many pulls of twenty feeds, of which some fail, are stopped, or end with an exception; with `reloads`, each with the
 /// library loaded anew. Tells of each what the process holds after it, and what came of its feeds.
 int soak(char** arguments, int jobs, int pulls, bool reloads) {
@@ -255,7 +264,7 @@ int soak(char** arguments, int jobs, int pulls, bool reloads) {
     host->library.fetchAhead(jobs, jobs);
     host->library.setState(isDue(7) ? ConnectedState::Disconnected : ConnectedState::Connected);
     feeds.feed(0, 19).enabled = isDue(100);
-    if (isDue(10)) fs::remove(host->base + "/feed_imgs/logo.png");
+    if (isDue(10)) removePictures(host->base);
     Reader reader;
     if (isDue(11)) reader.act = [&] { host->library.stop(server.get(), nullptr); };
     if (isDue(13)) reader.act = [] { throw std::runtime_error("no more"); };
@@ -296,7 +305,7 @@ bool runShort(const Host& host, const std::string& failing, int jobs, int first,
   if (rounds > 1) host.pull(host.makeServer(feeds, 2).get(), *reader++);
   for (int round = 0; round < rounds; ++round) {
     fs::copy(host.base + "/old", host.base + "/cache", copying);
-    for (const auto& picture : fs::directory_iterator(host.base + "/feed_imgs")) fs::remove(picture);
+    removePictures(host.base);
     Reader &hit = *reader++, &next = *reader++;
     shortage.count = 0;
     shortage.armed = true;

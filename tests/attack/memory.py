@@ -23,11 +23,14 @@ CASES = [Case(f"{failing} failing, {jobs} at once, {rounds} times", failing, job
          for failing in ("one", "all", "threads") for jobs in (1, 8) for rounds, rarer in ((1, 8), (4, 2))]
 
 
-def answer(target, _):
+def answer(target, head):
     if target == "/list":
         return response(LIST)
-    name = target[1:]
-    return response(PICTURE if name.endswith("png") else feed(name, range(90, 90 + items), server.url(f"/{name}.png")))
+    name, tag = target[1:], f'"{items}"'
+    if f"If-None-Match: {tag}" in head:
+        return response(b"", "304 Not Modified", ["ETag: " + tag])
+    body = PICTURE if name.endswith("png") else feed(name, range(90, 90 + items), server.url(f"/{name}.png"))
+    return response(body, headers=["ETag: " + tag])
 
 
 def attempt(case):

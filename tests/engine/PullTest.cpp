@@ -1,6 +1,9 @@
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "engine/PullFixture.h"
+#include "quillmoria/Profile.h"
 #include "support/Table.h"
 
 using testing::HasSubstr;
@@ -181,6 +184,23 @@ TEST_P(Pull, IsWaitedForFromItsRequestOnAndNoLongerThanAsked) {
   gate.unlock();
   EXPECT_TRUE(NewsServer::WaitForPulls(60'000));
   EXPECT_EQ(subscriber.events(), "1 | 3");
+}
+
+TEST_P(Pull, KeepsTheProfileThatItBeganWith) {
+  const auto server = makeServer();
+  subscriptions_.add("a", {{"1", http_.url("/feed")}, {"2", http_.url("/feed")}});
+  http_.serve("/feed", kTwoItems);
+  server->SetCategories(subscriptions_.holder());
+  const auto modernFeeds = [&](Profile next) {
+    RecordingSubscriber subscriber([&](const std::string& line) {
+      if (line != "1") SetProfile(next);
+    });
+    pull(*server, subscriber);
+    return std::ranges::count_if(subscriber.news(), [](const auto& feed) { return feed->GetDetails() != nullptr; });
+  };
+  EXPECT_EQ(modernFeeds(Profile::Modern), 0);
+  EXPECT_EQ(modernFeeds(Profile::Classic), 2);
+  EXPECT_EQ(modernFeeds(Profile::Classic), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Pull, testing::Values(1, 8), testing::PrintToStringParamName());

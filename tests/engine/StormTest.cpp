@@ -5,6 +5,7 @@
 
 #include "engine/PullFixture.h"
 #include "quillmoria/OPML.h"
+#include "quillmoria/Profile.h"
 #include "quillmoria/Version.h"
 
 namespace {
@@ -48,12 +49,14 @@ void (*const kCalls[])(Server& server, Caller& caller) = {
       feed.url = caller.host.url + "/feed";
       const RSSObject news(feed, "", caller.host.base), copy(news);
     },
+    [](Server&, Caller&) { SetProfile(Profile::Modern); },
     [](Server&, Caller&) { NewsServer::SetParallelFetches(8, 8); },
     [](Server&, Caller& caller) {
       OPMLParser parser(caller.host.base);
       parser.ParseFromURL(caller.host.url + "/list");
       if (parser.GetOPMLDoc()) const OPMLDoc copy(*parser.GetOPMLDoc());
     },
+    [](Server&, Caller&) { SetProfile(Profile::Classic); },
     [](Server&, Caller& caller) { CPicture().LoadFromURL(caller.host.url + "/logo.gif", caller.host.base); },
     [](Server&, Caller&) { EXPECT_FALSE((quillmoria::Version() + quillmoria::LibraryVersions()).empty()); },
 };
@@ -91,8 +94,11 @@ TEST_P(Storm, OfHostThreadsAndCallbacksLeavesTheEngineWorking) {
   RecordingSubscriber first, last;
   pull(*server, first);
   const std::string one = ": OK, 1 items, 0 new | ";
-  EXPECT_EQ(pull(*server, last), "1 | 12 category:a | 10 | 11 | 2 1" + one + "10 | 11 | 2 2" + one +
-                                     "13 | 12 category:b | 10 | 11 | 2 3" + one + "13 | 3");
+  for (const Profile profile : {Profile::Modern, Profile::Classic}) {
+    SetProfile(profile);
+    EXPECT_EQ(pull(*server, last), "1 | 12 category:a | 10 | 11 | 2 1" + one + "10 | 11 | 2 2" + one +
+                                       "13 | 12 category:b | 10 | 11 | 2 3" + one + "13 | 3");
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(OneAtATimeAndAhead, Storm, testing::Values(1, 8), testing::PrintToStringParamName());

@@ -39,9 +39,12 @@ def arguments(doc, *programs, **numbers):
     parser.add_argument("--full", action="store_true", help="the long form")
     parser.add_argument("--sanitized", action="store_true", help="without bounds of memory, and with more time to end")
     parser.add_argument("--only", default="", metavar="TEXT", help="the cases whose name contains TEXT")
+    parser.add_argument("--profile", choices=("classic", "modern"), default="classic")
     for name, default in numbers.items():
         parser.add_argument("--" + name, type=type(default), default=default, help=f"{default} if not given")
-    return parser.parse_args()
+    options = parser.parse_args()
+    os.environ["QUILLMORIA_PROFILE"] = options.profile
+    return options
 
 
 def attack(options, cases, attempt, workers=1):
@@ -116,8 +119,7 @@ Run = collections.namedtuple("Run", "status output errors cpu peak ended seconds
 
 
 def environment(**more):
-    return dict(os.environ, LC_ALL="C.UTF-8", TZ="UTC", QUILLMORIA_OFFLINE="0",
-                QUILLMORIA_PROFILE="classic", **more)
+    return dict(os.environ, LC_ALL="C.UTF-8", TZ="UTC", QUILLMORIA_OFFLINE="0", **more)
 
 
 def run(command, deadline=120, **how):
