@@ -139,7 +139,7 @@ CLASSIC = [
 
     # Items.
     Case("a million empty items", rss("«<item/>»" + ITEM), 1_000_000, shown=1, memory=80,
-         modern={"shown": None, "memory": 80}),
+         modern={"shown": None, "memory": 80, "base": 300 * MIB}),
     Case("empty items up to the bound", rss("«<item/>»" + ITEM), 64 * MIB // 7 - 100, UNPARSED, whole=True,
          modern=READ),
     Case("a million items", rss(f"«{ITEM}»"), 1_000_000, shown=ALL),
