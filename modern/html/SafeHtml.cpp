@@ -211,7 +211,6 @@ bool isHeading(std::string_view name) { return name.size() == 2 && name[0] == 'h
 }  // namespace
 
 void SafeHtmlWriter::write(std::string_view html) {
-  room_ = kMinRoom + kRoomPerByte * html.size();
   HtmlTokens tokens(html);
   for (;;) {
     const HtmlToken& token = tokens.next();
@@ -412,7 +411,7 @@ void SafeHtmlWriter::writeAttributes(const HtmlToken& tag, const HtmlElement& el
         if (isDirection(value)) writeAttribute(rule->name, value);
         break;
       case ValueKind::Pictures:
-        if (const std::string pictures = safePictures(value, baseUrl_); !pictures.empty() && takeRoom(pictures)) {
+        if (const std::string pictures = safePictures(value, baseUrl_); !pictures.empty() && spend(pictures)) {
           writeAttribute(rule->name, pictures);
         }
         break;
@@ -421,7 +420,7 @@ void SafeHtmlWriter::writeAttributes(const HtmlToken& tag, const HtmlElement& el
       case ValueKind::Picture:
         if (isPlainWebAddress(value)) {
           writeAttribute(rule->name, value);
-        } else if (const auto url = safeAddress(value, rule->kind, baseUrl_); url && takeRoom(*url)) {
+        } else if (const auto url = safeAddress(value, rule->kind, baseUrl_); url && spend(*url)) {
           writeAttribute(rule->name, *url);
         }
         break;
@@ -429,9 +428,10 @@ void SafeHtmlWriter::writeAttributes(const HtmlToken& tag, const HtmlElement& el
   }
 }
 
-bool SafeHtmlWriter::takeRoom(std::string_view address) {
-  if (address.size() > room_) return false;
-  room_ -= address.size();
+/// False if there is no room for an address that was made absolute.
+bool SafeHtmlWriter::spend(std::string_view resolved) {
+  if (resolved.size() > resolvable_) return false;
+  resolvable_ -= resolved.size();
   return true;
 }
 
@@ -466,7 +466,7 @@ void SafeHtmlWriter::writeFrame(const HtmlToken& tag) {
   value_.clear();
   appendResolved(value_, source->value, true);
   const std::optional<std::string> url = safeAddress(value_, ValueKind::Source, baseUrl_);
-  if (!url || !takeRoom(*url)) return;
+  if (!url || !spend(*url)) return;
   const HtmlAttribute* const title = find(tag, "title");
   value_.clear();
   if (title) appendResolved(value_, title->value, true);

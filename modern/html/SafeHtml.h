@@ -15,17 +15,14 @@ namespace quillmoria {
 class SafeHtmlWriter {
  public:
   /// Appends to `out`; `baseUrl` is what relative addresses are resolved against. Both must outlive it.
-  SafeHtmlWriter(std::string& out, std::string_view baseUrl) : out_(out), baseUrl_(baseUrl) {}
+  SafeHtmlWriter(std::string& out, std::string_view baseUrl, std::size_t& resolvable)
+      : out_(out), baseUrl_(baseUrl), resolvable_(resolvable) {}
 
   /// Once.
   void write(std::string_view html);
 
  private:
   static constexpr std::size_t kMaxDepth = 256;
-
-  // What relative addresses may become in all, lest many short ones and a long base make gigabytes.
-  static constexpr std::size_t kMinRoom = 1024;
-  static constexpr std::size_t kRoomPerByte = 4;
 
   void writeText(std::string_view text);
   void startElement(HtmlTokens& tokens, const HtmlToken& tag);
@@ -42,19 +39,19 @@ class SafeHtmlWriter {
 
   bool writeStartTag(const HtmlToken& tag, const HtmlElement& element);
   void writeAttributes(const HtmlToken& tag, const HtmlElement& element);
-  bool takeRoom(std::string_view address);
+  bool spend(std::string_view resolved);
   void writeAttribute(std::string_view name, std::string_view value);
   void writeImage(const HtmlToken& tag, const HtmlElement& element);
   void writeFrame(const HtmlToken& tag);
 
   std::string& out_;
   const std::string_view baseUrl_;
+  std::size_t& resolvable_;  ///< bytes left for addresses that are made absolute
   std::array<const HtmlElement*, kMaxDepth> open_{};
   std::size_t depth_ = 0;
   std::size_t flattened_ = 0;             ///< elements open beyond the depth, which are not written
   const HtmlElement* dropped_ = nullptr;  ///< what goes with its contents, while inside of it
   std::size_t droppedDepth_ = 0;          ///< elements of its name open inside of it, itself included
-  std::size_t room_ = 0;                  ///< left for addresses that are made absolute
   std::string value_;                     ///< of an attribute, with its references resolved
 };
 
