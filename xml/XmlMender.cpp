@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Text.h"
 #include "xml/HtmlReferences.h"
 
 namespace quillmoria {
@@ -264,9 +265,19 @@ class Mender {
     if (emptyElement_ != name) settleEmptyElement();
     emptyElement_ = {};
     const auto open = open_.find(name);
+    if (open == open_.end() && meansInnermost(name)) {
+      wasMended_ = true;
+      return close();
+    }
     const bool isClosable = open != open_.end() && open->second >= barrierOf(rankOf(name));
     if (!isClosable || open->second + 1 != stack_.size()) wasMended_ = true;
     if (isClosable) closeDownTo(open->second);
+  }
+
+  /// Whether the innermost open element is called `name` but for the case of its letters.
+  bool meansInnermost(std::string_view name) const {
+    return !stack_.empty() && stack_.back().name.size() == name.size() &&
+           lowerAscii(stack_.back().name) == lowerAscii(name);
   }
 
   /// What an element of `rank` cannot close lies below this height.
