@@ -3,7 +3,7 @@ set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake ninja-build pkg-config libexpat1-dev libcurl4-openssl-dev libssl-dev libidn2-dev
-  libgdk-pixbuf-2.0-dev libcli11-dev nlohmann-json3-dev libcpp-httplib-dev)
+  libgdk-pixbuf-2.0-dev libcli11-dev nlohmann-json3-dev libsqlite3-dev libcpp-httplib-dev)
 test_packages=(libgtest-dev libgmock-dev openssl python3 tinyproxy doxygen valgrind curl lintian dosfstools
   fusefat)
 format_packages=(clang-format-14)

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "modern/archive/Database.h"
+
+namespace quillmoria {
+
+/// The version of the schema that this code reads and writes. An older one is brought up to it when it is opened.
+inline constexpr int kSchemaVersion = 1;
+
+/// The archive's path.
+std::string archivePath(const std::string& baseFolder);
+
+/// Opens the archive of `baseFolder` with the schema of this version, and makes one where there is none. Throws
+/// ArchiveError and std::bad_alloc.
+Database openArchive(const std::string& baseFolder);
+
+/// Moves the archive of `baseFolder` aside, with what belongs to it. Returns the new path. Throws ArchiveError.
+std::string moveArchiveAside(const std::string& baseFolder);
+
+}  // namespace quillmoria
