@@ -41,25 +41,25 @@ class QUILLMORIA_EXPORT ArchiveError : public std::runtime_error {
 
 /// A feed that the archive knows. Texts are UTF-8 and plain, and empty where nothing is known; so are times CTime().
 struct ArchivedFeed {
-  std::int64_t id = 0;                    ///< the archive's number of the feed, above 0
-  std::string url;                        ///< subscribed address, without user name and password
-  std::string name;                       ///< as the host calls it (NewsFeed::name)
-  std::string category;                   ///< as the host calls it (NewsFeed::category)
-  std::string title;                      ///< as the feed calls itself
-  std::string description;                ///< in its own words
-  std::string siteUrl;                    ///< the page that it belongs to
-  std::string iconUrl;                    ///< its picture
-  std::string format;                     ///< as in FeedDetails
-  std::string movedTo;                    ///< the address to subscribe to from now on
-  Outcome lastOutcome = Outcome::Offline; ///< of the last pull that asked, or would have; Offline before the first
-  std::string lastStatus;                 ///< the text that went with it
-  CTime lastAsked;                        ///< when a server was asked last
-  CTime lastSuccess;                      ///< when a feed was had last, unchanged ones included
-  std::int32_t failures = 0;              ///< how many pulls in a row have failed since
-  CTime nextDue;                          ///< when asking again makes sense; no time for a feed that is gone
-  std::int64_t itemCount = 0;             ///< items in the archive
-  std::int64_t unreadCount = 0;           ///< of them unread
-  std::int64_t starredCount = 0;          ///< and starred
+  std::int64_t id = 0;                     ///< the archive's number of the feed, above 0
+  std::string url;                         ///< subscribed address, without user name and password
+  std::string name;                        ///< as the host calls it (NewsFeed::name)
+  std::string category;                    ///< as the host calls it (NewsFeed::category)
+  std::string title;                       ///< as the feed calls itself
+  std::string description;                 ///< in its own words
+  std::string siteUrl;                     ///< the page that it belongs to
+  std::string iconUrl;                     ///< its picture
+  std::string format;                      ///< as in FeedDetails
+  std::string movedTo;                     ///< the address to subscribe to from now on
+  Outcome lastOutcome = Outcome::Offline;  ///< of the last pull that asked, or would have; Offline before the first
+  std::string lastStatus;                  ///< the text that went with it
+  CTime lastAsked;                         ///< when a server was asked last
+  CTime lastSuccess;                       ///< when a feed was had last, unchanged ones included
+  std::int32_t failures = 0;               ///< how many pulls in a row have failed since
+  CTime nextDue;                           ///< when asking again makes sense; no time for a feed that is gone
+  std::int64_t itemCount = 0;              ///< items in the archive
+  std::int64_t unreadCount = 0;            ///< of them unread
+  std::int64_t starredCount = 0;           ///< and starred
 };
 
 /// An item of the archive.
@@ -136,9 +136,9 @@ class ArchiveReading;
 ///     for (const ArchivedItem& news : archive.Items(query).items) show(news.feedName, news.item.titleW);
 ///     archive.MarkItems({{id}}, ItemMark::Read);
 ///
-/// One thread at a time uses an object; there may be any number of objects, also in other processes and while pulls run,
-/// and each call sees what the others have finished. A call waits up to five seconds for another process that is writing.
-/// Calls throw ArchiveError and std::bad_alloc, and have then changed nothing. Touches no network.
+/// One thread at a time uses an object; there may be any number of objects, also in other processes and while pulls
+/// run, and each call sees what the others have finished. A call waits up to five seconds for another process that is
+/// writing. Calls throw ArchiveError and std::bad_alloc, and have then changed nothing. Touches no network.
 class QUILLMORIA_EXPORT NewsArchive {
  public:
   /// Opens the archive of `baseFolder`, which must exist, and makes one if there is none.
@@ -160,12 +160,12 @@ class QUILLMORIA_EXPORT NewsArchive {
   /// Marks the items called `ids`. Returns those that were not marked so before; unknown ones are passed over.
   std::vector<std::int64_t> MarkItems(std::span<const std::int64_t> ids, ItemMark mark);
 
-  /// Marks all items that `query` asks for, whatever its limit; those from `query.before` on are left out. Returns those
-  /// that were not marked so before, so that it can be undone.
+  /// Marks all items that `query` asks for, whatever its limit; those from `query.before` on are left out. Returns
+  /// those that were not marked so before, so that it can be undone.
   std::vector<std::int64_t> MarkAll(const ItemQuery& query, ItemMark mark);
 
-  /// Forgets the feed subscribed at `url` and its items; starred ones stay, and with them the feed's name. False if it is
-  /// not known.
+  /// Forgets the feed subscribed at `url` and its items; starred ones stay, and with them the feed's name. False if it
+  /// is not known.
   bool RemoveFeed(const std::string& url);
 
   /// Gives the feed subscribed at `url` another name and category, before a pull does. False if it is not known.
@@ -183,8 +183,8 @@ class QUILLMORIA_EXPORT NewsArchive {
   std::vector<std::string> Check();
 
   /// Makes a whole archive of what can be read of the one in `baseFolder`, also where the constructor refuses it as
-  /// damaged, and moves the damaged file aside. Where Check finds nothing wrong, only the words are indexed anew. No other
-  /// object or process should use the archive meanwhile.
+  /// damaged, and moves the damaged file aside. Where Check finds nothing wrong, only the words are indexed anew. No
+  /// other object or process should use the archive meanwhile.
   static ArchiveRepair Repair(const std::string& baseFolder);
 
  private:

@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "modern/archive/WordTokenizer.h"
+
 namespace quillmoria {
 namespace {
 
@@ -103,6 +105,7 @@ void Database::configure() {
   sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+  if (const int code = registerWordTokenizer(connection); code != SQLITE_OK) fail(code);
   execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = NORMAL;");
   // Fails at once where another is just about to do the same.
   sqlite3_exec(connection, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
@@ -112,8 +115,7 @@ void Database::bePatient() { patience_->left = kPatience; }
 
 int Database::wait(void* patience, int attempt) {
   auto& left = static_cast<Patience*>(patience)->left;
-  const std::chrono::milliseconds pause =
-      std::min({std::chrono::milliseconds(1 + 2 * attempt), kLongestWait, left});
+  const std::chrono::milliseconds pause = std::min({std::chrono::milliseconds(1 + 2 * attempt), kLongestWait, left});
   if (pause.count() <= 0) return 0;
   left -= pause;
   std::this_thread::sleep_for(pause);
@@ -152,6 +154,16 @@ void Database::bind(sqlite3_stmt* statement, int position, std::string_view valu
 
 void Database::bind(sqlite3_stmt* statement, int position, std::nullptr_t) {
   check(statement, sqlite3_bind_null(statement, position));
+}
+
+Snapshot::Snapshot(Database& database) : database_(database) { database_.run("BEGIN"); }
+
+Snapshot::~Snapshot() {
+  try {
+    database_.run("ROLLBACK");
+  } catch (const std::exception&) {
+    // An error has ended it already.
+  }
 }
 
 Transaction::Transaction(Database& database) : database_(database) { database_.run("BEGIN IMMEDIATE"); }

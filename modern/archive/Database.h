@@ -55,7 +55,8 @@ class Database {
   void bePatient();
 
   /// Runs `sql` with `values` for its parameters: integers, CTime, nullptr, and texts, which must last as long as the
-  /// rows. It stays prepared for the next time, so its text must come from the code alone, and be used by one at a time.
+  /// rows. It stays prepared for the next time, so its text must come from the code alone, and be used by one at a
+  /// time.
   template <class... Values>
   Rows rows(std::string_view sql, const Values&... values) {
     sqlite3_stmt* const statement = prepare(sql);
@@ -115,6 +116,18 @@ class Database {
   std::unique_ptr<Patience> patience_;  ///< at a place that stays
   std::unique_ptr<sqlite3, Close> connection_;
   std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Close>, Hash, std::equal_to<>> statements_;
+};
+
+/// While it stands, all that is read is as it was at the first reading.
+class Snapshot {
+ public:
+  explicit Snapshot(Database& database);
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+  ~Snapshot();
+
+ private:
+  Database& database_;
 };
 
 /// A transaction that writes. Undone at its end unless it was committed.

@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-
 /// "QmNA", which tells the file from other databases.
 constexpr std::int64_t kApplicationId = 0x516d4e41;
 
@@ -109,7 +108,7 @@ CREATE INDEX items_of_feed ON items(feed, moment);
 CREATE INDEX items_by_key ON items(feed, key, link_key);
 CREATE INDEX items_in_document ON items(feed, place) WHERE place IS NOT NULL;
 CREATE INDEX items_unread ON items(feed, moment) WHERE read = 0;
-CREATE INDEX items_starred ON items(moment) WHERE starred = 1;
+CREATE INDEX items_starred ON items(feed, moment) WHERE starred = 1;
 CREATE TABLE texts(
   item INTEGER PRIMARY KEY REFERENCES items ON DELETE CASCADE,
   plain TEXT NOT NULL,
@@ -140,7 +139,7 @@ CREATE TABLE enclosures(
 CREATE VIEW searched(moment, title, authors, plain) AS
   SELECT items.moment, items.title, items.authors, texts.plain FROM items JOIN texts ON texts.item = items.moment;
 CREATE VIRTUAL TABLE search USING fts5(title, authors, plain, content='searched', content_rowid='moment',
-  tokenize="unicode61 remove_diacritics 2 categories 'L* N* Co Mc Mn'");
+  tokenize=words);
 )sql"};
 
 std::int64_t versionOf(Database& archive) { return archive.integer("PRAGMA user_version"); }
