@@ -91,6 +91,7 @@ CREATE TABLE items(
   key INTEGER NOT NULL,
   link_key INTEGER NOT NULL,
   content_key INTEGER NOT NULL,
+  record_key INTEGER NOT NULL,
   place INTEGER,
   read INTEGER NOT NULL DEFAULT 0,
   starred INTEGER NOT NULL DEFAULT 0,
@@ -109,16 +110,17 @@ CREATE INDEX items_by_key ON items(feed, key, link_key);
 CREATE INDEX items_in_document ON items(feed, place) WHERE place IS NOT NULL;
 CREATE INDEX items_unread ON items(feed, moment) WHERE read = 0;
 CREATE INDEX items_starred ON items(feed, moment) WHERE starred = 1;
+CREATE INDEX items_to_forget ON items(feed, last_seen) WHERE place IS NULL AND read = 1 AND starred = 0;
 CREATE TABLE texts(
   item INTEGER PRIMARY KEY REFERENCES items ON DELETE CASCADE,
-  plain TEXT NOT NULL,
-  summary TEXT NOT NULL,
-  content TEXT NOT NULL,
   comments_url TEXT NOT NULL,
   image_url TEXT NOT NULL,
   source_title TEXT NOT NULL,
   source_url TEXT NOT NULL,
-  language TEXT NOT NULL
+  language TEXT NOT NULL,
+  summary TEXT NOT NULL,
+  content TEXT NOT NULL,
+  plain TEXT NOT NULL
 ) STRICT;
 CREATE TABLE categories(
   item INTEGER NOT NULL REFERENCES items ON DELETE CASCADE,

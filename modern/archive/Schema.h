@@ -9,6 +9,11 @@ namespace quillmoria {
 /// The version of the schema that this code reads and writes. An older one is brought up to it when it is opened.
 inline constexpr int kSchemaVersion = 1;
 
+// The names of `settings`. Those of the retention are ArchiveRetention's members, which hold where there is none.
+inline constexpr char kNextId[] = "next_id";
+inline constexpr char kItemsPerFeed[] = "items_per_feed";
+inline constexpr char kDays[] = "days";
+
 /// The archive's path.
 std::string archivePath(const std::string& baseFolder);
 
