@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <thread>
 #include <utility>
@@ -12,7 +13,7 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{5000};
+constinit std::atomic<std::chrono::milliseconds> patience{std::chrono::milliseconds(5000)};
 constexpr std::chrono::milliseconds kLongestWait{50};
 
 struct KnownCode {
@@ -47,6 +48,8 @@ void check(sqlite3_stmt* statement, int code) {
 
 }  // namespace
 
+void setPatience(std::chrono::milliseconds wanted) { patience = wanted; }
+
 Rows::Rows(Rows&& other) noexcept : statement_(std::exchange(other.statement_, nullptr)) {}
 
 Rows::~Rows() {
@@ -80,7 +83,7 @@ CTime Rows::moment(int column) const {
 void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 void Database::Close::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::string& path) : patience_(std::make_unique<Patience>(kPatience)) {
+Database::Database(const std::string& path) : patience_(std::make_unique<Patience>(patience.load())) {
   constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW |
                          SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_PRIVATECACHE;
   sqlite3* made = nullptr;
@@ -111,10 +114,10 @@ void Database::configure() {
   sqlite3_exec(connection, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
 }
 
-void Database::bePatient() { patience_->left = kPatience; }
+void Database::bePatient() { patience_->left = patience.load(); }
 
-int Database::wait(void* patience, int attempt) {
-  auto& left = static_cast<Patience*>(patience)->left;
+int Database::wait(void* context, int attempt) {
+  auto& left = static_cast<Patience*>(context)->left;
   const std::chrono::milliseconds pause = std::min({std::chrono::milliseconds(1 + 2 * attempt), kLongestWait, left});
   if (pause.count() <= 0) return 0;
   left -= pause;
@@ -126,6 +129,18 @@ void Database::execute(const char* sql) {
   const int code = sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) fail(code);
 }
+
+void Database::insert(std::string_view sql, const Rows& row) {
+  sqlite3_stmt* const statement = prepare(sql);
+  Rows inserted(statement);
+  for (int column = 0; column < sqlite3_column_count(row.statement_); ++column) {
+    check(statement, sqlite3_bind_value(statement, column + 1, sqlite3_column_value(row.statement_, column)));
+  }
+  while (inserted.next()) {
+  }
+}
+
+void Database::keepLog() { sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); }
 
 sqlite3_stmt* Database::prepare(std::string_view sql) {
   const auto known = statements_.find(sql);

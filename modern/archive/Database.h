@@ -38,20 +38,26 @@ class Rows {
   CTime moment(int column) const;
 
  private:
+  friend class Database;
+
   sqlite3_stmt* statement_;
 };
+
+/// How long others that write are waited for, from the next Database or bePatient on: five seconds unless set. Any
+/// thread.
+void setPatience(std::chrono::milliseconds patience);
 
 /// An open database. Throws ArchiveError, and std::bad_alloc where memory lacks. Any number of threads, one at a time.
 class Database {
  public:
   /// Opens the file at `path`, an absolute path without links, and makes it if it is not there. Waits for others that
-  /// write, for five seconds in all: see bePatient.
+  /// write, for a time in all: see bePatient.
   explicit Database(const std::string& path);
   Database(Database&&) noexcept;
   Database& operator=(Database&&) noexcept;
   ~Database();
 
-  /// From now on others that write are waited for five seconds in all, again.
+  /// From now on others that write are waited for as long as that in all, again.
   void bePatient();
 
   /// Runs `sql` with `values` for its parameters: integers, CTime, nullptr, and texts, which must last as long as the
@@ -75,6 +81,9 @@ class Database {
     return changes();
   }
 
+  /// Runs `sql` with the columns of `row`, which may be another database's, for its parameters.
+  void insert(std::string_view sql, const Rows& row);
+
   /// The first column of the first row; 0 without one.
   template <class... Values>
   std::int64_t integer(std::string_view sql, const Values&... values) {
@@ -84,6 +93,9 @@ class Database {
 
   /// Several statements without parameters, each used once.
   void execute(const char* sql);
+
+  /// Leaves the file itself as it is at the end, and what has been written in the log beside it.
+  void keepLog();
 
   sqlite3* handle() const { return connection_.get(); }
 
@@ -100,7 +112,7 @@ class Database {
     std::chrono::milliseconds left;
   };
 
-  static int wait(void* patience, int attempt);
+  static int wait(void* context, int attempt);
   void configure();
   sqlite3_stmt* prepare(std::string_view sql);
   std::int64_t changes() const;

@@ -13,7 +13,8 @@ namespace quillmoria {
 /// What a query of `items` joined with `texts` selects for readItem, from its first column on, which is the moment.
 inline constexpr char kItemColumns[] =
     "items.moment, items.id, items.first_seen, items.published, items.updated, items.guid, items.is_permalink, "
-    "items.link, items.title, items.authors, texts.comments_url, texts.image_url, texts.source_title, texts.source_url, "
+    "items.link, items.title, items.authors, texts.comments_url, texts.image_url, texts.source_title, "
+    "texts.source_url, "
     "texts.language";
 inline constexpr int kItemColumnCount = 15;
 
@@ -21,8 +22,8 @@ inline constexpr int kItemColumnCount = 15;
 inline constexpr char kTextColumns[] = "texts.summary, texts.content";
 inline constexpr int kTextColumnCount = 2;
 
-/// What a query of `categories` selects for readCategory, and one of `enclosures` for readEnclosure; the first column is
-/// the item's moment.
+/// What a query of `categories` selects for readCategory, and one of `enclosures` for readEnclosure; the first column
+/// is the item's moment.
 inline constexpr char kCategoryColumns[] = "categories.item, categories.name";
 inline constexpr char kEnclosureColumns[] =
     "enclosures.item, enclosures.url, enclosures.type, enclosures.length, enclosures.title, enclosures.duration";

@@ -146,27 +146,17 @@ CREATE VIRTUAL TABLE search USING fts5(title, authors, plain, content='searched'
 
 std::int64_t versionOf(Database& archive) { return archive.integer("PRAGMA user_version"); }
 
-/// Looks again once nobody else can write: another may have been faster.
-void bringUp(Database& archive) {
-  Transaction transaction(archive);
-  for (std::int64_t version = versionOf(archive); version < kSchemaVersion; ++version) {
-    archive.execute(kSteps[static_cast<std::size_t>(version)]);
-  }
-  archive.execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
-  archive.execute(("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
-  transaction.commit();
-}
-
 /// A file without version and tables has just been made, or its making was cut off.
 void requireVersion(Database& archive) {
   const std::int64_t version = versionOf(archive);
   const std::int64_t application = archive.integer("PRAGMA application_id");
   const bool isOurs = application == kApplicationId && version > 0;
+  if (version < 0) throw ArchiveError(ArchiveProblem::Damaged, "the archive is damaged");
   if (!isOurs && archive.integer("SELECT count(*) FROM sqlite_schema") != 0) {
     throw ArchiveError(ArchiveProblem::Damaged, "the archive is another program's database");
   }
   if (version > kSchemaVersion) throw ArchiveError(ArchiveProblem::Newer, "the archive is of a newer version");
-  if (version != kSchemaVersion) bringUp(archive);
+  if (version != kSchemaVersion) makeTables(archive);
 }
 
 /// Nothing but a file of its own: a link would lead elsewhere, and a pipe never ends.
@@ -177,9 +167,6 @@ void requireFile(const fs::path& path) {
   }
 }
 
-/// What belongs to the file at `path`: itself, and what SQLite keeps beside it.
-constexpr std::array kSuffixes{"", "-wal", "-shm"};
-
 std::string freePath(const std::string& path) {
   const std::string stem = path + ".damaged-" + CTime::GetCurrentTime().Format("%Y%m%d-%H%M%S");
   std::string free = stem;
@@ -188,6 +175,17 @@ std::string freePath(const std::string& path) {
 }
 
 }  // namespace
+
+/// Looks again once nobody else can write: another may have been faster.
+void makeTables(Database& archive) {
+  Transaction transaction(archive);
+  for (std::int64_t version = versionOf(archive); version < kSchemaVersion; ++version) {
+    archive.execute(kSteps[static_cast<std::size_t>(version)]);
+  }
+  archive.execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+  archive.execute(("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
+  transaction.commit();
+}
 
 std::string archivePath(const std::string& baseFolder) {
   std::error_code error;
@@ -198,7 +196,7 @@ std::string archivePath(const std::string& baseFolder) {
 
 Database openArchive(const std::string& baseFolder) {
   const std::string path = archivePath(baseFolder);
-  for (const char* suffix : kSuffixes) requireFile(path + suffix);
+  for (const char* suffix : kArchiveSuffixes) requireFile(path + suffix);
   Database archive(path);
   requireVersion(archive);
   return archive;
@@ -207,7 +205,7 @@ Database openArchive(const std::string& baseFolder) {
 std::string moveArchiveAside(const std::string& baseFolder) {
   const std::string path = archivePath(baseFolder);
   const std::string aside = freePath(path);
-  for (const char* suffix : kSuffixes) {
+  for (const char* suffix : kArchiveSuffixes) {
     std::error_code error;
     fs::rename(path + suffix, aside + suffix, error);
     if (error && error != std::errc::no_such_file_or_directory) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "modern/archive/Database.h"
@@ -14,12 +15,18 @@ inline constexpr char kNextId[] = "next_id";
 inline constexpr char kItemsPerFeed[] = "items_per_feed";
 inline constexpr char kDays[] = "days";
 
+/// What belongs to the file at a path: itself, and what SQLite keeps beside it.
+inline constexpr std::array kArchiveSuffixes{"", "-wal", "-shm"};
+
 /// The archive's path.
 std::string archivePath(const std::string& baseFolder);
 
 /// Opens the archive of `baseFolder` with the schema of this version, and makes one where there is none. Throws
 /// ArchiveError and std::bad_alloc.
 Database openArchive(const std::string& baseFolder);
+
+/// Makes the tables of this version in `archive`, which is of none or of an older one.
+void makeTables(Database& archive);
 
 /// Moves the archive of `baseFolder` aside, with what belongs to it. Returns the new path. Throws ArchiveError.
 std::string moveArchiveAside(const std::string& baseFolder);
