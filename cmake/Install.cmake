@@ -1,7 +1,7 @@
 # What is installed: the library, the headers listed here by name, and the files by which other projects find them.
 include(CMakePackageConfigHelpers)
 
-set(public_headers CPicture.h CTime.h ConnectedState.h FindFeeds.h HTTPFetchSubscriber.h Html.h NewsDetails.h NewsServer.h OPML.h
+set(public_headers CPicture.h CTime.h ConnectedState.h FindFeeds.h HTTPFetchSubscriber.h Html.h NewsArchive.h NewsDetails.h NewsServer.h OPML.h
   ParseFeed.h Profile.h RSSObject.h StatusTexts.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/include/quillmoria/)
 set(generated_headers Version.h export.h)

@@ -29,8 +29,8 @@ bool readsWell(const std::function<void()>& read) {
   }
 }
 
-/// Takes what can be read of a damaged archive over into a new one, row by row: a row on a bad page is lost, those around
-/// it are not.
+/// Takes what can be read of a damaged archive over into a new one, row by row: a row on a bad page is lost, those
+/// around it are not.
 class Salvage {
  public:
   Salvage(Database& damaged, Database& made) : damaged_(damaged), made_(made) {
@@ -122,6 +122,7 @@ class Salvage {
 
 // What makes salvaged rows a whole archive.
 constexpr const char* kMendings[] = {
+    "DELETE FROM items WHERE id < 1 OR id = 9223372036854775807",
     "UPDATE items SET read = read <> 0, starred = starred <> 0 WHERE read NOT IN (0, 1) OR starred NOT IN (0, 1)",
     "UPDATE items SET first_seen = moment >> 21 WHERE moment >> 21 > first_seen",
     "INSERT INTO texts(item, comments_url, image_url, source_title, source_url, language, summary, content, plain)"
@@ -138,7 +139,6 @@ constexpr const char* kMendings[] = {
     "DELETE FROM texts WHERE item NOT IN (SELECT moment FROM items)",
     "DELETE FROM categories WHERE item NOT IN (SELECT moment FROM items)",
     "DELETE FROM enclosures WHERE item NOT IN (SELECT moment FROM items)",
-    "DELETE FROM items WHERE id < 1 OR id = 9223372036854775807",
     "INSERT OR REPLACE INTO settings(name, value) VALUES('next_id',"
     " max(ifnull((SELECT value FROM settings WHERE name = 'next_id'), 1), ifnull((SELECT max(id) + 1 FROM items), 1)))",
     "INSERT INTO search(search) VALUES('rebuild')",
@@ -194,6 +194,7 @@ ArchiveRepair salvage(const std::string& baseFolder, const std::string& path) {
     transaction.commit();
   }
   if (!checkArchive(made).empty()) throw ArchiveError(ArchiveProblem::Failed, "the archive cannot be repaired");
+  ;
   return countsOf(made);
 }
 

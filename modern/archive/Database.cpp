@@ -181,6 +181,10 @@ Snapshot::~Snapshot() {
   }
 }
 
+LargeCache::~LargeCache() {
+  sqlite3_exec(database_.handle(), "PRAGMA cache_size = -2000; PRAGMA shrink_memory", nullptr, nullptr, nullptr);
+}
+
 Transaction::Transaction(Database& database) : database_(database) { database_.run("BEGIN IMMEDIATE"); }
 
 Transaction::~Transaction() {

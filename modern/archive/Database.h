@@ -142,6 +142,18 @@ class Snapshot {
   Database& database_;
 };
 
+/// Room in memory for a call that changes much of the file: what does not fit is written several times.
+class LargeCache {
+ public:
+  explicit LargeCache(Database& database) : database_(database) { database_.execute("PRAGMA cache_size = -65536"); }
+  LargeCache(const LargeCache&) = delete;
+  LargeCache& operator=(const LargeCache&) = delete;
+  ~LargeCache();
+
+ private:
+  Database& database_;
+};
+
 /// A transaction that writes. Undone at its end unless it was committed.
 class Transaction {
  public:

@@ -64,7 +64,8 @@ std::vector<ArchivedFeed> readFeeds(Database& archive) {
       readCounts(archive, "SELECT feed, count(*) FROM items INDEXED BY items_starred WHERE starred = 1 GROUP BY feed");
   std::vector<ArchivedFeed> feeds;
   Rows rows = archive.rows(
-      "SELECT id, url, name, category, title, description, site_url, icon_url, format, moved_to, last_outcome, last_status,"
+      "SELECT id, url, name, category, title, description, site_url, icon_url, format, moved_to, last_outcome, "
+      "last_status,"
       " last_asked, last_success, failures, is_gone, next_due FROM feeds"
       " WHERE EXISTS(SELECT 1 FROM addresses WHERE feed = feeds.id) ORDER BY category, name, id");
   while (rows.next()) {
@@ -99,7 +100,8 @@ void removeFeed(Database& archive, std::int64_t feed) {
   }
   // A row of its own forgets all facts.
   archive.run(
-      "UPDATE items SET last_seen = (SELECT max(last_success, items.last_seen) FROM feeds WHERE id = items.feed), place = NULL"
+      "UPDATE items SET last_seen = (SELECT max(last_success, items.last_seen) FROM feeds WHERE id = items.feed), "
+      "place = NULL"
       " WHERE feed = ? AND place IS NOT NULL",
       feed);
   archive.run("INSERT INTO feeds(url, name, category) SELECT url || ' ', name, category FROM feeds WHERE id = ?", feed);

@@ -108,8 +108,8 @@ std::optional<ItemFilter> filterOf(Database& archive, const ItemQuery& query) {
   const std::unordered_set<std::string_view> categories(query.categories.begin(), query.categories.end());
   filter.feeds.emplace();
   for (Rows rows = archive.rows("SELECT id, category FROM feeds"); rows.next();) {
-    const bool isWanted = (feeds.empty() || feeds.contains(rows.integer(0))) &&
-                          (categories.empty() || categories.contains(rows.text(1)));
+    const bool isWanted =
+        (feeds.empty() || feeds.contains(rows.integer(0))) && (categories.empty() || categories.contains(rows.text(1)));
     if (isWanted) filter.feeds->push_back(rows.integer(0));
   }
   return filter;

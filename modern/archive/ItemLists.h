@@ -24,8 +24,8 @@ struct ItemFilter {
 /// What `query` asks for; nothing where it can have no items.
 std::optional<ItemFilter> filterOf(Database& archive, const ItemQuery& query);
 
-/// The moments of the newest `limit` items, the newest first. Takes time in proportion to `limit` and to the feeds, but for
-/// searches that most matches are not wanted of.
+/// The moments of the newest `limit` items, the newest first. Takes time in proportion to `limit` and to the feeds, but
+/// for searches that most matches are not wanted of.
 std::vector<std::int64_t> newestMoments(Database& archive, const ItemFilter& filter, std::size_t limit);
 
 /// The moments of all, in no order.

@@ -56,7 +56,8 @@ CTime momentOf(Database& archive, const char* sql) {
 /// What stands behind a NewsArchive.
 class ArchiveReading {
  public:
-  explicit ArchiveReading(const std::string& baseFolder) : path_(archivePath(baseFolder)), archive_(openArchive(baseFolder)) {}
+  explicit ArchiveReading(const std::string& baseFolder)
+      : path_(archivePath(baseFolder)), archive_(openArchive(baseFolder)) {}
 
   /// For one call.
   Database& archive() {
@@ -109,8 +110,8 @@ std::optional<ArchivedItem> ArchiveReading::read(std::int64_t moment, bool withT
   const int own = kItemColumnCount + (withText ? kTextColumnCount : 0);
   ArchivedItem item;
   {
-    Rows row = archive_.rows(std::string("SELECT ") + kItemColumns + (withText ? std::string(", ") + kTextColumns : "") +
-                                 kOwnColumns + kSource,
+    Rows row = archive_.rows(std::string("SELECT ") + kItemColumns +
+                                 (withText ? std::string(", ") + kTextColumns : "") + kOwnColumns + kSource,
                              moment);
     if (!row.next()) return std::nullopt;
     readItem(row, item.item, item.details);
@@ -149,7 +150,8 @@ ItemPage ArchiveReading::page(const ItemQuery& query) {
   }
   NamesOfFeeds known;
   for (const std::int64_t moment : moments) {
-    if (std::optional<ArchivedItem> found = read(moment, query.withText, known)) page.items.push_back(std::move(*found));
+    if (std::optional<ArchivedItem> found = read(moment, query.withText, known))
+      page.items.push_back(std::move(*found));
   }
   return page;
 }
@@ -176,7 +178,8 @@ std::vector<std::int64_t> ArchiveReading::mark(std::span<const std::int64_t> ids
 }
 
 std::vector<std::int64_t> ArchiveReading::markAll(const ItemQuery& query, ItemMark mark) {
-  Transaction transaction(archive());
+  const LargeCache cache(archive());
+  Transaction transaction(archive_);
   std::optional<ItemFilter> filter = filterOf(archive_, query);
   if (!filter || !restrictToUnmarked(*filter, mark)) return {};
   std::vector<std::int64_t> marked = allMoments(archive_, *filter);
@@ -255,6 +258,7 @@ std::vector<std::int64_t> NewsArchive::MarkAll(const ItemQuery& query, ItemMark 
 
 bool NewsArchive::RemoveFeed(const std::string& url) {
   Database& archive = reading_->archive();
+  const LargeCache cache(archive);
   Transaction transaction(archive);
   const std::optional<std::int64_t> feed = findFeed(archive, url);
   if (!feed) return false;
@@ -268,8 +272,8 @@ bool NewsArchive::RenameFeed(const std::string& url, const std::string& name, co
   Transaction transaction(archive);
   const std::optional<std::int64_t> feed = findFeed(archive, url);
   if (!feed) return false;
-  archive.run("UPDATE feeds SET name = ?, category = ? WHERE id = ?", std::string_view(name), std::string_view(category),
-              *feed);
+  archive.run("UPDATE feeds SET name = ?, category = ? WHERE id = ?", std::string_view(name),
+              std::string_view(category), *feed);
   transaction.commit();
   return true;
 }

@@ -19,8 +19,8 @@ class ArchiveWriter {
   Database& archive() { return archive_; }
 
   std::int64_t feed(std::string_view url, std::string_view name, std::string_view category = "") {
-    archive_.run("INSERT INTO feeds(url, name, category, last_success, last_pull) VALUES(?, ?, ?, 2000000, 1)", url, name,
-                 category);
+    archive_.run("INSERT INTO feeds(url, name, category, last_success, last_pull) VALUES(?, ?, ?, 2000000, 1)", url,
+                 name, category);
     const std::int64_t id = archive_.integer("SELECT last_insert_rowid()");
     archive_.run("INSERT INTO addresses(url, feed) VALUES(?, ?)", url, id);
     return id;
@@ -35,10 +35,11 @@ class ArchiveWriter {
     const std::string content = "<p>" + std::string(plain) + "</p>";
     archive_.run(
         "INSERT INTO items(moment, id, feed, key, link_key, content_key, record_key, first_seen, last_seen, published,"
-        " updated, guid, is_permalink, link, title, authors) VALUES(?, ?, ?, ?, 0, 0, 0, ?, ?, ?, -1, ?, 1, ?, ?, 'Ann Lee')",
+        " updated, guid, is_permalink, link, title, authors) VALUES(?, ?, ?, ?, 0, 0, 0, ?, ?, ?, -1, ?, 1, ?, ?, 'Ann "
+        "Lee')",
         moment, id, feed, id, time + 5, time + 5, time, std::string_view(link), std::string_view(link), title);
-    archive_.run("INSERT INTO texts VALUES(?, '', '', '', '', '', '<p>short</p>', ?, ?)", moment, std::string_view(content),
-                 plain);
+    archive_.run("INSERT INTO texts VALUES(?, '', '', '', '', '', '<p>short</p>', ?, ?)", moment,
+                 std::string_view(content), plain);
     archive_.run("INSERT INTO categories VALUES(?, 0, 'news')", moment);
     archive_.run("INSERT INTO enclosures VALUES(?, 0, ?, 'audio/mpeg', 7, '', 61)", moment, std::string_view(link));
     archive_.run("INSERT INTO search(rowid, title, authors, plain) VALUES(?, ?, 'Ann Lee', ?)", moment, title, plain);
