@@ -25,8 +25,8 @@ bool isFound(const std::string& typed) {
 
 }  // namespace
 
-/// What a user types. It is never an error, and finds the text that has all of it; with a word more, which that text does not
-/// have, or has where it is excluded, it finds nothing.
+/// What a user types. It is never an error, and finds the text that has all of it; with a word more, which that text
+/// does not have, or has where it is excluded, it finds nothing.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string typed = textOf(data, size);
   std::string text = typed;

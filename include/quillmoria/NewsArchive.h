@@ -83,8 +83,10 @@ struct ItemQuery {
   bool onlyStarred = false;             ///< marked with a star
   CTime since;                          ///< from that moment on
   /// What a user types: items that have all of the words, in title, author or text, without regard to letter case and
-  /// accents. `word*` stands for all that begin so, "words in quotes" for words in that order, `-word` for items
-  /// without it. Any text is allowed; one without a word finds nothing.
+  /// accents. `word*` stands for all that begin so, with two letters at least, "words in quotes" for words in that
+  /// order,
+  /// `-word` for items without it. Scripts without spaces are searched for whatever stands together. Any text is
+  /// allowed, of which the first 64 words and 1,024 bytes count; one without a word that is wanted finds nothing.
   std::optional<std::string> words;
   std::int64_t before = INT64_MAX;  ///< continues a list: ItemPage::next of the page before
   std::int32_t limit = 50;          ///< items in a page, from 1 to 1,000; what is beyond becomes the nearest
@@ -147,7 +149,8 @@ class QUILLMORIA_EXPORT NewsArchive {
   NewsArchive& operator=(NewsArchive&&) noexcept;  ///< Likewise.
   ~NewsArchive();
 
-  /// All feeds, by category and name, each in the order of their bytes. Takes time in proportion to the unread items.
+  /// All feeds that are subscribed, by category and name, each in the order of their bytes. Takes time in proportion to
+  /// the items, a tenth of a second for a million.
   std::vector<ArchivedFeed> Feeds();
 
   /// A page of the items that `query` asks for, newest first: by their time, or by when they were first seen where that
@@ -164,8 +167,8 @@ class QUILLMORIA_EXPORT NewsArchive {
   /// those that were not marked so before, so that it can be undone.
   std::vector<std::int64_t> MarkAll(const ItemQuery& query, ItemMark mark);
 
-  /// Forgets the feed subscribed at `url` and its items; starred ones stay, and with them the feed's name. False if it
-  /// is not known.
+  /// Forgets the feed subscribed at `url`, in any form that a user gives it, and its items; starred ones stay, and with
+  /// them the feed's name, though Feeds does not list it any more. False if it is not known.
   bool RemoveFeed(const std::string& url);
 
   /// Gives the feed subscribed at `url` another name and category, before a pull does. False if it is not known.

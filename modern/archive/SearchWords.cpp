@@ -22,6 +22,20 @@ bool isBlank(char c) { return static_cast<unsigned char>(c) <= ' '; }
 
 bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
+/// Whether what stands before the star is long enough for the index to know of: what begins with one letter is nearly
+/// all that there is, and takes as long.
+bool isBeginning(std::string_view word) {
+  if (!word.ends_with('*')) return false;
+  const auto isOfWord = [](char c) {
+    return static_cast<unsigned char>(c) >= 0x80 || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
+           (c >= 'A' && c <= 'Z');
+  };
+  while (!word.empty() && !isOfWord(word.back())) word.remove_suffix(1);
+  std::size_t characters = 0;
+  for (; !word.empty() && isOfWord(word.back()); word.remove_suffix(1)) characters += !isContinuation(word.back());
+  return characters > 1;
+}
+
 /// Takes the words off what a user types, from the front.
 class WordReader {
  public:
@@ -42,7 +56,7 @@ class WordReader {
       if (!rest_.empty()) rest_.remove_prefix(1);
     } else {
       word.text = take(static_cast<std::size_t>(std::ranges::find_if(rest_, endsWord) - rest_.begin()));
-      word.isBeginning = word.text.ends_with('*');
+      word.isBeginning = isBeginning(word.text);
     }
     if (!isCut_ || !rest_.empty()) return word;
     // What is cut off is the beginning of a word, and not to be excluded.

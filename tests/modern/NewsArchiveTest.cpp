@@ -109,7 +109,7 @@ const Listing kListings[] = {
     {[](ItemQuery& query) { query.words = "ann rare"; }, "c8 c4 "},
     {[](ItemQuery& query) { query.words = "even", query.categories = {"x"}, query.feeds = {2}; }, "b8 b6 b4 b2 "},
     {[](ItemQuery& query) { query.words = "even", query.onlyStarred = true, query.since = CTime(3); }, "a4 "},
-    {[](ItemQuery& query) { query.words = "a*", query.onlyUnread = true; }, "b8 a8 a7 b6 a5 c4 b2 a2 "},
+    {[](ItemQuery& query) { query.words = "an*", query.onlyUnread = true; }, "b8 a8 a7 b6 a5 c4 b2 a2 "},
     {[](ItemQuery& query) { query.words = "nothing"; }, ""},
     {[](ItemQuery& query) { query.words = " "; }, ""},
 };
