@@ -28,9 +28,9 @@ enum class ArchiveProblem {
 /// What the calls of NewsArchive throw, beside std::bad_alloc. Its text is one that a user can read.
 class QUILLMORIA_EXPORT ArchiveError : public std::runtime_error {
  public:
-  ArchiveError(ArchiveProblem problem, const std::string& text);
-  ArchiveError(const ArchiveError&);             ///< Copies problem and text.
-  ArchiveError& operator=(const ArchiveError&);  ///< Copies problem and text.
+  ArchiveError(ArchiveProblem problem, const std::string& text);  ///< Says `text`.
+  ArchiveError(const ArchiveError&);                              ///< Copies problem and text.
+  ArchiveError& operator=(const ArchiveError&);                   ///< Copies problem and text.
   ~ArchiveError() override;
 
   ArchiveProblem problem() const { return problem_; }  ///< what kind of trouble it is
@@ -104,10 +104,10 @@ enum class ItemMark { Read, Unread, Starred, Unstarred };
 
 /// Figures of an archive.
 struct ArchiveStatistics {
-  std::int64_t feeds = 0;
-  std::int64_t items = 0;
-  std::int64_t unread = 0;
-  std::int64_t starred = 0;
+  std::int64_t feeds = 0;    ///< subscribed ones
+  std::int64_t items = 0;    ///< of all feeds, removed ones included
+  std::int64_t unread = 0;   ///< not marked as read
+  std::int64_t starred = 0;  ///< marked with a star
   std::int64_t bytes = 0;    ///< of its files
   CTime oldest;              ///< time of the oldest item; no time if there is none
   CTime newest;              ///< and of the newest
