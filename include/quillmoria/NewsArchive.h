@@ -168,7 +168,8 @@ class QUILLMORIA_EXPORT NewsArchive {
   std::vector<std::int64_t> MarkAll(const ItemQuery& query, ItemMark mark);
 
   /// Forgets the feed subscribed at `url`, in any form that a user gives it, and its items; starred ones stay, and with
-  /// them the feed's name, though Feeds does not list it any more. False if it is not known.
+  /// them the feed's name, though Feeds does not list it any more. False if it is not known. A feed of many
+  /// items goes in parts, the oldest first, between which others may write; where it fails, a part may be gone.
   bool RemoveFeed(const std::string& url);
 
   /// Gives the feed subscribed at `url` another name and category, before a pull does. False if it is not known.

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "modern/archive/ArchiveCheck.h"
@@ -102,7 +104,7 @@ class Salvage {
       }
     }
     std::ranges::sort(found);
-    found.erase(std::ranges::unique(found).begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
   }
 

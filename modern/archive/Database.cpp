@@ -83,7 +83,7 @@ CTime Rows::moment(int column) const {
 void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 void Database::Close::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::string& path) : patience_(std::make_unique<Patience>(patience.load())) {
+Database::Database(const std::string& path) : patience_(std::make_unique<Patience>(Patience{patience.load()})) {
   constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW |
                          SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_PRIVATECACHE;
   sqlite3* made = nullptr;

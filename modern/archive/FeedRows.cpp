@@ -53,6 +53,36 @@ std::int64_t countOf(const Counts& counts, std::int64_t feed) {
   return found == counts.end() ? 0 : found->second;
 }
 
+/// Of a part of a feed's items: some tenths of a second.
+constexpr std::int64_t kItemsOfPart = 2000;
+
+void removeItems(Database& archive, std::int64_t feed, std::int64_t before) {
+  archive.run(
+      "INSERT INTO search(search, rowid, title, authors, plain) SELECT 'delete', searched.moment, searched.title,"
+      " searched.authors, searched.plain FROM items JOIN searched ON searched.moment = items.moment"
+      " WHERE items.feed = ? AND items.starred = 0 AND items.moment < ?",
+      feed, before);
+  archive.run("DELETE FROM items WHERE feed = ? AND starred = 0 AND moment < ?", feed, before);
+}
+
+void removeBareFeed(Database& archive, std::int64_t feed) {
+  archive.run("DELETE FROM addresses WHERE feed = ?", feed);
+  if (archive.integer("SELECT count(*) FROM items WHERE feed = ?", feed) == 0) {
+    archive.run("DELETE FROM feeds WHERE id = ?", feed);
+    return;
+  }
+  // A row of its own forgets all facts.
+  archive.run(
+      "UPDATE items SET last_seen = (SELECT max(last_success, items.last_seen) FROM feeds WHERE id = items.feed),"
+      " place = NULL WHERE feed = ? AND place IS NOT NULL",
+      feed);
+  archive.run("INSERT INTO feeds(url, name, category) SELECT url || ' ', name, category FROM feeds WHERE id = ?", feed);
+  const std::int64_t bare = archive.integer("SELECT last_insert_rowid()");
+  archive.run("UPDATE items SET feed = ? WHERE feed = ?", bare, feed);
+  archive.run("DELETE FROM feeds WHERE id = ?", feed);
+  archive.run("UPDATE feeds SET url = substr(url, 1, length(url) - 1) WHERE id = ?", bare);
+}
+
 }  // namespace
 
 std::vector<ArchivedFeed> readFeeds(Database& archive) {
@@ -86,29 +116,13 @@ std::optional<std::int64_t> findFeed(Database& archive, std::string_view url) {
   return rows.integer(0);
 }
 
-void removeFeed(Database& archive, std::int64_t feed) {
-  archive.run(
-      "INSERT INTO search(search, rowid, title, authors, plain) SELECT 'delete', searched.moment, searched.title,"
-      " searched.authors, searched.plain FROM items JOIN searched ON searched.moment = items.moment"
-      " WHERE items.feed = ? AND items.starred = 0",
-      feed);
-  archive.run("DELETE FROM items WHERE feed = ? AND starred = 0", feed);
-  archive.run("DELETE FROM addresses WHERE feed = ?", feed);
-  if (archive.integer("SELECT count(*) FROM items WHERE feed = ?", feed) == 0) {
-    archive.run("DELETE FROM feeds WHERE id = ?", feed);
-    return;
-  }
-  // A row of its own forgets all facts.
-  archive.run(
-      "UPDATE items SET last_seen = (SELECT max(last_success, items.last_seen) FROM feeds WHERE id = items.feed), "
-      "place = NULL"
-      " WHERE feed = ? AND place IS NOT NULL",
-      feed);
-  archive.run("INSERT INTO feeds(url, name, category) SELECT url || ' ', name, category FROM feeds WHERE id = ?", feed);
-  const std::int64_t bare = archive.integer("SELECT last_insert_rowid()");
-  archive.run("UPDATE items SET feed = ? WHERE feed = ?", bare, feed);
-  archive.run("DELETE FROM feeds WHERE id = ?", feed);
-  archive.run("UPDATE feeds SET url = substr(url, 1, length(url) - 1) WHERE id = ?", bare);
+bool removePartOfFeed(Database& archive, std::int64_t feed) {
+  Rows beyond = archive.rows("SELECT moment FROM items WHERE feed = ? AND starred = 0 ORDER BY moment LIMIT 1 OFFSET ?",
+                             feed, kItemsOfPart);
+  const bool isLast = !beyond.next();
+  removeItems(archive, feed, isLast ? INT64_MAX : beyond.integer(0));
+  if (isLast) removeBareFeed(archive, feed);
+  return isLast;
 }
 
 }  // namespace quillmoria

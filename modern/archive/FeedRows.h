@@ -17,8 +17,9 @@ std::vector<ArchivedFeed> readFeeds(Database& archive);
 /// The feed known by `url`, an address as a user writes it.
 std::optional<std::int64_t> findFeed(Database& archive, std::string_view url);
 
-/// Takes away all of the feed but its starred items; with these its address, name and category stay, and it counts as
-/// not subscribed. To be done in a transaction.
-void removeFeed(Database& archive, std::int64_t feed);
+/// Takes away the oldest items of the feed that are not starred, as many as take a moment, and after the last of them
+/// the feed: with starred items its address, name and category stay, and it counts as not subscribed. True once that is
+/// done. To be done in a transaction.
+bool removePartOfFeed(Database& archive, std::int64_t feed);
 
 }  // namespace quillmoria

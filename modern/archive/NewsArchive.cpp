@@ -1,8 +1,10 @@
 #include "quillmoria/NewsArchive.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -256,15 +258,20 @@ std::vector<std::int64_t> NewsArchive::MarkAll(const ItemQuery& query, ItemMark 
   return reading_->markAll(query, mark);
 }
 
+/// Others write meanwhile, too: they look for their turn all fifty milliseconds.
 bool NewsArchive::RemoveFeed(const std::string& url) {
-  Database& archive = reading_->archive();
-  const LargeCache cache(archive);
-  Transaction transaction(archive);
-  const std::optional<std::int64_t> feed = findFeed(archive, url);
-  if (!feed) return false;
-  removeFeed(archive, *feed);
-  transaction.commit();
-  return true;
+  constexpr std::chrono::milliseconds kTurnOfOthers{60};
+  const LargeCache cache(reading_->archive());
+  for (;;) {
+    Database& archive = reading_->archive();
+    Transaction transaction(archive);
+    const std::optional<std::int64_t> feed = findFeed(archive, url);
+    if (!feed) return false;
+    const bool isDone = removePartOfFeed(archive, *feed);
+    transaction.commit();
+    if (isDone) return true;
+    std::this_thread::sleep_for(kTurnOfOthers);
+  }
 }
 
 bool NewsArchive::RenameFeed(const std::string& url, const std::string& name, const std::string& category) {
