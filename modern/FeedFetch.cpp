@@ -7,6 +7,9 @@
 
 #include "modern/FeedObject.h"
 #include "modern/FetchFeed.h"
+#include "modern/archive/ClassicCache.h"
+#include "modern/archive/FeedArchive.h"
+#include "modern/archive/HostLimits.h"
 #include "modern/reading/ReadFeed.h"
 #include "modern/web/Due.h"
 #include "modern/web/Picture.h"
@@ -24,10 +27,6 @@ constexpr char kNoMemory[] = "Out of memory";
 
 CTime momentOf(std::int64_t seconds) {
   return seconds <= 0 ? CTime() : CTime(static_cast<std::int32_t>(std::min<std::int64_t>(seconds, INT32_MAX)));
-}
-
-std::string keyOf(const std::string& baseFolder, const WebAddress& address) {
-  return baseFolder + '\n' + address.key();
 }
 
 /// What the host knows the feed by; failures have it as well.
@@ -49,8 +48,8 @@ void addPicture(RSSObject& news, PictureOrder order) {
 class FeedFetch {
  public:
   FeedFetch(const FetchPlace& place, const RSSObject::NewsFeed& feed, WebAddress address)
-      : place_(place), feed_(feed), key_(keyOf(place.baseFolder, address)) {
-    if (place.mode == FetchMode::InPull) known_ = webState->feed(key_).value_or(FeedFacts());
+      : place_(place), key_(address.key()) {
+    if (place.archive) known_ = place.archive->facts(key_);
     order_.address = std::move(address);
     order_.userName = feed.userName;
     order_.password = feed.password;
@@ -60,26 +59,22 @@ class FeedFetch {
   }
 
   std::unique_ptr<RSSObject> run() {
-    if (holdsWhatIsKnown()) order_.validators = known_.validators;
+    if (known_.hasDocument) order_.validators = known_.validators;
     answer_ = fetchFromWeb(order_);
     std::unique_ptr<RSSObject> news = read();
-    if (!news) {  // the file that the answer relies upon went meanwhile
+    if (!news) {  // what the answer relies upon went meanwhile
+      known_.hasDocument = false;
       order_.validators = {};
       answer_ = fetchFromWeb(order_);
       news = read();
     }
     report(detailsOf(*news));
-    addPicture(*news, {"", place_.baseFolder, detailsOf(*news).outcome != Outcome::NotAsked, place_.pull});
+    const bool mayAsk = detailsOf(*news).outcome != Outcome::NotAsked;
+    addPicture(*news, {"", place_.baseFolder, mayAsk, place_.pull, place_.archive});
     return news;
   }
 
  private:
-  /// Whether the cache file is the one that was stored last.
-  bool holdsWhatIsKnown() const {
-    return place_.mode == FetchMode::InPull && known_.feedName == feed_.name && known_.stored != FileStamp() &&
-           cacheStamp(place_.baseFolder, feed_.name) == known_.stored;
-  }
-
   /// Null if the answer relies upon what is no longer there.
   std::unique_ptr<RSSObject> read() {
     switch (answer_.outcome) {
@@ -96,7 +91,7 @@ class FeedFetch {
 
   std::unique_ptr<RSSObject> readDocument() {
     bodyHash_ = sha256(answer_.body);
-    if (bodyHash_ == known_.bodyHash && holdsWhatIsKnown()) {
+    if (known_.hasDocument && bodyHash_ == known_.bodyHash) {
       if (std::unique_ptr<RSSObject> news = unchanged()) return news;
     }
     FetchBudget::claim(answer_.body.size() * FetchBudget::kObjectBytesPerByte);
@@ -107,23 +102,19 @@ class FeedFetch {
     return std::move(document.news);
   }
 
-  std::unique_ptr<RSSObject> unchanged() const {
-    std::unique_ptr<RSSObject> news = cachedObject(place_.baseFolder, feed_.name, kSeenItem);
-    if (news->itemCount < 0) return nullptr;
-    news->statusMessage = kStatusOk;
-    detailsOf(*news).outcome = Outcome::NotModified;
-    detailsOf(*news).format = known_.format;
-    return news;
+  std::unique_ptr<RSSObject> unchanged() const { return stored(Outcome::NotModified, kStatusOk); }
+
+  std::unique_ptr<RSSObject> unasked() const {
+    std::unique_ptr<RSSObject> news = stored(Outcome::NotAsked, answer_.statusMessage);
+    return news ? std::move(news) : failedObject(Outcome::NotAsked, answer_.statusMessage);
   }
 
-  /// Outside of pulls nothing is looked at that they have left.
-  std::unique_ptr<RSSObject> unasked() const {
-    std::unique_ptr<RSSObject> news = place_.mode == FetchMode::InPull
-                                          ? cachedObject(place_.baseFolder, feed_.name, kSeenItem)
-                                          : failedObject(Outcome::NotAsked, "");
-    news->statusMessage = answer_.statusMessage;
-    detailsOf(*news).outcome = Outcome::NotAsked;
-    detailsOf(*news).format = known_.format;
+  /// Null if the archive has no document.
+  std::unique_ptr<RSSObject> stored(Outcome outcome, const std::string& text) const {
+    std::unique_ptr<RSSObject> news = place_.archive ? place_.archive->document(key_, kSeenItem) : nullptr;
+    if (!news) return nullptr;
+    news->statusMessage = text;
+    makeDetails(*news).outcome = outcome;
     return news;
   }
 
@@ -134,6 +125,7 @@ class FeedFetch {
     FetchReport& report = details.report;
     report.outcome = details.outcome;
     report.pull = place_.pull;
+    report.basis = known_.pull;
     report.asked = answer_.asked;
     report.notBefore = answer_.notBefore;
     report.wentToMovedTo = !order_.movedTo.empty();
@@ -161,7 +153,6 @@ class FeedFetch {
   }
 
   const FetchPlace& place_;
-  const RSSObject::NewsFeed& feed_;
   const std::string key_;
   FeedFacts known_;
   WebOrder order_;
@@ -180,12 +171,23 @@ std::unique_ptr<RSSObject> fetchedOrFailed(const FetchPlace& place, const RSSObj
   }
 }
 
-}  // namespace
-
-std::string memoryKey(const std::string& baseFolder, const std::string& url) {
-  const std::optional<WebAddress> address = WebAddress::parse(url);
-  return address ? keyOf(baseFolder, *address) : "";
+std::unique_ptr<RSSObject> withoutNetwork(const FetchPlace& place, const RSSObject::NewsFeed& feed) {
+  const std::optional<WebAddress> address = WebAddress::parse(feed.url);
+  const std::string key = address ? address->key() : "";
+  std::unique_ptr<RSSObject> news = place.archive->document(key, kCachedItem);
+  if (!news) news = readClassicCache(place.baseFolder, feed.name, address ? address->url.text() : "", kCachedItem);
+  if (!news) return failedObject(Outcome::Offline, kStatusNotCached);
+  news->statusMessage = kStatusOk;
+  ModernDetails& details = makeDetails(*news);
+  details.outcome = Outcome::Offline;
+  const FeedFacts known = place.archive->facts(key);
+  details.movedTo = known.movedTo;
+  details.nextDue = known.isGone ? CTime() : momentOf(known.nextDue);
+  addPicture(*news, {"", place.baseFolder});
+  return news;
 }
+
+}  // namespace
 
 std::unique_ptr<RSSObject> fetchObject(const FetchPlace& place, const RSSObject::NewsFeed& feed,
                                        const std::string& sourceNote) {
@@ -195,27 +197,20 @@ std::unique_ptr<RSSObject> fetchObject(const FetchPlace& place, const RSSObject:
   return news;
 }
 
-std::unique_ptr<RSSObject> storedObject(const std::string& baseFolder, const RSSObject::NewsFeed& feed) {
+std::unique_ptr<RSSObject> storedObject(const FetchPlace& place, const RSSObject::NewsFeed& feed) {
   std::unique_ptr<RSSObject> news;
   try {
-    news = cachedObject(baseFolder, feed.name, kCachedItem);
-    const std::string key = memoryKey(baseFolder, feed.url);
-    const FeedFacts known = webState->feed(key).value_or(FeedFacts());
-    if (news->itemCount >= 0) news->statusMessage = kStatusOk;
-    detailsOf(*news).format = known.format;
-    detailsOf(*news).movedTo = known.movedTo;
-    detailsOf(*news).nextDue = known.isGone ? CTime() : momentOf(known.nextDue);
-    addPicture(*news, {"", baseFolder});
+    news = withoutNetwork(place, feed);
   } catch (const std::exception&) {
     news = failedObject(Outcome::NoMemory, kNoMemory);
   }
-  if (detailsOf(*news).outcome != Outcome::NoMemory) detailsOf(*news).outcome = Outcome::Offline;
-  name(*news, feed, baseFolder, "");
+  name(*news, feed, place.baseFolder, "");
   return news;
 }
 
 void fetchModernFeed(RSSObject& news, RSSObject::NewsFeed feed, std::string sourceNote) {
-  const FetchPlace place{std::move(news.baseFolder), webState->beginPull(), FetchMode::Alone};
+  const FetchPlace place{std::move(news.baseFolder), webState->beginPull()};
+  const SharedLimits limits(place.baseFolder);
   const std::unique_ptr<RSSObject> fetched = fetchObject(place, feed, sourceNote);
   moveObject(news, *fetched);
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "modern/FeedFetch.h"
+#include "modern/archive/FeedArchive.h"
 #include "records/NewsSource.h"
 
 namespace quillmoria {
@@ -19,6 +19,9 @@ class ModernSource : public NewsSource {
   void settle(RSSObject& news) noexcept override;
 
  private:
+  void tellOfDamage(RSSObject& news) const;
+
+  mutable FeedArchive archive_;
   const FetchPlace place_;
 };
 

@@ -172,9 +172,9 @@ void mark(Item& item, const Item* known) {
   if (known) item.date = known->date;
 }
 
-/// Calls `take` with each item of `fresh` and the one of `cached` that is the same, or null.
-template <class Take>
-void forEachMatch(const RSSObject& fresh, const RSSObject& cached, const Take& take) {
+}  // namespace
+
+void matchItems(RSSObject& fresh, const RSSObject& cached) {
   constexpr std::size_t kPreparedItems = 16;
   std::uint32_t hashes[kPreparedItems];
   CachedItems known(itemsOf(cached));
@@ -184,25 +184,10 @@ void forEachMatch(const RSSObject& fresh, const RSSObject& cached, const Take& t
     for (std::size_t i = 0; i < count; ++i) hashes[i] = known.prepare(items, start + i);
     for (std::size_t i = 0; i < count; ++i) {
       Item& item = items[start + i];
-      take(item, known.find(item, hashes[i]));
+      mark(item, known.find(item, hashes[i]));
+      if (item.status == kNewItem) ++fresh.newItemCount;
     }
   }
-}
-
-}  // namespace
-
-void matchItems(RSSObject& fresh, const RSSObject& cached) {
-  forEachMatch(fresh, cached, [&fresh](Item& item, const Item* same) {
-    mark(item, same);
-    if (!same) ++fresh.newItemCount;
-  });
-}
-
-std::vector<const Item*> findItems(const RSSObject& fresh, const RSSObject& cached) {
-  std::vector<const Item*> found;
-  found.reserve(itemsOf(fresh).size());
-  forEachMatch(fresh, cached, [&found](const Item&, const Item* same) { found.push_back(same); });
-  return found;
 }
 
 void unmatchItems(RSSObject& fresh) {

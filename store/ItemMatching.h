@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "quillmoria/RSSObject.h"
 
 namespace quillmoria {
@@ -10,9 +8,6 @@ namespace quillmoria {
 /// ones to `fresh.newItemCount`. An item with an identifier is looked up by it, any other by its link; the first cached
 /// item with that key is the match, and its date is carried over. Linear in the number of items of both.
 void matchItems(RSSObject& fresh, const RSSObject& cached);
-
-/// For each item of `fresh` the one of `cached` that matchItems takes for the same, or null. Linear likewise.
-std::vector<const RSSObject::NewsItemStruct*> findItems(const RSSObject& fresh, const RSSObject& cached);
 
 /// Takes back what matchItems has marked and counted, also where an exception has ended it.
 void unmatchItems(RSSObject& fresh);

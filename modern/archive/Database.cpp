@@ -153,6 +153,11 @@ sqlite3_stmt* Database::prepare(std::string_view sql) {
   return statements_.emplace(sql, std::move(statement)).first->second.get();
 }
 
+bool Database::hasMoved() const {
+  int answer = 0;
+  return sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &answer) == SQLITE_OK && answer != 0;
+}
+
 std::int64_t Database::changes() const { return sqlite3_changes64(connection_.get()); }
 
 void Database::fail(int code) const { throwError(code, sqlite3_errmsg(connection_.get())); }

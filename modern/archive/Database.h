@@ -97,6 +97,9 @@ class Database {
   /// Leaves the file itself as it is at the end, and what has been written in the log beside it.
   void keepLog();
 
+  /// Whether its file has been moved away, or removed, since it was opened.
+  bool hasMoved() const;
+
   sqlite3* handle() const { return connection_.get(); }
 
  private:

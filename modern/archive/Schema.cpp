@@ -194,6 +194,11 @@ std::string archivePath(const std::string& baseFolder) {
   return (folder / "archive.sqlite").string();
 }
 
+bool hasArchive(const std::string& baseFolder) {
+  std::error_code error;
+  return fs::symlink_status(archivePath(baseFolder), error).type() != fs::file_type::not_found;
+}
+
 Database openArchive(const std::string& baseFolder) {
   const std::string path = archivePath(baseFolder);
   for (const char* suffix : kArchiveSuffixes) requireFile(path + suffix);

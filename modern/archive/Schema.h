@@ -21,6 +21,9 @@ inline constexpr std::array kArchiveSuffixes{"", "-wal", "-shm"};
 /// The archive's path.
 std::string archivePath(const std::string& baseFolder);
 
+/// Whether there is an archive in `baseFolder`, or something in its place. Throws ArchiveError.
+bool hasArchive(const std::string& baseFolder);
+
 /// Opens the archive of `baseFolder` with the schema of this version, and makes one where there is none. Throws
 /// ArchiveError and std::bad_alloc.
 Database openArchive(const std::string& baseFolder);

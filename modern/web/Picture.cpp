@@ -9,7 +9,6 @@
 
 #include "modern/web/HttpDate.h"
 #include "modern/web/WebFetch.h"
-#include "modern/web/WebState.h"
 #include "platform/CFile.h"
 #include "platform/Digest.h"
 #include "platform/IStream.h"
@@ -52,8 +51,10 @@ class PictureFile {
  public:
   explicit PictureFile(const PictureOrder& order)
       : folder_(order.baseFolder + "\\feed_imgs"),
-        path_(folder_ + "\\" + sha256(order.url).substr(0, kNameDigits).append(extensionOf(order.url))) {}
+        name_(sha256(order.url).substr(0, kNameDigits).append(extensionOf(order.url))),
+        path_(folder_ + "\\" + name_) {}
 
+  const std::string& name() const { return name_; }
   const std::string& path() const { return path_; }
 
   /// The picture that the file holds, and when it was written, in seconds since 1970; nothing if there is none.
@@ -97,6 +98,7 @@ class PictureFile {
 
  private:
   const std::string folder_;
+  const std::string name_;
   const std::string path_;
 };
 
@@ -149,10 +151,10 @@ std::unique_ptr<CPicture> loadPicture(const PictureOrder& order) {
   const PictureFile file(order);
   const ImageDownloads::Claim claim(file.path());
   const std::optional<std::int64_t> writtenAt = file.load(*picture);
-  PictureFacts facts = webState->picture(file.path()).value_or(PictureFacts());
+  PictureFacts facts = order.memory ? order.memory->picture(file.name()) : PictureFacts();
   if (order.mayAsk && isToBeAsked(facts, writtenAt, CTime::GetCurrentTime().GetTime())) {
     ask(order, std::move(*address), file, writtenAt, facts, *picture);
-    webState->keepPicture(file.path(), std::move(facts));
+    if (order.memory) order.memory->keepPicture(file.name(), facts);
   }
   return picture;
 }

@@ -44,7 +44,7 @@ std::int64_t RateLimits::until(const std::string& origin, std::int64_t now) cons
 }
 
 std::int64_t RateLimits::refused(const std::string& origin, std::int32_t status, std::string_view retryAfter,
-                                 std::int64_t now, std::uint64_t pull) {
+                                 std::int64_t now, std::int64_t pull) {
   const std::optional<std::int64_t> rest = restOf(retryAfter, now);
   if (!rest && status != kTooManyRequests) return 0;
   Server& server = serverOf(origin);
@@ -53,14 +53,33 @@ std::int64_t RateLimits::refused(const std::string& origin, std::int32_t status,
     server.pull = pull;
   }
   server.until = std::max(server.until, now + (rest ? *rest : restAfter(server.refusals)));
+  server.change = ++changes_;
   return server.until;
 }
 
-void RateLimits::served(const std::string& origin, std::int64_t now) {
+void RateLimits::served(const std::string& origin) {
   const auto found = servers_.find(origin);
-  if (found == servers_.end()) return;
+  if (found == servers_.end() || found->second.refusals == 0) return;
   found->second.refusals = 0;
-  if (found->second.until <= now) servers_.erase(found);
+  found->second.change = ++changes_;
+}
+
+/// The clock may have been put back since.
+void RateLimits::takeOver(const RateLimit& limit, std::int64_t now) {
+  const bool isKnown = servers_.contains(limit.origin);
+  Server& server = serverOf(limit.origin);
+  server.until = std::max(server.until, std::min(limit.until, now + kMaxRest));
+  if (!isKnown) server.refusals = std::max(limit.refusals, 0);
+}
+
+std::vector<RateLimit> RateLimits::changedSince(std::int64_t& after) const {
+  std::vector<RateLimit> changed;
+  if (after == changes_) return changed;
+  for (const auto& [origin, server] : servers_) {
+    if (server.change > after) changed.push_back({origin, server.until, server.refusals});
+  }
+  after = changes_;
+  return changed;
 }
 
 /// Where there are too many, the one that may be asked soonest is forgotten.

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modern/web/FeedMemory.h"
+#include "modern/web/FeedFacts.h"
 #include "modern/web/ResponseFields.h"
 #include "modern/web/WebAddress.h"
 #include "quillmoria/NewsDetails.h"
@@ -27,7 +27,7 @@ struct WebOrder {
   std::string movedTo;     ///< asked instead of the address, unless empty
   Validators validators;   ///< sent to the address that gave them
   std::string baseFolder;  ///< whose settings file names the proxy
-  std::uint64_t pull = 0;  ///< WebState::beginPull
+  std::int64_t pull = 0;   ///< WebState::beginPull
   const char* accept = kAcceptFeeds;
   std::size_t maxBytes = SIZE_MAX;  ///< of the body; the session has its own bound
   bool isCounted = true;            ///< the body takes part in what fetches may take together (FetchBudget)

@@ -1,5 +1,7 @@
 #include "modern/web/WebState.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "platform/CInternetSession.h"
@@ -17,17 +19,15 @@ constexpr std::pair<std::uint32_t, std::uint32_t> kSessionOptions[] = {
     {INTERNET_OPTION_ENABLE_HTTP_PROTOCOL, HTTP_PROTOCOL_FLAG_HTTP2},
 };
 
-std::size_t bytesOf(const Validators& validators) {
-  return validators.url.size() + validators.entityTag.size() + validators.lastModified.size();
-}
-
 }  // namespace
 
 constinit ModuleObject<WebState> webState;
 
-std::uint64_t WebState::beginPull() {
+std::int64_t WebState::beginPull() {
+  using std::chrono::nanoseconds;
+  const nanoseconds now = std::chrono::duration_cast<nanoseconds>(std::chrono::system_clock::now().time_since_epoch());
   const MutexLock lock(mutex_);
-  return ++pulls_;
+  return lastPull_ = std::max<std::int64_t>(now.count(), lastPull_ + 1);
 }
 
 std::shared_ptr<const SharedSession> WebState::session(const std::string& baseFolder) {
@@ -48,37 +48,25 @@ std::int64_t WebState::limitOf(const std::string& origin) const {
 }
 
 std::int64_t WebState::noteRefusal(const std::string& origin, std::int32_t status, std::string_view retryAfter,
-                                   std::uint64_t pull) {
+                                   std::int64_t pull) {
   const MutexLock lock(mutex_);
   return limits_.refused(origin, status, retryAfter, CTime::GetCurrentTime().GetTime(), pull);
 }
 
 void WebState::noteFeedFrom(const std::string& origin) {
   const MutexLock lock(mutex_);
-  limits_.served(origin, CTime::GetCurrentTime().GetTime());
+  limits_.served(origin);
 }
 
-std::optional<FeedFacts> WebState::feed(const std::string& key) {
+void WebState::takeOverLimits(const std::vector<RateLimit>& limits) {
+  const std::int64_t now = CTime::GetCurrentTime().GetTime();
   const MutexLock lock(mutex_);
-  return feeds_.find(key);
+  for (const RateLimit& limit : limits) limits_.takeOver(limit, now);
 }
 
-void WebState::keepFeed(const std::string& key, FeedFacts facts) {
-  const std::size_t bytes = bytesOf(facts.validators) + facts.movedTo.size() + facts.feedName.size() +
-                            facts.bodyHash.size() + facts.format.size();
+std::vector<RateLimit> WebState::limitsChangedSince(std::int64_t& after) const {
   const MutexLock lock(mutex_);
-  feeds_.keep(key, std::move(facts), bytes);
-}
-
-std::optional<PictureFacts> WebState::picture(const std::string& path) {
-  const MutexLock lock(mutex_);
-  return pictures_.find(path);
-}
-
-void WebState::keepPicture(const std::string& path, PictureFacts facts) {
-  const std::size_t bytes = bytesOf(facts.validators);
-  const MutexLock lock(mutex_);
-  pictures_.keep(path, std::move(facts), bytes);
+  return limits_.changedSince(after);
 }
 
 void WebState::close() {
@@ -89,8 +77,6 @@ void WebState::close() {
   }
   const MutexLock lock(mutex_);
   limits_ = RateLimits();
-  feeds_.clear();
-  pictures_.clear();
 }
 
 }  // namespace quillmoria

@@ -4,6 +4,9 @@
 
 #include <openssl/sha.h>
 
+#include <bit>
+#include <cstring>
+
 namespace quillmoria {
 
 std::string sha256(std::string_view bytes) {
@@ -16,6 +19,22 @@ std::string sha256(std::string_view bytes) {
   std::string hexadecimal;
   for (const unsigned char byte : digest) hexadecimal += {kDigits[byte >> 4], kDigits[byte & 15]};
   return hexadecimal;
+}
+
+std::int64_t digestOf(std::span<const std::string_view> parts) {
+  static_assert(std::endian::native == std::endian::little, "what is kept is the same everywhere");
+  unsigned char digest[SHA256_DIGEST_LENGTH];
+  SHA256_CTX context;
+  SHA256_Init(&context);
+  for (const std::string_view part : parts) {
+    const std::uint64_t bytes = part.size();
+    SHA256_Update(&context, &bytes, sizeof bytes);
+    SHA256_Update(&context, part.data(), part.size());
+  }
+  SHA256_Final(digest, &context);
+  std::int64_t number = 0;
+  std::memcpy(&number, digest, sizeof number);
+  return number;
 }
 
 }  // namespace quillmoria

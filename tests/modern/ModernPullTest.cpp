@@ -82,7 +82,8 @@ TEST_P(ModernPull, AsksEachFeedWhatItsTurnIsAndNoneThatIsNotDue) {
 TEST_P(ModernPull, AsksForAnAddressThatIsDueUnderEachOfItsNames) {
   http_.answer("/", LoopbackServer::response("200 OK", "", kFeed));
   subscriptions_.add("Category", {{"One", http_.url("/")}, {"Other", http_.url("/")}});
-  EXPECT_EQ(pull(PullScope::Due), "Fetched 1/1: 2. ");
+  const std::string both = pull(PullScope::Due);
+  EXPECT_TRUE(both == "Fetched 1/0: 1. Fetched 1/1: 1. " || both == "Fetched 1/1: 1. NotModified 1/0: 1. ") << both;
   EXPECT_EQ(pull(PullScope::Due), "");
 }
 

@@ -9,6 +9,7 @@
 
 #include "modern/FetchFeed.h"
 #include "modern/web/WebState.h"
+#include "quillmoria/NewsDetails.h"
 #include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 

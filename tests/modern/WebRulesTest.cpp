@@ -28,19 +28,20 @@ TEST(WebRules, ReadRetryAfter) {
 
 TEST(WebRules, DoubleTheRestWithEachPullThatIsRefusedWithoutATime) {
   RateLimits limits;
-  const auto minutes = [&](std::uint64_t pull, const char* retryAfter = "") {
-    return (limits.refused("http://a", 429, retryAfter, kNow, pull) - kNow) / 60;
+  std::int64_t now = kNow;
+  const auto minutes = [&](std::int64_t pull, const char* retryAfter = "") {
+    return (limits.refused("http://a", 429, retryAfter, now, pull) - now) / 60;
   };
   EXPECT_EQ(minutes(1), 10);
   EXPECT_EQ(minutes(1), 10) << "another feed of the same pull";
   EXPECT_EQ(minutes(2), 20);
   EXPECT_EQ(limits.refused("http://a", 503, "", kNow, 3), 0) << "asks for nothing";
   EXPECT_EQ(limits.until("http://b", kNow), 0) << "another server";
-  for (std::uint64_t pull = 3; pull < 40; ++pull) minutes(pull);
+  for (std::int64_t pull = 3; pull < 40; ++pull) minutes(pull);
   EXPECT_EQ(minutes(40), 24 * 60);
-  limits.served("http://a", kNow);
+  limits.served("http://a");
   EXPECT_NE(limits.until("http://a", kNow), 0) << "what was said still holds";
-  limits.served("http://a", kNow + 24 * 60 * 60);
+  now += 24 * 60 * 60;
   EXPECT_EQ(minutes(41), 10);
 }
 

@@ -25,7 +25,7 @@ namespace {
 using quillmoria::webState;
 
 /// A document of RSS 2.0 whose items are called `names` ("a,b") and have those identifiers; of one that is called
-/// "a=x", x is the text. What stands before a '/' goes into the channel.
+/// "a@1=x", x is the text, and 1 the end of its link. What stands before a '/' goes into the channel.
 std::string feedOf(const std::string& names) {
   const std::size_t slash = names.rfind('/');
   const std::string channel = slash == std::string::npos ? "" : names.substr(0, slash);
@@ -35,8 +35,11 @@ std::string feedOf(const std::string& names) {
     const std::size_t equals = std::min(name.find('='), name.size());
     const std::string text = equals < name.size() ? name.substr(equals + 1) : "text";
     name.resize(equals);
-    items += "<item><title>" + name + "</title><guid isPermaLink=\"false\">" + name + "</guid><description>" + text +
-             "</description></item>";
+    const std::size_t at = std::min(name.find('@'), name.size());
+    const std::string link = at < name.size() ? "<link>/" + name.substr(at + 1) + "</link>" : "";
+    name.resize(at);
+    items += "<item><title>" + name + "</title><guid isPermaLink=\"false\">" + name + "</guid>" + link +
+             "<description>" + text + "</description></item>";
   }
   return "<rss version=\"2.0\"><channel><title>Feed</title><link>http://example.org/</link>" + channel + items +
          "</channel></rss>\n";
@@ -96,10 +99,7 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 /// what they bring about.
 class Wire {
  public:
-  Wire() {
-    webState.build();
-    a_.http.closeOnTls();
-  }
+  Wire() { a_.http.closeOnTls(); }
 
   std::string run(const std::string& commandLine) {
     const std::string line = unescaped(commandLine);
@@ -108,6 +108,7 @@ class Wire {
     std::string address;
     words >> command >> address;
     if (command == "A" || command == "B") return prepare(command == "A" ? a_ : b_, line);
+    webState.build();  // as in a process of its own
     feed_ = RSSObject::NewsFeed();
     feed_.name = "Feed";
     feed_.url = real(address);
@@ -241,19 +242,8 @@ class Wire {
     return text;
   }
 
-  std::string restart() {
-    webState.build();
-    return "";
-  }
-
-  std::string loseTheCache() {
-    std::filesystem::remove_all(base_ / "cache");
-    std::filesystem::create_directory(base_ / "cache");
-    return "";
-  }
-
-  std::string spoilTheCache() {
-    base_.write("cache/Feed", "spoilt");
+  std::string loseTheArchive() {
+    std::filesystem::remove(base_ / "archive.sqlite");
     return "";
   }
 
@@ -276,9 +266,7 @@ const std::map<std::string, std::function<std::string(Wire&)>> Wire::kCommands =
     {"offline", &Wire::fromStore},
     {"due", &Wire::isDue},
     {"find", &Wire::find},
-    {"restart", &Wire::restart},
-    {"lose-cache", &Wire::loseTheCache},
-    {"spoil-cache", &Wire::spoilTheCache},
+    {"lose-archive", &Wire::loseTheArchive},
     {"age-pictures", &Wire::agePictures},
 };
 

@@ -1,7 +1,6 @@
-#include "quillmoria/FindFeeds.h"
+#include "modern/web/FeedSearch.h"
 
 #include <algorithm>
-#include <exception>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -14,7 +13,6 @@
 #include "modern/reading/ReadFeed.h"
 #include "modern/web/WebFetch.h"
 #include "modern/web/WebState.h"
-#include "net/FetchCall.h"
 #include "platform/CodePage.h"
 #include "platform/Text.h"
 
@@ -38,9 +36,9 @@ std::string typeOf(std::string_view format) {
 
 class Search {
  public:
-  Search(WebAddress page, std::string baseFolder) {
+  Search(WebAddress page, const std::string& baseFolder) {
     order_.address = std::move(page);
-    order_.baseFolder = std::move(baseFolder);
+    order_.baseFolder = baseFolder;
     order_.pull = webState->beginPull();
     order_.accept = kAcceptPages;
     order_.requests = &requests_;
@@ -109,19 +107,10 @@ class Search {
   FoundFeeds found_;
 };
 
-FoundFeeds failed(std::string text, Outcome outcome) { return {{}, std::move(text), outcome}; }
-
 }  // namespace
 
-FoundFeeds FindFeeds(const std::string& url, const std::string& baseFolder) {
-  const FetchCall call;
-  try {
-    std::optional<WebAddress> page = WebAddress::parse(url);
-    if (!page) return failed("This is no web address", Outcome::NetworkError);
-    return Search(std::move(*page), baseFolder).run();
-  } catch (const std::exception&) {
-    return failed("Out of memory", Outcome::NoMemory);
-  }
+FoundFeeds searchFeeds(WebAddress page, const std::string& baseFolder) {
+  return Search(std::move(page), baseFolder).run();
 }
 
 }  // namespace quillmoria

@@ -1,4 +1,4 @@
-#include "modern/web/FeedMemory.h"
+#include "modern/web/FeedFacts.h"
 
 #include <algorithm>
 
@@ -21,6 +21,8 @@ void noteFeed(FeedFacts& facts, const FetchReport& report) {
   facts.movedTo = report.movedTo;
   facts.movedFailures = 0;
   facts.failures = 0;
+  facts.answeredFailures = 0;
+  facts.lastSuccess = report.asked;
   facts.isGone = false;
   facts.nextDue = dueAfterFeed(report.asked, facts.freshFor, facts.rules, report.notBefore);
 }
@@ -30,14 +32,15 @@ void noteFeed(FeedFacts& facts, const FetchReport& report) {
 void noteFailure(FeedFacts& facts, const FetchReport& report) {
   const std::int32_t step = facts.pull == report.pull ? 0 : 1;
   const bool hasAnswered = report.outcome != Outcome::NetworkError && report.outcome != Outcome::NoMemory;
-  if (hasAnswered) facts.failures += step;
+  facts.failures += step;
+  if (hasAnswered) facts.answeredFailures += step;
   if (report.wentToMovedTo) facts.movedFailures += step;
   if (facts.movedFailures >= kMovedFailures) {
     facts.movedTo.clear();
     facts.movedFailures = 0;
   }
   if (report.outcome == Outcome::Gone && !report.wentToMovedTo) facts.isGone = true;
-  facts.nextDue = dueAfterFailure(report.asked, report.outcome, facts.failures, report.notBefore);
+  facts.nextDue = dueAfterFailure(report.asked, report.outcome, facts.answeredFailures, report.notBefore);
 }
 
 }  // namespace
@@ -51,6 +54,7 @@ FeedFacts FeedFacts::after(const FetchReport& report) const {
   } else {
     noteFailure(facts, report);
   }
+  if (report.outcome != Outcome::NotAsked) facts.lastAsked = report.asked;
   facts.pull = report.pull;
   return facts;
 }
