@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "modern/archive/KnownFeed.h"
 #include "modern/archive/HostLimits.h"
+#include "modern/archive/KnownFeed.h"
 #include "modern/archive/Schema.h"
 #include "modern/archive/SettleFeed.h"
 #include "modern/archive/StoredDocument.h"
@@ -13,7 +13,7 @@ namespace quillmoria {
 FeedFacts FeedArchive::facts(const std::string& key) {
   const MutexLock lock(mutex_);
   KnownFeed feed;
-  use(Need::Reading, [&](Opened& archive) { feed = findFeed(archive.database, key); });
+  use(Need::Reading, [&](Opened& archive) { feed = readKnownFeed(archive.database, key); });
   return std::move(feed.facts);
 }
 
@@ -21,7 +21,7 @@ std::unique_ptr<RSSObject> FeedArchive::document(const std::string& key, ItemSta
   const MutexLock lock(mutex_);
   std::unique_ptr<RSSObject> news;
   use(Need::Reading, [&](Opened& archive) {
-    const KnownFeed feed = findFeed(archive.database, key);
+    const KnownFeed feed = readKnownFeed(archive.database, key);
     if (feed.facts.hasDocument) news = readDocument(archive.database, feed.id, status);
   });
   return news;
@@ -86,7 +86,9 @@ bool FeedArchive::use(Need need, const std::function<void(Opened&)>& work) {
   return false;
 }
 
+/// What is written into a file that was moved away would be lost.
 bool FeedArchive::open(Need need) {
+  if (opened_ && opened_->database.hasMoved()) opened_.reset();
   if (opened_) return true;
   if (isRefused_ || (need == Need::Reading && !hasArchive(baseFolder_))) return false;
   Opened opened{openArchive(baseFolder_)};
@@ -97,20 +99,19 @@ bool FeedArchive::open(Need need) {
 
 /// Whether another attempt makes sense.
 bool FeedArchive::recover(ArchiveProblem problem) {
-  const bool wasOpen = opened_.has_value();
-  const bool hasMoved = wasOpen && opened_->database.hasMoved();
-  if (hasMoved || problem == ArchiveProblem::Damaged) opened_.reset();
-  if (hasMoved) return true;
-  isRefused_ = !wasOpen;
+  isRefused_ = !opened_;
   if (problem != ArchiveProblem::Damaged) return false;
+  const bool hasMoved = opened_ && opened_->database.hasMoved();  // another process was faster
+  if (opened_) opened_->database.keepLog();
+  opened_.reset();
+  isRefused_ = false;
+  if (hasMoved) return true;
   try {
     damagedFile_ = moveArchiveAside(baseFolder_);
-    isRefused_ = false;
-    return true;
   } catch (const ArchiveError&) {
     isRefused_ = true;
-    return false;
   }
+  return !isRefused_;
 }
 
 }  // namespace quillmoria

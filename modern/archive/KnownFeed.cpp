@@ -15,8 +15,11 @@ constexpr char kFindFeed[] =
     "skip_hours, skip_days, fresh_for, moved_to, moved_failures, failures, answered_failures, last_asked, "
     "last_success, next_due, is_gone FROM addresses JOIN feeds ON feeds.id = addresses.feed WHERE addresses.url = ?";
 
+// A feed that was removed, but for its starred items, may have the address still.
 constexpr char kKeepFacts[] =
-    "UPDATE feeds SET url = ?, name = ?, category = ?, last_outcome = ?, last_status = ?, has_document = ?, "
+    "UPDATE feeds SET url = CASE WHEN EXISTS(SELECT 1 FROM feeds AS other WHERE other.url = ?1 AND other.id <> "
+    "feeds.id) "
+    "THEN url ELSE ?1 END, name = ?, category = ?, last_outcome = ?, last_status = ?, has_document = ?, "
     "validated_url = ?, entity_tag = ?, last_modified = ?, body_hash = ?, last_pull = ?, format = ?, "
     "update_minutes = ?, skip_hours = ?, skip_days = ?, fresh_for = ?, moved_to = ?, moved_failures = ?, failures = ?, "
     "answered_failures = ?, last_asked = ?, last_success = ?, next_due = ?, is_gone = ? WHERE id = ?";
@@ -64,7 +67,7 @@ std::string_view urlOf(std::string_view key) {
 
 }  // namespace
 
-KnownFeed findFeed(Database& archive, std::string_view key) {
+KnownFeed readKnownFeed(Database& archive, std::string_view key) {
   KnownFeed feed;
   Rows row = archive.rows(kFindFeed, key);
   if (!row.next()) return feed;

@@ -17,7 +17,7 @@ struct KnownFeed {
 };
 
 /// The feed that is known by the address `key` (WebAddress::key).
-KnownFeed findFeed(Database& archive, std::string_view key);
+KnownFeed readKnownFeed(Database& archive, std::string_view key);
 
 /// A new feed that is known by `key`. Returns its number.
 std::int64_t makeFeed(Database& archive, const std::string& key);

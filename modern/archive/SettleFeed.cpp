@@ -24,7 +24,7 @@ FeedSettling::FeedSettling(const std::string& baseFolder, const std::string& key
 }
 
 void FeedSettling::settle(Database& archive) {
-  KnownFeed known = findFeed(archive, key_);
+  KnownFeed known = readKnownFeed(archive, key_);
   if (known.id == 0) known.id = makeFeed(archive, key_);
   // An object that was read from an archive that is lost by now is all that is left of it.
   const bool isLost = report_.outcome == Outcome::NotModified && !known.facts.hasDocument;
@@ -42,7 +42,7 @@ void FeedSettling::settle(Database& archive) {
 }
 
 void FeedSettling::match(Database& archive) {
-  if (items_) items_->match(archive, findFeed(archive, key_).id, now_);
+  if (items_) items_->match(archive, readKnownFeed(archive, key_).id, now_);
 }
 
 void FeedSettling::matchNothing() {

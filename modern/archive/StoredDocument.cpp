@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "modern/archive/KnownFeed.h"
 #include "modern/archive/ItemRows.h"
+#include "modern/archive/KnownFeed.h"
 #include "records/FeedObjectAccess.h"
 
 namespace quillmoria {
