@@ -43,10 +43,9 @@ struct Enclosure {
 };
 
 /// What an item's record (RSSObject::NewsItemStruct) has no member for. Texts are empty and times CTime() where the
-/// feed says nothing, and where it comes from its cache file, which holds the records alone. Texts whose names end in
-/// `W` are UTF-16, others UTF-8.
+/// feed says nothing. Texts whose names end in `W` are UTF-16, others UTF-8.
 struct ItemDetails {
-  std::int64_t id = 0;                  ///< the archive's number of the item; 0 if none
+  std::int64_t id = 0;                  ///< the archive's number of the item (NewsArchive.h); 0 if it is not there
   CTime published;                      ///< when it was published
   CTime updated;                        ///< when it was last changed
   CTime firstSeen;                      ///< when the engine met it first; outside a pull no time

@@ -7,7 +7,7 @@ namespace quillmoria {
 /// By which rules the engine reads the web.
 enum class Profile {
   Classic,  ///< one redirect, every feed whole each time, RSS and Atom as they were in 2004; texts as they stand
-  Modern,  ///< conditional requests, rate limits, compressed bodies, all formats of today, safe HTML; see NewsDetails.h
+  Modern,   ///< conditional requests, all formats of today, safe HTML (NewsDetails.h), an archive (NewsArchive.h)
 };
 
 /// The host's word on the profile. It holds for the whole process, until the next call, and is looked at when a pull

@@ -21,9 +21,9 @@ struct FeedObjectAccess;
 /// The values of RSSObject::NewsItemStruct::status.
 enum ItemStatus : std::int32_t {
   kUncomparedItem = 0,  ///< fetched outside a pull, or not comparable with the cache for want of memory or descriptors
-  kNewItem = 2,         ///< not in the cache before
-  kSeenItem = 3,        ///< in the cache already
-  kCachedItem = 4,      ///< read from the cache
+  kNewItem = 2,         ///< not in the cache before, or in the modern profile's archive
+  kSeenItem = 3,        ///< in the cache already, or in the archive
+  kCachedItem = 4,      ///< read from the cache, or from the archive
 };
 
 }  // namespace quillmoria
@@ -178,7 +178,7 @@ class QUILLMORIA_EXPORT RSSObject {
   NewsItemStruct* items = nullptr;          ///< owned, made by new[]; null until a document is finished
   ChannelStruct channel;                    ///< the header; holds reset values where the document gives none
   std::int32_t itemCount = -1;              ///< meaningful entries of `items`; -1 if there is no finished document
-  std::int32_t newItemCount = 0;            ///< items that were not in the cache before
+  std::int32_t newItemCount = 0;            ///< items whose status is kNewItem
   std::string statusMessage;                ///< one of StatusTexts.h, an error text of the network, or empty
   std::vector<NewsItemStruct> parsedItems;  ///< classic: all items in document order, also those without an address
   CPicture* channelPicture = nullptr;       ///< owned, or null

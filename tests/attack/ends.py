@@ -5,10 +5,10 @@ and while a thread of the host's own is in a fetch.
 Each way of ending (dlclose, return from main, exit, quick_exit, _exit, exit of a forked child) comes from within the
 callback, from another thread and from main's, with one and with eight feeds fetched at once, over http and https. Under
 a host's own fetch the server is well, silent, slow, does not go on with the TLS handshake, or has a name that no name
-server tells. The host must end well and soon, and leave whole files: each the previous one or the new one.
+server tells. The host must end well and soon, and leave each feed whole: as it was kept before, or as it is now.
 
 After a kill there may be files on the way of being written, which the next pull replaces; and that pull counts exactly
-the items as new that are not in the cache files that survived.
+the items as new that are not in what survived.
 """
 
 import contextlib
@@ -18,6 +18,7 @@ import random
 import re
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -26,7 +27,7 @@ from typing import NamedTuple
 
 sys.path.append(f"{sys.path[0]}/../support")
 from attacks import (PICTURE, Fault, arguments, attack, base_folder, environment, feed, pull_command, run,
-                     silent_name_server)
+                     silent_name_server, stored_feeds, stored_files)
 from feed_server import HOLD, FeedServer, Forever, make_certificates, response, tls_context
 
 FEEDS = "0123456789"
@@ -64,8 +65,10 @@ class End(NamedTuple):
         is_named = self.server != UNNAMED
         with begun, beginning, base_folder() as base, (
                 contextlib.nullcontext(()) if is_named else silent_name_server()) as before:
-            for name, content in whole[scheme, self.editions[0]].items():
-                (base / "cache" / name).write_bytes(content)
+            for path, content in files[scheme, self.editions[0]].items():
+                (base / path).write_bytes(content)
+            if options.profile == "modern":
+                self.readdress(base / "archive.sqlite")
             url = server.url(f"/{scheme}/{self.editions[1]}/", scheme) if is_named else "http://silent.example/"
             result = run([*before, options.host, options.library, base, url, self.how, self.microseconds, self.what,
                           *self.pull], 30, env=trusting, stdin=begun if is_named else subprocess.DEVNULL)
@@ -76,14 +79,20 @@ class End(NamedTuple):
             told = f"{took:.2f} s" + ", within a file" * any(base.glob("*/*.qmu"))
             return told, [*faults, *self.faults_of(base, scheme)]
 
+    def readdress(self, path):
+        """An edition has addresses of its own, by which an archive knows feeds."""
+        with contextlib.closing(sqlite3.connect(path)) as archive, archive:
+            for table in ("feeds", "addresses"):
+                archive.execute(f"UPDATE {table} SET url = replace(url, ?, ?)", [f"/{name}/" for name in self.editions])
+
     def faults_of(self, base, scheme):
         old, new = (whole[scheme, edition] for edition in self.editions)
         unfinished = [path for path in base.glob("*/*.qmu")]
-        stored = {path.name: path.read_bytes() for path in base.glob("cache/*") if path not in unfinished}
+        stored = {name: kept for name, kept in stored_feeds(base).items() if not name.endswith(".qmu")}
         if unfinished and self.pull and self.how in ("leave", "close"):
             yield f"{unfinished} are left"
         if not all(stored.get(name) in (old[name], new[name]) for name in FEEDS) or len(stored) != len(FEEDS):
-            yield "a cache file is neither old nor new"
+            yield "a feed is neither old nor new"
         for path in set(base.glob("feed_imgs/*")) - set(unfinished) if self.pull else ():
             if path.read_bytes() != LARGE_PICTURE:
                 yield f"{path.name} is incomplete"
@@ -96,11 +105,11 @@ class End(NamedTuple):
 
 
 def pull(base, scheme, edition):
-    """What a whole pull tells of each feed's new items, and leaves in its cache."""
+    """What a whole pull tells of each feed's new items, and leaves of them."""
     feeds = {name: site.url(f"/{scheme}/{edition}/{name}", scheme) for name in FEEDS}
     result = run(pull_command(options.program, base, feeds), env=trusting)
     told = sorted(re.findall(r"\] (\d): 150 items, (\d+) new", result.errors))
-    return told, {path.name: path.read_bytes() for path in base.glob("cache/*")}
+    return told, stored_feeds(base)
 
 
 def cases():
@@ -134,12 +143,15 @@ if __name__ == "__main__":
     options = arguments(__doc__, "program", "host", "library", every=1, random=40, kills=500, exits=1000, unloads=200,
                         within=1.5, seed=1)
     chance = random.Random(options.seed)
-    with tempfile.TemporaryDirectory() as folder, base_folder() as base:
+    with tempfile.TemporaryDirectory() as folder:
         certificates = pathlib.Path(folder)
         make_certificates(certificates)
         trusting = environment(SSL_CERT_FILE=str(certificates / "ca.pem"))
         context = tls_context(certificates / "server.pem")
         site = FeedServer(answer, context)
-        whole = {(scheme, edition): pull(base, scheme, edition)[1]
-                 for scheme in ("http", "https") for edition in STARTS}
+        whole, files = {}, {}
+        for scheme, edition in itertools.product(("http", "https"), STARTS):
+            with base_folder() as base:
+                whole[scheme, edition] = pull(base, scheme, edition)[1]
+                files[scheme, edition] = stored_files(base)
         attack(options, list(cases()), lambda case: case.attempt(), 2)

@@ -10,11 +10,11 @@ Of the long sequences every step-th allocation is tried, starting at another one
 
 import collections
 import itertools
-import shutil
 import sys
 
 sys.path.append(f"{sys.path[0]}/../support")
-from attacks import LIST, PICTURE, Fault, arguments, attack, base_folder, environment, feed, pull_command, run
+from attacks import (LIST, PICTURE, Fault, arguments, attack, base_folder, environment, feed, pull_command, run,
+                     stored_feeds, stored_files)
 from feed_server import FeedServer, response
 
 # How much rarer a sequence's tries are than every step-th comes last.
@@ -38,14 +38,16 @@ def attempt(case):
     first = 1 if case.failing == "all" else 1 + CASES.index(case) % step  # no memory at all is always a case
     for n in itertools.count(first, step):
         with base_folder() as base:
-            for folder in ("cache", "old"):
-                shutil.copytree(old, base / folder, dirs_exist_ok=True)
+            (base / "old" / "cache").mkdir(parents=True)
+            for path, content in old.items():
+                for kept in (base / path, base / "old" / path):
+                    kept.write_bytes(content)
             command = [options.host, options.library, base, server.url("/"), "short", case.jobs, case.failing, n,
                        case.rounds]
             # Loaded from the start: the C library ends a process without memory for what a later load has a thread.
             result = run(command, env=environment(LD_PRELOAD=options.library))
-            files = {path.name: path.read_bytes() for path in base.glob("cache/*")}
-        if result.status not in (0, 2) or files != new:
+            feeds = stored_feeds(base)
+        if result.status not in (0, 2) or feeds != new:
             raise Fault(f"{n}: exit status {result.status}: {result.errors}")
         if result.status == 2:
             return f"up to {n}", []
@@ -59,6 +61,6 @@ if __name__ == "__main__":
         for items in (2, 3):
             run(pull)
             if items == 2:
-                old = shutil.copytree(base / "cache", base / "old")
-        new = {path.name: path.read_bytes() for path in base.glob("cache/*")}
+                old = stored_files(base)
+        new = stored_feeds(base)
         attack(options, CASES, attempt, len(CASES))

@@ -109,8 +109,9 @@ TEST_F(SettledDocuments, KeepWhenAnItemWasSeenFirst) {
 }
 
 TEST_F(SettledDocuments, AreListedByTheirTimeThatIsNeverOfTheFuture) {
-  settle(documentOf("<item><title>a</title></item><item><title>b</title><pubDate>1 Jan 2001 00:00 GMT</pubDate></item>"
-                    "<item><title>c</title><pubDate>1 Jan 2037 00:00 GMT</pubDate></item><item><title>d</title></item>"));
+  settle(
+      documentOf("<item><title>a</title></item><item><title>b</title><pubDate>1 Jan 2001 00:00 GMT</pubDate></item>"
+                 "<item><title>c</title><pubDate>1 Jan 2037 00:00 GMT</pubDate></item><item><title>d</title></item>"));
   EXPECT_EQ(titles("SELECT title FROM items ORDER BY moment DESC"), "acdb");
 }
 
@@ -120,7 +121,8 @@ TEST_F(SettledDocuments, WriteOnlyWhatIsNewOrHasChanged) {
   // A row that is written anew loses the mark.
   change("UPDATE items SET record_key = record_key; UPDATE texts SET language = 'mark'");
   EXPECT_EQ(settle(documentOf(itemsOf("dcba"))), "1/4");
-  EXPECT_EQ(titles("SELECT title FROM items JOIN texts ON item = moment WHERE language = 'mark' ORDER BY place"), "cba");
+  EXPECT_EQ(titles("SELECT title FROM items JOIN texts ON item = moment WHERE language = 'mark' ORDER BY place"),
+            "cba");
   EXPECT_EQ(titles("SELECT title FROM items ORDER BY place"), "dcba");
   settle(documentOf(itemsOf("adx")));
   EXPECT_EQ(titles("SELECT title FROM items WHERE place IS NOT NULL ORDER BY place"), "adx");

@@ -4,11 +4,13 @@ import argparse
 import collections
 import contextlib
 import functools
+import itertools
 import os
 import pathlib
 import random
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -76,6 +78,26 @@ def base_folder():
         for folder in FOLDERS:
             (pathlib.Path(name) / folder).mkdir()
         yield pathlib.Path(name)
+
+
+def stored_files(base):
+    """The files in which the profile keeps feeds below the base folder, as bytes by path."""
+    pattern = "archive.sqlite" if os.environ["QUILLMORIA_PROFILE"] == "modern" else "cache/*"
+    return {path.relative_to(base): path.read_bytes() for path in base.glob(pattern)}
+
+
+def stored_feeds(base):
+    """What is kept of each feed's last document, by its name; an archive must be whole."""
+    if os.environ["QUILLMORIA_PROFILE"] != "modern":
+        return {path.name: content for path, content in stored_files(base).items()}
+    with contextlib.closing(sqlite3.connect(base / "archive.sqlite")) as archive:
+        wrong = [text for text, in archive.execute("PRAGMA integrity_check")]
+        if wrong != ["ok"]:
+            raise Fault(f"the archive is damaged: {wrong}")
+        rows = archive.execute(
+            "SELECT name, date, guid, items.link, items.title, published, plain FROM feeds JOIN items ON feed = feeds.id "
+            "JOIN texts ON item = moment WHERE place IS NOT NULL ORDER BY name, place")
+        return {name: list(items) for name, items in itertools.groupby(rows, lambda row: row[0])}
 
 
 @functools.cache
