@@ -1,8 +1,12 @@
 #include "FeedCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <fstream>
+#include <memory>
 #include <optional>
+#include <string>
 
+#include "BaseFolder.h"
 #include "Failure.h"
 #include "Json.h"
 #include "NewsListing.h"
@@ -11,6 +15,13 @@
 
 namespace quillmoria {
 namespace {
+
+struct FeedOptions {
+  std::string url;
+  std::string user;
+  std::string passwordFile;
+  bool json = false;
+};
 
 constexpr std::size_t kMaxPasswordBytes = 1024;
 
@@ -42,10 +53,10 @@ RSSObject::NewsFeed subscriptionOf(const FeedOptions& options, Profile profile) 
   return feed;
 }
 
-}  // namespace
-
-int feedCommand(const FeedOptions& options, Profile profile, const std::string& baseFolder, Output& output) {
-  const RSSObject::NewsFeed feed = subscriptionOf(options, profile);
+int run(const FeedOptions& options, const Invocation& invocation) {
+  const std::string baseFolder = openBaseFolder(invocation.base);
+  Output& output = invocation.output;
+  const RSSObject::NewsFeed feed = subscriptionOf(options, invocation.profile);
   const RSSObject news(feed, "", baseFolder);
   if (options.json) {
     output.line(feedAsJson(feed, news));
@@ -56,6 +67,20 @@ int feedCommand(const FeedOptions& options, Profile profile, const std::string& 
   if (news.itemCount >= 0) return kDone;
   complain(feed.name + ": " + failureText(news));
   return kFailed;
+}
+
+}  // namespace
+
+Command addFeed(CLI::App& app) {
+  const auto options = std::make_shared<FeedOptions>();
+  CLI::App* feed = declareCommand(app, "feed", "Fetch one feed and show it");
+  feed->add_option("url", options->url, "The feed's http or https address")->required()->type_name("URL");
+  CLI::Option* user = feed->add_option("--user", options->user, "The user name, if the server asks for one");
+  feed->add_option("--password-file", options->passwordFile, "The file whose first line is the password")
+      ->type_name("FILE")
+      ->needs(user);
+  feed->add_flag("--json", options->json, "Print one line of JSON");
+  return {feed, [options](const Invocation& invocation) { return run(*options, invocation); }};
 }
 
 }  // namespace quillmoria

@@ -1,7 +1,11 @@
 #include "FindCommand.h"
 
+#include <CLI/CLI.hpp>
+#include <memory>
 #include <optional>
+#include <string>
 
+#include "BaseFolder.h"
 #include "Failure.h"
 #include "Json.h"
 #include "Text.h"
@@ -11,6 +15,11 @@
 namespace quillmoria {
 namespace {
 
+struct FindOptions {
+  std::string url;
+  bool json = false;
+};
+
 /// "Example News (application/rss+xml) <http://example.org/news.rss>"
 std::string asLine(const FoundFeed& feed) {
   std::string line = collapsed(feed.title);
@@ -18,9 +27,9 @@ std::string asLine(const FoundFeed& feed) {
   return line + (line.empty() ? "<" : " <") + withoutUserInformation(feed.url) + ">";
 }
 
-}  // namespace
-
-int findCommand(const FindOptions& options, const std::string& baseFolder, Output& output) {
+int run(const FindOptions& options, const Invocation& invocation) {
+  const std::string baseFolder = openBaseFolder(invocation.base);
+  Output& output = invocation.output;
   const std::optional<std::string> url = typedAddress(options.url, Profile::Modern);
   if (!url) throw Failure(kWrongUse, shownAddress(options.url) + " is no http or https address");
   const FoundFeeds found = FindFeeds(*url, baseFolder);
@@ -29,6 +38,16 @@ int findCommand(const FindOptions& options, const std::string& baseFolder, Outpu
   if (!found.feeds.empty()) return kDone;
   complain(*url + ": " + (found.outcome == Outcome::Fetched ? "names no feed" : found.statusMessage));
   return kFailed;
+}
+
+}  // namespace
+
+Command addFind(CLI::App& app) {
+  const auto options = std::make_shared<FindOptions>();
+  CLI::App* find = declareCommand(app, "find", "Find the feeds of a web page");
+  find->add_option("url", options->url, "The page's http or https address")->required()->type_name("URL");
+  find->add_flag("--json", options->json, "Print one line of JSON per feed");
+  return {find, [options](const Invocation& invocation) { return run(*options, invocation); }};
 }
 
 }  // namespace quillmoria

@@ -1,7 +1,11 @@
 #include "OpmlCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <memory>
+#include <string>
 
+#include "BaseFolder.h"
 #include "Failure.h"
 #include "Json.h"
 #include "OutlineWalk.h"
@@ -11,6 +15,11 @@
 
 namespace quillmoria {
 namespace {
+
+struct OpmlOptions {
+  std::string list;  ///< path or address
+  bool json = false;
+};
 
 // Deeper outlines are indented no further: a hostile list would otherwise make output of quadratic length.
 constexpr std::size_t kMaxIndentLevels = 32;
@@ -22,9 +31,9 @@ std::string asLine(const OPMLDoc::OutlineStruct& outline, std::size_t level) {
   return line;
 }
 
-}  // namespace
-
-int opmlCommand(const OpmlOptions& options, const std::string& baseFolder, Output& output) {
+int run(const OpmlOptions& options, const Invocation& invocation) {
+  const std::string baseFolder = openBaseFolder(invocation.base);
+  Output& output = invocation.output;
   const std::unique_ptr<OPMLParser> parser = readSubscriptionList(options.list, baseFolder);
   OutlineWalk walk(*parser->GetOPMLDoc());
   while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
@@ -32,6 +41,18 @@ int opmlCommand(const OpmlOptions& options, const std::string& baseFolder, Outpu
   }
   output.flush();
   return kDone;
+}
+
+}  // namespace
+
+Command addOpml(CLI::App& app) {
+  const auto options = std::make_shared<OpmlOptions>();
+  CLI::App* opml = declareCommand(app, "opml", "Show the tree of a subscription list");
+  opml->add_option("list", options->list, "An OPML file or its http or https address")
+      ->required()
+      ->type_name("FILE|URL");
+  opml->add_flag("--json", options->json, "Print one line of JSON per outline");
+  return {opml, [options](const Invocation& invocation) { return run(*options, invocation); }};
 }
 
 }  // namespace quillmoria

@@ -1,17 +1,10 @@
 #pragma once
 
-#include <string>
-
-#include "Output.h"
+#include "Command.h"
 
 namespace quillmoria {
 
-struct OpmlOptions {
-  std::string list;  ///< path or address
-  bool json = false;
-};
-
-/// Shows the tree of a subscription list. Returns the exit status. Throws Failure.
-int opmlCommand(const OpmlOptions& options, const std::string& baseFolder, Output& output);
+/// `opml`: shows the tree of a subscription list.
+Command addOpml(CLI::App& app);
 
 }  // namespace quillmoria

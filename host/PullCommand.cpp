@@ -1,23 +1,40 @@
 #include "PullCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
+#include "BaseFolder.h"
 #include "Failure.h"
 #include "Json.h"
+#include "NewsListing.h"
 #include "Progress.h"
 #include "Pull.h"
 #include "SubscriptionList.h"
 #include "Subscriptions.h"
 #include "Text.h"
 #include "WebAddress.h"
+#include "quillmoria/ConnectedState.h"
 #include "quillmoria/NewsDetails.h"
 
 namespace quillmoria {
 namespace {
+
+struct PullOptions {
+  std::vector<std::string> feeds;  ///< NAME=URL each
+  std::string category = "News";   ///< of what stands in no container
+  std::string list;                ///< path or address; none if empty
+  ConnectedState connected = ConnectedState::Automatic;
+  int jobs = 8;                   ///< feeds fetched at once
+  int jobsPerHost = 2;            ///< of them from one host
+  Extent extent = Extent::Short;  ///< of the listing
+  bool json = false;
+};
 
 /// Shows what a pull brings, feed by feed in the order of the subscriptions, and counts it. Called on the pull's
 /// thread, read after its end.
@@ -155,12 +172,12 @@ int exitStatus(const PullReport& report, bool interrupted) {
   return report.failed() ? kFailed : kDone;
 }
 
-}  // namespace
-
-int pullCommand(const PullOptions& options, Profile profile, const std::string& baseFolder, Output& output) {
+int run(const PullOptions& options, const Invocation& invocation) {
+  const std::string baseFolder = openBaseFolder(invocation.base);
+  Output& output = invocation.output;
   SetConnectedState(options.connected);
   NewsServer::SetParallelFetches(options.jobs, options.jobsPerHost);
-  Subscriptions subscriptions = subscriptionsOf(options, profile, baseFolder);
+  Subscriptions subscriptions = subscriptionsOf(options, invocation.profile, baseFolder);
   PullReport report(subscriptions.inPullOrder(), baseFolder, options, output);
 
   PullRunner runner(subscriptions, baseFolder, report);
@@ -172,6 +189,41 @@ int pullCommand(const PullOptions& options, Profile profile, const std::string& 
   report.complainOfFailures();
   report.complainOfMoves();
   return exitStatus(report, runner.interrupted());
+}
+
+}  // namespace
+
+Command addPull(CLI::App& app) {
+  const auto options = std::make_shared<PullOptions>();
+  CLI::App* pull = declareCommand(app, "pull", "Fetch feeds and show what is new");
+  pull->add_option("--feed", options->feeds,
+                   "A feed and its address; may be repeated. Its cache file has the name, with _ for characters that "
+                   "no file name may hold, slashes included")
+      ->type_name("NAME=URL")
+      ->allow_extra_args(false);
+  pull->add_option("--category", options->category, "The category of feeds that stand in no container of a list")
+      ->type_name("C")
+      ->capture_default_str();
+  pull->add_option("--opml", options->list, "A subscription list in OPML form")->type_name("FILE|URL");
+  CLI::Option* offline = pull->add_flag_callback(
+      "--offline", [options] { options->connected = ConnectedState::Disconnected; }, "Read the feeds from the cache");
+  pull->add_flag_callback(
+          "--online", [options] { options->connected = ConnectedState::Connected; },
+          "Fetch even if the machine seems to be offline")
+      ->excludes(offline);
+  const CLI::Range jobs(1, 64);
+  pull->add_option("--jobs", options->jobs, "Fetch up to N feeds at once")
+      ->type_name("N")
+      ->check(jobs)
+      ->capture_default_str();
+  pull->add_option("--jobs-per-host", options->jobsPerHost, "and of them up to N from one host and port")
+      ->type_name("N")
+      ->check(jobs)
+      ->capture_default_str();
+  pull->add_flag_callback(
+      "--all", [options] { options->extent = Extent::Whole; }, "List all items of a feed, with their whole titles");
+  pull->add_flag("--json", options->json, "Print one line of JSON per feed");
+  return {pull, [options](const Invocation& invocation) { return run(*options, invocation); }};
 }
 
 }  // namespace quillmoria

@@ -1,11 +1,13 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "BaseFolder.h"
+#include "Command.h"
 #include "Demo.h"
 #include "Failure.h"
 #include "FeedCommand.h"
@@ -19,18 +21,10 @@
 namespace quillmoria {
 namespace {
 
-constexpr char kFooter[] =
-    "Every command takes --base DIR, --profile P, --help and --version.\n"
-    "Exit status: 0 done, 1 a feed failed, 2 wrong use, 130 stopped by Ctrl-C.";
+/// In the order of the help text.
+constexpr Command (*kCommands[])(CLI::App& app) = {addPull, addFeed, addFind, addOpml, addDemo};
 
 std::string versionText() { return "quillmoria " + Version() + "\n" + LibraryVersions(); }
-
-CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
-  CLI::App* command = app.add_subcommand(name, description);
-  command->fallthrough();
-  command->footer(kFooter);
-  return command;
-}
 
 /// Modern unless the command line or else the environment says otherwise.
 void addProfile(CLI::App& app, Profile& profile) {
@@ -44,65 +38,6 @@ void addProfile(CLI::App& app, Profile& profile) {
       ->type_name("P")
       ->default_str("modern")
       ->envname("QUILLMORIA_PROFILE");
-}
-
-CLI::App* addPull(CLI::App& app, PullOptions& options) {
-  CLI::App* pull = addCommand(app, "pull", "Fetch feeds and show what is new");
-  pull->add_option("--feed", options.feeds,
-                   "A feed and its address; may be repeated. Its cache file has the name, with _ for characters that "
-                   "no file name may hold, slashes included")
-      ->type_name("NAME=URL")
-      ->allow_extra_args(false);
-  pull->add_option("--category", options.category, "The category of feeds that stand in no container of a list")
-      ->type_name("C")
-      ->capture_default_str();
-  pull->add_option("--opml", options.list, "A subscription list in OPML form")->type_name("FILE|URL");
-  CLI::Option* offline = pull->add_flag_callback(
-      "--offline", [&options] { options.connected = ConnectedState::Disconnected; }, "Read the feeds from the cache");
-  pull->add_flag_callback(
-          "--online", [&options] { options.connected = ConnectedState::Connected; },
-          "Fetch even if the machine seems to be offline")
-      ->excludes(offline);
-  const CLI::Range jobs(1, 64);
-  pull->add_option("--jobs", options.jobs, "Fetch up to N feeds at once")
-      ->type_name("N")
-      ->check(jobs)
-      ->capture_default_str();
-  pull->add_option("--jobs-per-host", options.jobsPerHost, "and of them up to N from one host and port")
-      ->type_name("N")
-      ->check(jobs)
-      ->capture_default_str();
-  pull->add_flag_callback(
-      "--all", [&options] { options.extent = Extent::Whole; }, "List all items of a feed, with their whole titles");
-  pull->add_flag("--json", options.json, "Print one line of JSON per feed");
-  return pull;
-}
-
-CLI::App* addFeed(CLI::App& app, FeedOptions& options) {
-  CLI::App* feed = addCommand(app, "feed", "Fetch one feed and show it");
-  feed->add_option("url", options.url, "The feed's http or https address")->required()->type_name("URL");
-  CLI::Option* user = feed->add_option("--user", options.user, "The user name, if the server asks for one");
-  feed->add_option("--password-file", options.passwordFile, "The file whose first line is the password")
-      ->type_name("FILE")
-      ->needs(user);
-  feed->add_flag("--json", options.json, "Print one line of JSON");
-  return feed;
-}
-
-CLI::App* addFind(CLI::App& app, FindOptions& options) {
-  CLI::App* find = addCommand(app, "find", "Find the feeds of a web page");
-  find->add_option("url", options.url, "The page's http or https address")->required()->type_name("URL");
-  find->add_flag("--json", options.json, "Print one line of JSON per feed");
-  return find;
-}
-
-CLI::App* addOpml(CLI::App& app, OpmlOptions& options) {
-  CLI::App* opml = addCommand(app, "opml", "Show the tree of a subscription list");
-  opml->add_option("list", options.list, "An OPML file or its http or https address")
-      ->required()
-      ->type_name("FILE|URL");
-  opml->add_flag("--json", options.json, "Print one line of JSON per outline");
-  return opml;
 }
 
 /// Prints what a parse that ends in help, version or a complaint has to say. Returns the exit status.
@@ -123,9 +58,19 @@ std::string unknownCommand(const CLI::App& app) {
   return isMissing ? words.front() : "";
 }
 
+/// "pull, feed or demo"
+std::string namesOf(const std::vector<Command>& commands) {
+  std::string names;
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    if (i > 0) names += i + 1 < commands.size() ? ", " : " or ";
+    names += commands[i].options->get_name();
+  }
+  return names;
+}
+
 int run(int argc, char** argv, Output& output) {
   CLI::App app("Reads feeds: RSS, Atom and JSON Feed.", "quillmoria");
-  app.footer(kFooter);
+  app.footer(kHelpFooter);
   app.require_subcommand(1);
   app.set_version_flag("--version", versionText, "Print the versions of the program and its libraries and end");
   std::string base;
@@ -133,31 +78,19 @@ int run(int argc, char** argv, Output& output) {
       ->type_name("DIR");
   Profile profile = Profile::Modern;
   addProfile(app, profile);
-  PullOptions pullOptions;
-  FeedOptions feedOptions;
-  FindOptions findOptions;
-  OpmlOptions opmlOptions;
-  const CLI::App* pull = addPull(app, pullOptions);
-  const CLI::App* feed = addFeed(app, feedOptions);
-  const CLI::App* find = addFind(app, findOptions);
-  addOpml(app, opmlOptions);
-  const CLI::App* demo =
-      addCommand(app, "demo", "Show the engine at work on sample feeds of its own; needs no network");
+  std::vector<Command> commands;
+  for (const auto add : kCommands) commands.push_back(add(app));
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& end) {
     if (const std::string word = unknownCommand(app); !word.empty()) {
-      throw Failure(kWrongUse, "there is no command " + word + ": pull, feed, find, opml or demo");
+      throw Failure(kWrongUse, "there is no command " + word + ": " + namesOf(commands));
     }
     return report(app, end, output);
   }
   SetProfile(profile);
-  if (demo->parsed()) return demoCommand(profile, base, output);
-  const std::string baseFolder = openBaseFolder(base);
-  if (pull->parsed()) return pullCommand(pullOptions, profile, baseFolder, output);
-  if (feed->parsed()) return feedCommand(feedOptions, profile, baseFolder, output);
-  if (find->parsed()) return findCommand(findOptions, baseFolder, output);
-  return opmlCommand(opmlOptions, baseFolder, output);
+  const auto chosen = std::ranges::find_if(commands, [](const Command& command) { return command.options->parsed(); });
+  return chosen->run({profile, base, output});
 }
 
 }  // namespace
