@@ -1,5 +1,8 @@
 #include "Text.h"
 
+#include <locale.h>
+#include <wchar.h>
+
 #include <algorithm>
 #include <array>
 
@@ -10,7 +13,38 @@ constexpr char32_t kReplacement = 0xFFFD;
 
 bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
-void append(std::string& utf8, char32_t c) {
+bool isSpace(char32_t c) { return (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029; }
+
+bool isControl(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x061C || c == 0x200E || c == 0x200F ||
+         (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+/// The C library's table of widths needs a thread whose characters are those of Unicode; the process's locale is the
+/// engine's as well.
+class UnicodeScope {
+ public:
+  UnicodeScope() : former_(uselocale(unicode())) {}
+  ~UnicodeScope() { uselocale(former_); }
+  UnicodeScope(const UnicodeScope&) = delete;
+  UnicodeScope& operator=(const UnicodeScope&) = delete;
+
+ private:
+  static locale_t unicode() {
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+  }
+
+  locale_t former_;
+};
+
+}  // namespace
+
+std::string counted(std::size_t count, std::string_view noun) {
+  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+void appendUtf8(std::string& utf8, char32_t c) {
   const auto byte = [&utf8](char32_t bits) { utf8 += static_cast<char>(bits); };
   if (c < 0x80) return byte(c);
   if (c < 0x800) {
@@ -27,7 +61,6 @@ void append(std::string& utf8, char32_t c) {
   byte(0x80 | (c & 0x3F));
 }
 
-/// Takes the first character off `text`, which is not empty; one byte and U+FFFD if there is none of UTF-8.
 char32_t takeCharacter(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const std::size_t length = lead < 0x80   ? 1
@@ -49,19 +82,6 @@ char32_t takeCharacter(std::string_view& text) {
   return c;
 }
 
-bool isSpace(char32_t c) { return (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029; }
-
-bool isControl(char32_t c) {
-  return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x061C || c == 0x200E || c == 0x200F ||
-         (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-}
-
-}  // namespace
-
-std::string counted(std::size_t count, std::string_view noun) {
-  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
-}
-
 std::string toUtf8(std::u16string_view text) {
   std::string utf8;
   utf8.reserve(text.size());
@@ -71,7 +91,7 @@ std::string toUtf8(std::u16string_view text) {
       const bool pair = c < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
       c = pair ? 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u) : kReplacement;
     }
-    append(utf8, c);
+    appendUtf8(utf8, c);
   }
   return utf8;
 }
@@ -85,7 +105,7 @@ std::string printable(std::string_view text) {
     if (isSpace(c)) {
       line += ' ';
     } else if (!isControl(c)) {
-      append(line, c);
+      appendUtf8(line, c);
     }
   }
   return line;
@@ -130,6 +150,32 @@ std::string_view firstColumns(std::string_view text, std::size_t columns) {
     rest = next;
   }
   return text.substr(0, text.size() - rest.size());
+}
+
+std::size_t columnsOf(char32_t c) {
+  if (c < 0x7F) return c < 0x20 ? 0 : 1;
+  const UnicodeScope scope;
+  return static_cast<std::size_t>(std::max(wcwidth(static_cast<wchar_t>(c)), 0));
+}
+
+std::size_t columnsOf(std::string_view text) {
+  std::size_t columns = 0;
+  while (!text.empty()) columns += columnsOf(takeCharacter(text));
+  return columns;
+}
+
+std::string shortened(std::string_view text, std::size_t columns) {
+  constexpr std::string_view kDots = "...";
+  const std::size_t kept = columns - std::min(columns, kDots.size());
+  std::string_view rest = text;
+  std::size_t used = 0;
+  std::size_t keptBytes = 0;
+  while (!rest.empty()) {
+    used += columnsOf(takeCharacter(rest));
+    if (used > columns) return std::string(text.substr(0, keptBytes)).append(kDots.substr(0, columns));
+    if (used <= kept) keptBytes = text.size() - rest.size();
+  }
+  return std::string(text);
 }
 
 }  // namespace quillmoria
