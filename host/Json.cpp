@@ -144,4 +144,34 @@ std::string foundFeedAsJson(const FoundFeed& feed) {
   return asLine({{"title", textAsJson(feed.title)}, {"url", addressAsJson(feed.url)}, {"type", textAsJson(feed.type)}});
 }
 
+std::string archivedItemAsJson(const ArchivedItem& archived) {
+  Json line = {{"id", archived.details.id}, {"category", archived.category},
+               {"feed", archived.feedName}, {"feedUrl", withoutUserInformation(archived.feedUrl)},
+               {"read", archived.isRead},   {"starred", archived.isStarred}};
+  line.update(itemAsJson(archived.item));
+  line["details"] = detailsAsJson(archived.details);
+  return asLine(line);
+}
+
+std::string archiveReportAsJson(const ArchiveReport& report) {
+  const ArchiveStatistics& statistics = report.statistics;
+  Json line = {{"feeds", statistics.feeds},
+               {"items", statistics.items},
+               {"unread", statistics.unread},
+               {"starred", statistics.starred},
+               {"bytes", statistics.bytes},
+               {"oldest", timeAsJson(statistics.oldest)},
+               {"newest", timeAsJson(statistics.newest)},
+               {"version", statistics.version},
+               {"keepItems", report.retention.itemsPerFeed},
+               {"keepDays", report.retention.days}};
+  line["problems"] = report.problems ? Json(*report.problems) : Json();
+  line["repair"] = nullptr;
+  if (const std::optional<ArchiveRepair>& repair = report.repair) {
+    line["repair"] = {
+        {"feeds", repair->feeds}, {"items", repair->items}, {"damagedFile", textAsJson(repair->damagedFile)}};
+  }
+  return asLine(line);
+}
+
 }  // namespace quillmoria

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "quillmoria/FindFeeds.h"
+#include "quillmoria/NewsArchive.h"
 #include "quillmoria/OPML.h"
 #include "quillmoria/RSSObject.h"
 
@@ -18,5 +21,19 @@ std::string outlineAsJson(const OPMLDoc::OutlineStruct& outline, std::size_t lev
 
 /// One line of JSON in ASCII: a feed that a page offers.
 std::string foundFeedAsJson(const FoundFeed& feed);
+
+/// One line of JSON in ASCII: an item of the archive with its feed; the item's own members are those of a pull's.
+std::string archivedItemAsJson(const ArchivedItem& archived);
+
+/// What the archive command has to say.
+struct ArchiveReport {
+  ArchiveStatistics statistics;
+  ArchiveRetention retention;
+  std::optional<std::vector<std::string>> problems;  ///< found by a check, if there was one
+  std::optional<ArchiveRepair> repair;               ///< that has been done
+};
+
+/// One line of JSON in ASCII.
+std::string archiveReportAsJson(const ArchiveReport& report);
 
 }  // namespace quillmoria

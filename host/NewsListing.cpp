@@ -1,12 +1,10 @@
 #include "NewsListing.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <span>
 
+#include "ItemText.h"
 #include "Pull.h"
 #include "Text.h"
 #include "WebAddress.h"
@@ -20,28 +18,15 @@ using Item = RSSObject::NewsItemStruct;
 constexpr std::size_t kMaxShortItems = 50;
 constexpr std::size_t kMaxShortTitleColumns = 200;
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
-constexpr char kTimePattern[] = "%Y-%m-%d %H:%M";
-constexpr std::string_view kNoTime = "                ";
 
 std::span<const Item> itemsOf(const RSSObject& news) {
   return {news.getNewsItems(), static_cast<std::size_t>(news.itemCount)};
-}
-
-std::string timeText(const Item& item) {
-  const std::string text = item.date.Format(kTimePattern);
-  return text.empty() ? std::string(kNoTime) : text;
 }
 
 /// The time is shown by a 24-hour clock, which needs no AM or PM.
 std::string zoneText(const Item& item) {
   const std::string& suffix = item.timeSuffix;
   return suffix.empty() || suffix == "AM" || suffix == "PM" ? "" : " " + suffix;
-}
-
-/// Items without a title are shown by their address.
-std::string titleText(const Item& item) {
-  const std::string title = collapsed(toUtf8(item.titleW));
-  return title.empty() ? withoutUserInformation(item.link) : title;
 }
 
 bool isNew(const Item& item) { return item.status == kNewItem; }
@@ -59,7 +44,7 @@ void listItems(Output& output, std::span<const Item> items, std::size_t maxItems
     std::size_t& left = isNew(item) ? newLeft : othersLeft;
     if (left == 0) continue;
     --left;
-    output.line((isNew(item) ? "  * " : "    ") + timeText(item) + "  " + cutTo(maxTitleColumns, titleText(item)));
+    output.line((isNew(item) ? "  * " : "    ") + timeText(item.date) + "  " + cutTo(maxTitleColumns, titleText(item)));
   }
   if (items.size() > maxItems) output.line("    ... and " + std::to_string(items.size() - maxItems) + " more");
 }
@@ -80,38 +65,7 @@ std::string remarkOn(const RSSObject& news) {
 void listDetails(Output& output, const FeedDetails& details) {
   lineIfAny(output, "  ", details.format + (details.wasRepaired ? ", repaired" : ""));
   lineIfAny(output, "  has moved to ", withoutUserInformation(details.movedTo));
-  lineIfAny(output, "  worth asking again from ", details.nextDue.Format(kTimePattern));
-}
-
-/// "12.3 MB"
-std::string sizeText(std::int64_t bytes) {
-  constexpr std::array kUnits{"kB", "MB", "GB"};
-  if (bytes < 1000) return std::to_string(bytes) + " B";
-  double size = static_cast<double>(bytes) / 1000;
-  std::size_t unit = 0;
-  for (; size >= 999.95 && unit + 1 < kUnits.size(); ++unit) size /= 1000;
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f %s", size, kUnits[unit]);
-  return text;
-}
-
-/// "2:03", "1:02:03"
-std::string durationText(std::int64_t seconds) {
-  const auto twoDigits = [](std::int64_t n) { return (n < 10 ? ":0" : ":") + std::to_string(n); };
-  const std::int64_t minutes = seconds / 60;
-  const std::string start =
-      minutes < 60 ? std::to_string(minutes) : std::to_string(minutes / 60) + twoDigits(minutes % 60);
-  return start + twoDigits(seconds % 60);
-}
-
-/// "  with http://example.org/1.mp3 (audio/mpeg, 12.3 MB, 42:10)"
-void listEnclosure(Output& output, const Enclosure& enclosure) {
-  std::string known = enclosure.type;
-  const auto add = [&known](const std::string& text) { known += (known.empty() ? "" : ", ") + text; };
-  if (enclosure.length >= 0) add(sizeText(enclosure.length));
-  if (enclosure.durationSeconds >= 0) add(durationText(enclosure.durationSeconds));
-  const std::string url = withoutUserInformation(enclosure.url);
-  lineIfAny(output, "  with ", known.empty() ? url : url + " (" + known + ")");
+  lineIfAny(output, "  worth asking again from ", details.nextDue == CTime() ? "" : timeText(details.nextDue));
 }
 
 }  // namespace
@@ -150,11 +104,12 @@ void listFeed(Output& output, const RSSObject& news) {
   for (std::size_t i = 0; i < items.size(); ++i) {
     const Item& item = items[i];
     output.line("");
-    output.line(timeText(item) + zoneText(item) + "  " + titleText(item));
+    output.line(timeText(item.date) + zoneText(item) + "  " + titleText(item));
     lineIfAny(output, "  by ", toUtf8(item.creatorW));
     lineIfAny(output, "  ", withoutUserInformation(item.link));
     if (!details || i >= details->items.size()) continue;
-    for (const Enclosure& enclosure : details->items[i].enclosures) listEnclosure(output, enclosure);
+    for (const Enclosure& enclosure : details->items[i].enclosures)
+      lineIfAny(output, "  with ", enclosureText(enclosure));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <langinfo.h>
 #include <locale.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +16,8 @@
 
 namespace quillmoria {
 namespace {
+
+constexpr std::size_t kUsualColumns = 80;
 
 [[noreturn]] void failToWrite(int error) {
   throw Failure(kFailed, std::string("the output cannot be written: ") + std::strerror(error));
@@ -44,6 +47,12 @@ void Output::line(std::string_view text) {
   if (std::fwrite(shown.data(), 1, shown.size(), file_.get()) == shown.size()) return;
   error_ = errno;
   failToWrite(error_);
+}
+
+std::optional<std::size_t> Output::columns() const {
+  winsize size{};
+  if (ioctl(fileno(file_.get()), TIOCGWINSZ, &size) != 0) return std::nullopt;
+  return size.ws_col > 0 ? size.ws_col : kUsualColumns;
 }
 
 void Output::flush() {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +22,9 @@ class Output {
 
   /// Writes `text`, as it is displayed, as a line. Throws Failure if it cannot be written.
   void line(std::string_view text);
+
+  /// How wide the terminal is that the lines go to; nothing if they go elsewhere.
+  std::optional<std::size_t> columns() const;
 
   /// Hands all lines to the system. Throws Failure if one could not be written, now or before.
   void flush();

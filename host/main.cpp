@@ -7,14 +7,19 @@
 #include <string>
 #include <vector>
 
+#include "ArchiveCommand.h"
 #include "Command.h"
 #include "Demo.h"
 #include "Failure.h"
 #include "FeedCommand.h"
 #include "FindCommand.h"
+#include "MarkCommand.h"
+#include "NewsCommand.h"
+#include "OpenCommand.h"
 #include "OpmlCommand.h"
 #include "Output.h"
 #include "PullCommand.h"
+#include "ShowCommand.h"
 #include "quillmoria/Profile.h"
 #include "quillmoria/Version.h"
 
@@ -22,7 +27,8 @@ namespace quillmoria {
 namespace {
 
 /// In the order of the help text.
-constexpr Command (*kCommands[])(CLI::App& app) = {addPull, addFeed, addFind, addOpml, addDemo};
+constexpr Command (*kCommands[])(CLI::App& app) = {addPull,    addNews, addSearch, addShow, addOpen, addMark,
+                                                   addArchive, addFeed, addFind,   addOpml, addDemo};
 
 std::string versionText() { return "quillmoria " + Version() + "\n" + LibraryVersions(); }
 

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "quillmoria/NewsArchive.h"
+
+namespace quillmoria {
+
+/// Gives the archive of `baseFolder` to `use`. Throws Failure, with what to do, for whatever ArchiveError comes.
+void useArchive(const std::string& baseFolder, const std::function<void(NewsArchive& archive)>& use);
+
+/// Makes a whole archive of what can be read of a damaged one. Throws Failure likewise.
+ArchiveRepair repairArchive(const std::string& baseFolder);
+
+/// Whether no pull has filled the archive yet.
+bool isUnfilled(NewsArchive& archive);
+
+/// Says that the archive has no such item.
+void complainOfUnknown(std::int64_t id);
+
+/// What to do where no pull has filled the archive.
+extern const char kUnfilledAdvice[];
+
+}  // namespace quillmoria
