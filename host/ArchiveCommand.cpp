@@ -84,7 +84,8 @@ Command addArchive(CLI::App& app) {
   const auto options = std::make_shared<ArchiveOptions>();
   CLI::App* archive = declareCommand(app, "archive", "Show what the archive holds; check, repair or bound it");
   archive->add_flag("--check", options->check, "Read all of it and tell what is wrong with it");
-  archive->add_flag("--repair", options->repair, "Make a whole one of what can be read of it, and keep the damaged one");
+  archive->add_flag("--repair", options->repair,
+                    "Make a whole one of what can be read of it, and keep the damaged one");
   const CLI::Range counts(0, std::numeric_limits<std::int32_t>::max());
   archive->add_option("--keep-items", options->keepItems, "Keep the newest N items of a feed from now on")
       ->type_name("N")

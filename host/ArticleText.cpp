@@ -119,8 +119,8 @@ std::string resolved(std::string_view text) {
     characters += plain;
     text.remove_prefix(plain.size());
     if (text.empty()) break;
-    const auto* const reference = std::ranges::find_if(
-        kReferences, [text](const Reference& one) { return text.starts_with(one.name); });
+    const auto* const reference =
+        std::ranges::find_if(kReferences, [text](const Reference& one) { return text.starts_with(one.name); });
     const bool isKnown = reference != std::end(kReferences);
     characters += isKnown ? reference->character : '&';
     text.remove_prefix(isKnown ? reference->name.size() : 1);
@@ -220,9 +220,9 @@ class ArticleWriter {
   /// An element that has begun.
   struct Open {
     const Element* element;
-    std::string address;             ///< of a link
-    std::size_t writtenBefore = 0;   ///< TextLayout::written when it began
-    std::int64_t number = 1;         ///< of the next point of a list
+    std::string address;            ///< of a link
+    std::size_t writtenBefore = 0;  ///< TextLayout::written when it began
+    std::int64_t number = 1;        ///< of the next point of a list
     bool isIndented = false;
   };
 
@@ -230,7 +230,7 @@ class ArticleWriter {
   void start(const Tag& tag);
   void startRole(const Tag& tag, const Element& element, Open& open);
   void startPoint(const Tag& tag, Open& open);
-    void startMedia(const Tag& tag, const Element& element);
+  void startMedia(const Tag& tag, const Element& element);
   void writePicture(const Tag& tag);
   void breakLine();
   void end(std::string_view name);
@@ -386,7 +386,9 @@ void ArticleWriter::breakLine() {
 
 void ArticleWriter::writeNumber(const std::string& address) {
   isSourceWanted_ = false;
-  if (!address.empty()) layout_.write(" [" + std::to_string(links_.numberOf(address)) + "]");
+  if (address.empty()) return;
+  const bool isSpaceNext = layout_.isAtWordStart();
+  layout_.write(" [" + std::to_string(links_.numberOf(address)) + (isSpaceNext ? "] " : "]"));
 }
 
 void ArticleWriter::indent(Open& open, std::string_view first, std::string_view rest) {

@@ -61,8 +61,8 @@ int run(const MarkOptions& options, const Invocation& invocation) {
   bool areKnown = true;
   useArchive(openBaseFolder(invocation.base), [&](NewsArchive& archive) {
     const ItemMark mark = options.mark->mark;
-    const std::vector<std::int64_t> changed = options.all ? archive.MarkAll(queryOf(options.filter, archive), mark)
-                                                          : archive.MarkItems(options.ids, mark);
+    const std::vector<std::int64_t> changed =
+        options.all ? archive.MarkAll(queryOf(options.filter, archive), mark) : archive.MarkItems(options.ids, mark);
     invocation.output.line(counted(changed.size(), "item") + " " + std::string(options.mark->done));
     invocation.output.flush();
     areKnown = knowsAll(options.ids, archive);
@@ -81,7 +81,8 @@ Command addMark(CLI::App& app) {
   for (const char* const place : {"--feed", "--category"}) mark->get_option(place)->needs(all);
   CLI::Option_group* how = mark->add_option_group("mark", "How");
   for (const MarkWord& word : kMarks) {
-    how->add_flag_callback(word.option, [options, &word] { options->mark = &word; }, word.help);
+    how->add_flag_callback(
+        word.option, [options, &word] { options->mark = &word; }, word.help);
   }
   how->require_option(0, 1);
   return {mark, [options](const Invocation& invocation) { return run(*options, invocation); }};

@@ -70,8 +70,8 @@ class ItemTable {
   std::size_t feedColumns_ = 0;
 };
 
-/// One search of all words. Several in one argument, as the shell leaves of quotes, are words in that order, unless they
-/// hold signs of their own.
+/// One search of all words. Several in one argument, as the shell leaves of quotes, are words in that order, unless
+/// they hold signs of their own.
 std::string searchOf(const std::vector<std::string>& arguments) {
   std::string words;
   for (const std::string& argument : arguments) {
@@ -89,8 +89,9 @@ void adviseOnNothing(const ListOptions& options, NewsArchive& archive) {
   if (!options.words.empty()) {
     return complain("nothing found: try fewer words, or their beginnings, as in park*, and fewer restrictions");
   }
-  complain(options.filter.onlyUnread ? "nothing unread: quillmoria pull fetches news, and without --unread all is listed"
-                                     : "no such news: quillmoria pull fetches some, or list with fewer restrictions");
+  complain(options.filter.onlyUnread
+               ? "nothing unread: quillmoria pull fetches news, and without --unread all is listed"
+               : "no such news: quillmoria pull fetches some, or list with fewer restrictions");
 }
 
 void list(const ListOptions& options, NewsArchive& archive, Output& output) {
@@ -119,8 +120,7 @@ void list(const ListOptions& options, NewsArchive& archive, Output& output) {
 }
 
 int run(const ListOptions& options, const Invocation& invocation) {
-  useArchive(openBaseFolder(invocation.base),
-             [&](NewsArchive& archive) { list(options, archive, invocation.output); });
+  useArchive(openBaseFolder(invocation.base), [&](NewsArchive& archive) { list(options, archive, invocation.output); });
   return kDone;
 }
 

@@ -47,6 +47,9 @@ class TextLayout {
   /// Whether the line has not begun.
   bool isAtLineStart() const { return line_.empty() && word_.empty(); }
 
+  /// Whether the last character was a space, or there is none.
+  bool isAtWordStart() const { return word_.empty(); }
+
   /// How many characters have been written, white space left out.
   std::size_t written() const { return written_; }
 

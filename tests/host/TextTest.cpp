@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
+#include "host/Since.h"
 #include "host/WebAddress.h"
 #include "support/Table.h"
 
@@ -37,6 +40,21 @@ TEST(CutText, NeverHoldsHalfACharacterOrTooManyColumns) {
   EXPECT_EQ(firstBytes("né漢", 6), "né漢");
   EXPECT_EQ(firstColumns("né漢x", 4), "né");
   EXPECT_EQ(firstColumns("né漢x", 6), "né漢x");
+}
+
+TEST(ShortenedText, HasAsManyColumnsAsATerminalGivesIt) {
+  EXPECT_EQ(shortened("né漢x", 5), "né漢x");
+  EXPECT_EQ(shortened("né漢字", 5), "né...");
+  EXPECT_EQ(shortened("e\u0301e\u0301e\u0301", 3), "e\u0301e\u0301e\u0301");
+  EXPECT_EQ(shortened("long", 2), "..");
+}
+
+TEST(SinceMoment, IsATimeBackOrTheBeginningOfADay) {
+  const CTime now(2026, 11, 23, 22, 30, 15);
+  for (const auto& [text, moment] : readTable<2>("host/since.tsv")) {
+    const std::optional<CTime> since = sinceMoment(text, now);
+    EXPECT_EQ(since ? since->Format("%Y-%m-%d %H:%M:%S") : "-", moment) << text;
+  }
 }
 
 }  // namespace
