@@ -36,7 +36,7 @@ std::string titleText(const RSSObject::NewsItemStruct& item) {
 std::string enclosureText(const Enclosure& enclosure) {
   std::string known = enclosure.type;
   const auto add = [&known](const std::string& text) { known += (known.empty() ? "" : ", ") + text; };
-  if (enclosure.length >= 0) add(sizeText(enclosure.length));
+  if (enclosure.length > 0) add(sizeText(enclosure.length));
   if (enclosure.durationSeconds >= 0) add(durationText(enclosure.durationSeconds));
   const std::string url = withoutUserInformation(enclosure.url);
   return known.empty() ? url : url + " (" + known + ")";
