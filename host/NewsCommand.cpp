@@ -84,12 +84,6 @@ std::string searchOf(const std::vector<std::string>& arguments) {
   return words;
 }
 
-/// What looks like an option and is none: "-word".
-const std::string& excludedWord(const std::string& argument) {
-  if (argument.starts_with("--")) throw Failure(kWrongUse, "search has no option " + argument);
-  return argument;
-}
-
 void adviseOnNothing(const ListOptions& options, NewsArchive& archive) {
   if (isUnfilled(archive)) return complain(kUnfilledAdvice);
   if (!options.words.empty()) {
@@ -152,16 +146,12 @@ Command addNews(CLI::App& app) {
 Command addSearch(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   CLI::App* search = declareCommand(app, "search", "List the news that have the words, the newest first");
-  search->add_option("words", options->words, "All of them; word* for all that begin so, -word for news without it")
+  search
+      ->add_option("words", options->words,
+                   "All of them; word* for all that begin so, -word, after --, for news without it")
       ->required()
       ->type_name("WORDS");
-  search->allow_extras();
-  Command command = declareList(*search, options);
-  command.run = [search, options, list = command.run](const Invocation& invocation) {
-    for (const std::string& word : search->remaining()) options->words.push_back(excludedWord(word));
-    return list(invocation);
-  };
-  return command;
+  return declareList(*search, options);
 }
 
 }  // namespace quillmoria
