@@ -55,6 +55,7 @@ void showAsText(const ArchivedItem& archived, Output& output) {
   const LineSink sink = [&output](std::string_view line) { output.line(line); };
   TextLayout head(columns, sink);
   writeHead(head, archived);
+  if (archived.item.descriptionW.empty()) return;
   sink("");
   writeArticle(toUtf8(archived.item.descriptionW), columns, sink);
 }
