@@ -174,3 +174,21 @@ class QUILLMORIA_EXPORT OPMLParser : public HTTPFetchSubscriber {
 
   std::string baseFolder;
 };
+
+namespace quillmoria {
+
+/// `list` as an OPML document of version 2.0 in UTF-8, which any XML parser reads, whatever the texts hold: what XML
+/// has no form of, and what is not valid UTF-8 or UTF-16, becomes U+FFFD. Categories are the outlines around a feed. Of
+/// the list only heads, texts and children count; deep ones are no trouble. Throws std::bad_alloc.
+///
+///     std::ofstream(path) << WriteOPML(*parser.GetOPMLDoc());
+///
+/// OPMLParser reads from it the list that was written, but for the version, and with these limits of its own: a list
+/// without nesting comes back under one outline, of texts in the head that have several lines only the last comes, and
+/// from a file texts gain a space in words of more than 1,400 bytes.
+QUILLMORIA_EXPORT std::string WriteOPML(const OPMLDoc& list);
+
+}  // namespace quillmoria
+
+// The interface's classes are global, and so is what is called beside them.
+using quillmoria::WriteOPML;
