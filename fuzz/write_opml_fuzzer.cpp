@@ -65,8 +65,7 @@ class ListSource {
 std::u16string known(std::u16string_view text) {
   std::u16string all = quillmoria::utf8ToWide(quillmoria::wideToUtf8(text));
   std::ranges::replace_if(
-      all,
-      [](char16_t c) { return (c < ' ' && c != '\t' && c != '\n' && c != '\r') || c == 0xFFFE || c == 0xFFFF; },
+      all, [](char16_t c) { return (c < ' ' && c != '\t' && c != '\n' && c != '\r') || c == 0xFFFE || c == 0xFFFF; },
       u'\xFFFD');
   return all;
 }

@@ -174,4 +174,24 @@ std::string archiveReportAsJson(const ArchiveReport& report) {
   return asLine(line);
 }
 
+std::string subscriptionAsJson(const OwnFeed& feed, const ArchivedFeed* known) {
+  const bool isAsked = known && known->lastOutcome != Outcome::Offline;
+  const ArchivedFeed unknown;
+  const ArchivedFeed& archived = known ? *known : unknown;
+  const auto count = [known](std::int64_t number) { return known ? Json(number) : Json(); };
+  return asLine({{"category", feed.category},
+                 {"feed", feed.name},
+                 {"url", withoutUserInformation(feed.url)},
+                 {"title", textAsJson(archived.title)},
+                 {"siteUrl", addressAsJson(archived.siteUrl)},
+                 {"itemCount", count(archived.itemCount)},
+                 {"unreadCount", count(archived.unreadCount)},
+                 {"starredCount", count(archived.starredCount)},
+                 {"failures", count(archived.failures)},
+                 {"lastOutcome", isAsked ? Json(OutcomeName(archived.lastOutcome)) : Json()},
+                 {"lastStatus", textAsJson(withoutUserInformation(archived.lastStatus))},
+                 {"lastSuccess", timeAsJson(archived.lastSuccess)},
+                 {"nextDue", timeAsJson(archived.nextDue)}});
+}
+
 }  // namespace quillmoria

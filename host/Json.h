@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "OwnFeeds.h"
 #include "quillmoria/FindFeeds.h"
 #include "quillmoria/NewsArchive.h"
 #include "quillmoria/OPML.h"
@@ -35,5 +36,8 @@ struct ArchiveReport {
 
 /// One line of JSON in ASCII.
 std::string archiveReportAsJson(const ArchiveReport& report);
+
+/// One line of JSON in ASCII: a feed of the user's own subscriptions, and what the archive knows of it, if anything.
+std::string subscriptionAsJson(const OwnFeed& feed, const ArchivedFeed* known);
 
 }  // namespace quillmoria

@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -42,9 +43,19 @@ Output::Output() {
   if (!file_ || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) failToWrite(errno);
 }
 
-void Output::line(std::string_view text) {
-  const std::string shown = displayed(text) + '\n';
-  if (std::fwrite(shown.data(), 1, shown.size(), file_.get()) == shown.size()) return;
+void Output::line(std::string_view text) { write(displayed(text) + '\n'); }
+
+void Output::document(std::string_view text) {
+  if (!isatty(fileno(file_.get()))) return write(text);
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    line(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+void Output::write(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size()) return;
   error_ = errno;
   failToWrite(error_);
 }

@@ -26,10 +26,15 @@ class Output {
   /// How wide the terminal is that the lines go to; nothing if they go elsewhere.
   std::optional<std::size_t> columns() const;
 
+  /// Writes a document as it stands, to a terminal in lines as they are displayed. Throws Failure likewise.
+  void document(std::string_view text);
+
   /// Hands all lines to the system. Throws Failure if one could not be written, now or before.
   void flush();
 
  private:
+  void write(std::string_view text);
+
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };

@@ -1,16 +1,12 @@
 #include "SubscriptionList.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <string_view>
-#include <vector>
 
 #include "Failure.h"
-#include "OutlineWalk.h"
+#include "FeedWalk.h"
 #include "Output.h"
-#include "Text.h"
 #include "WebAddress.h"
 
 namespace quillmoria {
@@ -21,10 +17,6 @@ namespace fs = std::filesystem;
 // Of what the engine reads as a list file.
 constexpr std::uintmax_t kMaxFileBytes = 64 << 20;
 constexpr std::size_t kMaxLineBytes = 1999;
-
-// So that a list of many levels with long labels cannot grow beyond all bounds when each feed gets its path.
-constexpr std::size_t kMaxPathLabels = 8;
-constexpr std::size_t kMaxLabelBytes = 200;
 
 void checkFile(const std::string& path) {
   std::error_code error;
@@ -54,20 +46,6 @@ void fetch(OPMLParser& parser, const std::string& url) {
   throw Failure(kFailed, "the list " + url + " cannot be fetched: " + why + " (check the address and the network)");
 }
 
-std::string label(const OPMLDoc::OutlineStruct& outline) {
-  return std::string(firstBytes(printable(withoutUserInformation(toUtf8(outline.text))), kMaxLabelBytes));
-}
-
-std::string joined(const std::vector<std::string>& labels) {
-  std::string path;
-  for (const std::string& part : labels) {
-    if (part.empty()) continue;
-    if (!path.empty()) path += " / ";
-    path += part;
-  }
-  return path;
-}
-
 }  // namespace
 
 std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, const std::string& baseFolder) {
@@ -94,21 +72,20 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
 }
 
 void subscribe(const OPMLDoc& list, const std::string& category, Profile profile, Subscriptions& subscriptions) {
-  std::vector<std::string> containers;
-  OutlineWalk walk(list);
-  while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
-    containers.resize(std::min(walk.depth(), kMaxPathLabels));
-    if (!outline->xmlUrl.empty()) {
-      if (const std::optional<std::string> url = webAddress(outline->xmlUrl, profile)) {
-        const std::string path = joined(containers);
-        subscriptions.add(path.empty() ? category : path, label(*outline), *url);
-      } else {
-        complain(label(*outline) + ": " + outline->xmlUrl + " is no http or https address" +
-                 (profile == Profile::Classic ? ", or holds a user name" : "") + "; left out");
-      }
+  FeedWalk walk(list);
+  while (const OPMLDoc::OutlineStruct* feed = walk.next()) {
+    if (const std::optional<std::string> url = webAddress(feed->xmlUrl, profile)) {
+      const std::string own = categoryOf(walk.path());
+      subscriptions.add(own.empty() ? category : own, labelOf(*feed), *url);
+    } else {
+      complainOfAddress(*feed, profile);
     }
-    if (walk.depth() < kMaxPathLabels) containers.push_back(label(*outline));
   }
+}
+
+void complainOfAddress(const OPMLDoc::OutlineStruct& feed, Profile profile) {
+  complain(labelOf(feed) + ": " + feed.xmlUrl + " is no http or https address" +
+           (profile == Profile::Classic ? ", or holds a user name" : "") + "; left out");
 }
 
 }  // namespace quillmoria

@@ -33,7 +33,7 @@ std::string cacheFileName(std::string name) {
 
 }  // namespace
 
-void Subscriptions::add(std::string_view category, std::string_view name, const std::string& url) {
+std::string Subscriptions::add(std::string_view category, std::string_view name, const std::string& url) {
   std::string fileName = asFileName(name);
   if (fileName.empty()) fileName = asFileName(withoutScheme(withoutUserInformation(url)));
 
@@ -42,8 +42,13 @@ void Subscriptions::add(std::string_view category, std::string_view name, const 
   feed.name = nameOfItsOwn(std::move(fileName));
   feed.url = url;
   feed.enabled = 1;
-  feedsOf(feed.category).push_back(std::move(feed));
   ++feedCount_;
+  return feedsOf(feed.category).emplace_back(std::move(feed)).name;
+}
+
+bool Subscriptions::isFree(std::string_view name) const {
+  const std::string fileName = asFileName(name);
+  return !fileName.empty() && !fileNames_.contains(cacheFileName(fileName));
 }
 
 RSSObject::CategoryHolderStruct Subscriptions::holder() {

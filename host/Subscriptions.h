@@ -22,8 +22,11 @@ class Subscriptions {
  public:
   /// Adds a feed at the end of `category`. Its name is `name` as a file can have it (of at most 200 bytes, without
   /// slashes), or its address without user information if that is empty; a name that would share another
-  /// feed's cache file gets a number.
-  void add(std::string_view category, std::string_view name, const std::string& url);
+  /// feed's cache file gets a number. Returns the name.
+  std::string add(std::string_view category, std::string_view name, const std::string& url);
+
+  /// Whether a feed added under `name` would keep it, without a number.
+  bool isFree(std::string_view name) const;
 
   bool empty() const { return feedCount_ == 0; }
 

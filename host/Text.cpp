@@ -96,6 +96,21 @@ std::string toUtf8(std::u16string_view text) {
   return utf8;
 }
 
+std::u16string toUtf16(std::string_view text) {
+  std::u16string wide;
+  wide.reserve(text.size());
+  while (!text.empty()) {
+    const char32_t c = takeCharacter(text);
+    if (c < 0x10000) {
+      wide += static_cast<char16_t>(c);
+    } else {
+      wide += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      wide += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+    }
+  }
+  return wide;
+}
+
 std::string printable(std::string_view text) {
   if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; })) return std::string(text);
   std::string line;

@@ -18,6 +18,9 @@ char32_t takeCharacter(std::string_view& text);
 /// UTF-16 as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string toUtf8(std::u16string_view text);
 
+/// UTF-8 as UTF-16; bytes that are not UTF-8 become U+FFFD.
+std::u16string toUtf16(std::string_view text);
+
 /// `text` as one line that is safe on a terminal, whoever wrote it: line breaks and tabs become spaces, all other
 /// control characters and those that turn the writing direction are left out, bytes that are not UTF-8 become U+FFFD.
 std::string printable(std::string_view text);

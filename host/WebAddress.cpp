@@ -71,6 +71,24 @@ std::string shownAddress(std::string_view typed) {
   return withoutUserInformation(std::string(kSchemeEnd).append(typed)).substr(kSchemeEnd.size());
 }
 
+std::string addressKey(std::string_view url) {
+  const std::string shown = shownAddress(trimmed(url));
+  std::string_view rest = shown;
+  rest.remove_prefix(hasScheme(rest) ? rest.find(kSchemeEnd) + kSchemeEnd.size() : 0);
+  rest = rest.substr(0, rest.find('#'));
+  std::string_view server = serverOf(rest);
+  std::string_view target = rest.substr(server.size());
+  for (const std::string_view port : {":80", ":443"}) {
+    if (server.ends_with(port)) server.remove_suffix(port.size());
+  }
+  std::string key(server);
+  std::transform(key.begin(), key.end(), key.begin(), lowered);
+  if (!target.starts_with('/')) key += '/';
+  return key.append(target);
+}
+
+bool hasUserInformation(std::string_view url) { return withoutUserInformation(url) != url; }
+
 std::string withoutUserInformation(std::string_view text) {
   std::string rest;
   for (std::size_t end; (end = text.find(kSchemeEnd)) != std::string_view::npos;) {

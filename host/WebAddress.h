@@ -20,6 +20,13 @@ std::optional<std::string> typedAddress(std::string_view text, Profile profile);
 /// What a user has typed for an address, without the user information in it, be there a scheme or not.
 std::string shownAddress(std::string_view typed);
 
+/// What tells an address from others: the same for addresses that differ in their scheme, the letter case of their
+/// server, its usual port, user information or a fragment alone.
+std::string addressKey(std::string_view url);
+
+/// Whether an address holds user information.
+bool hasUserInformation(std::string_view url);
+
 /// Whether `text` begins with a scheme ("ftp://"), so that it cannot be meant as a path.
 bool hasScheme(std::string_view text);
 

@@ -7,18 +7,23 @@
 #include <string>
 #include <vector>
 
+#include "AddCommand.h"
 #include "ArchiveCommand.h"
 #include "Command.h"
 #include "Demo.h"
+#include "ExportCommand.h"
 #include "Failure.h"
 #include "FeedCommand.h"
 #include "FindCommand.h"
+#include "ImportCommand.h"
+#include "ListCommand.h"
 #include "MarkCommand.h"
 #include "NewsCommand.h"
 #include "OpenCommand.h"
 #include "OpmlCommand.h"
 #include "Output.h"
 #include "PullCommand.h"
+#include "RemoveCommand.h"
 #include "ShowCommand.h"
 #include "quillmoria/Profile.h"
 #include "quillmoria/Version.h"
@@ -27,8 +32,10 @@ namespace quillmoria {
 namespace {
 
 /// In the order of the help text.
-constexpr Command (*kCommands[])(CLI::App& app) = {addPull,    addNews, addSearch, addShow, addOpen, addMark,
-                                                   addArchive, addFeed, addFind,   addOpml, addDemo};
+constexpr Command (*kCommands[])(CLI::App& app) = {
+    addAdd,  addRemove, addList, addImport, addExport,  addPull, addNews, addSearch,
+    addShow, addOpen,   addMark, addFind,   addArchive, addFeed, addOpml, addDemo,
+};
 
 std::string versionText() { return "quillmoria " + Version() + "\n" + LibraryVersions(); }
 

@@ -46,9 +46,11 @@ OutlineStruct* add(std::vector<OutlineStruct*>& siblings, const std::u16string& 
 
 TEST_F(OPMLWriting, KeepsWhatTheParserReads) {
   OPMLDoc list;
-  list.head = {u"Tom & <I>", CTime(1'000'000'000), CTime(1'700'000'000), u"O", u"o@example.org", "1,2", -1, 1, 2, 3, -4};
+  list.head = {
+      u"Tom & <I>", CTime(1'000'000'000), CTime(1'700'000'000), u"O", u"o@example.org", "1,2", -1, 1, 2, 3, -4};
   OutlineStruct* const news = add(list.outlines, u"A / B");
-  OutlineStruct* const feed = add(news->children, u"\"One\"\t\n\r 'x'  y > z \u05D0\u202E", "http://example.org/?a=1&b=2");
+  OutlineStruct* const feed =
+      add(news->children, u"\"One\"\t\n\r 'x'  y > z \u05D0\u202E", "http://example.org/?a=1&b=2");
   feed->parent = news;
   feed->level = 1;
   feed->url = "http://example.org/";

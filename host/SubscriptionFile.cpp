@@ -1,0 +1,127 @@
+#include "SubscriptionFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+#include "Failure.h"
+#include "OutlineWalk.h"
+#include "WholeFile.h"
+
+namespace quillmoria {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Of what the engine reads as a list file.
+constexpr std::uintmax_t kMaxFileBytes = 64 << 20;
+constexpr std::size_t kMaxLineBytes = 1999;
+constexpr std::size_t kMaxOutlines = 1'000'000;
+
+std::string pathIn(const std::string& baseFolder) { return (fs::path(baseFolder) / "subscriptions.opml").string(); }
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+  throw Failure(kWrongUse, "the subscriptions in " + path + " " + why +
+                               ": mend the file, or move it away and give it to quillmoria import");
+}
+
+std::string contentOf(const std::string& path) {
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) refuse(path, "are no file");
+  if (fs::file_size(path, error) > kMaxFileBytes) refuse(path, "are above 64 MiB");
+  std::ifstream file(path, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file) refuse(path, "cannot be read");
+  return text;
+}
+
+bool hasLongLine(std::string_view text) {
+  while (true) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (end > kMaxLineBytes) return true;
+    if (end == text.size()) return false;
+    text.remove_prefix(end + 1);
+  }
+}
+
+/// How many outlines the document has, parsed or not: no text of one may hold a "<".
+std::size_t outlineTags(std::string_view document) {
+  constexpr std::string_view kTag = "<outline", kCommentStart = "<!--", kCommentEnd = "-->";
+  std::size_t count = 0;
+  for (std::size_t i = 0; (i = document.find('<', i)) != std::string_view::npos;) {
+    if (document.substr(i).starts_with(kCommentStart)) {
+      i = document.find(kCommentEnd, i);
+      if (i == std::string_view::npos) break;
+    } else {
+      count += document.substr(i).starts_with(kTag);
+      ++i;
+    }
+  }
+  return count;
+}
+
+std::size_t outlinesOf(const OPMLDoc& list) {
+  OutlineWalk walk(list);
+  std::size_t count = 0;
+  while (walk.next()) ++count;
+  return count;
+}
+
+/// The parser keeps what stands before a fault and says nothing of it. Written anew, the list would lose the rest.
+OPMLDoc readWhole(const std::string& path, const std::string& baseFolder) {
+  const std::string text = contentOf(path);
+  if (hasLongLine(text)) refuse(path, "have lines of more than 1,999 bytes");
+  OPMLParser parser(baseFolder);
+  parser.ParseFromFile(path);
+  OPMLDoc list = *parser.GetOPMLDoc();
+  unwrap(list);
+  if (text.find("</opml>") == std::string::npos || outlineTags(text) != outlinesOf(list)) refuse(path, "are damaged");
+  return list;
+}
+
+}  // namespace
+
+OPMLDoc readSubscriptions(const std::string& baseFolder) {
+  const std::string path = pathIn(baseFolder);
+  std::error_code error;
+  const fs::file_status status = fs::symlink_status(path, error);
+  if (status.type() == fs::file_type::not_found) return {};
+  if (error) refuse(path, "cannot be read (" + error.message() + ")");
+  return readWhole(path, baseFolder);
+}
+
+void changeSubscriptions(const std::string& baseFolder, const std::function<bool(OPMLDoc&)>& change) {
+  const FolderLock lock(baseFolder);
+  OPMLDoc list = readSubscriptions(baseFolder);
+  if (!change(list)) return;
+  list.head.title = u"Subscriptions";
+  list.head.dateModified = CTime::GetCurrentTime();
+  if (list.head.dateCreated == CTime()) list.head.dateCreated = list.head.dateModified;
+  const std::string text = WriteOPML(list);
+  if (text.size() > kMaxFileBytes || outlinesOf(list) > kMaxOutlines) {
+    throw Failure(kWrongUse, "so many subscriptions cannot be kept");
+  }
+  replaceFile(pathIn(baseFolder), text);
+}
+
+bool fitsList(std::string_view url) {
+  constexpr std::size_t kMaxReferenceBytes = 6;  // "&quot;"
+  const auto escaped = static_cast<std::size_t>(std::ranges::count_if(
+      url, [](char c) { return std::string_view("&<>\"\t\r\n").find(c) != std::string_view::npos; }));
+  return url.size() + escaped * kMaxReferenceBytes <= kMaxLineBytes - 100;
+}
+
+void unwrap(OPMLDoc& list) {
+  const bool isWrapper = list.outlines.size() == 1 && list.outlines[0]->xmlUrl.empty() &&
+                         (list.outlines[0]->children.empty() || !list.outlines[0]->children[0]->parent);
+  if (!isWrapper) return;
+  const std::unique_ptr<OPMLDoc::OutlineStruct> wrapper(list.outlines[0]);
+  list.outlines = std::move(wrapper->children);
+  wrapper->children.clear();
+}
+
+}  // namespace quillmoria
