@@ -77,10 +77,12 @@ std::string titleOf(const FoundFeed& feed, const std::string& page, const std::s
 }
 
 /// `name` as no other feed has it.
-std::string nameOfItsOwn(const std::string& name, const OPMLDoc& list) {
+std::string nameOfItsOwn(std::string name, const OPMLDoc& list) {
+  constexpr std::size_t kMaxBytesBeforeNumber = 180;  // of the 200 that names may have
   Subscriptions subscriptions;
   ownFeeds(list, subscriptions);
   std::string own = name;
+  name = firstBytes(name, kMaxBytesBeforeNumber);
   for (int number = 2; !subscriptions.isFree(own); ++number) own = name + " (" + std::to_string(number) + ")";
   return own;
 }
@@ -102,7 +104,7 @@ OwnFeed find(const AddOptions& options, const std::string& baseFolder) {
   if (!fitsList(address)) throw Failure(kWrongUse, "the feed's address is too long to be kept");
   const std::vector<std::string> path = pathOf(options.category);
   const std::string title = options.name.empty() ? titleOf(feed, *url, baseFolder) : options.name;
-  return {path.empty() ? kDefaultCategory : categoryOf(path), labelFrom(title), "", address};
+  return {path.empty() ? kDefaultCategory : categoryOf(path), labelFrom(collapsed(title)), "", address};
 }
 
 void subscribe(OwnFeed& feed, const std::string& category, const std::string& baseFolder) {

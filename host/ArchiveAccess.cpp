@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "Failure.h"
 #include "Output.h"
@@ -23,7 +24,11 @@ std::map<std::string, ArchivedFeed> archivedFeeds(const std::string& baseFolder)
   if (!hasArchive(baseFolder)) return feeds;
   try {
     NewsArchive archive(baseFolder);
-    for (ArchivedFeed& feed : archive.Feeds()) feeds.try_emplace(addressKey(feed.url), std::move(feed));
+    const std::vector<ArchivedFeed> all = archive.Feeds();
+    for (const ArchivedFeed& feed : all) feeds.try_emplace(addressKey(feed.url), feed);
+    for (const ArchivedFeed& feed : all) {
+      if (!feed.movedTo.empty()) feeds.try_emplace(addressKey(feed.movedTo), feed);
+    }
   } catch (const ArchiveError& error) {
     complain(std::string("the archive cannot be read: ") + error.what());
   }

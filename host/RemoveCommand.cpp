@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,8 +24,7 @@ std::vector<OwnFeed> called(const std::string& wanted, const OPMLDoc& list) {
   const std::vector<OwnFeed> feeds = ownFeeds(list, subscriptions);
   std::vector<OwnFeed> found;
   const auto keep = [&](const auto& isMeant) { std::ranges::copy_if(feeds, std::back_inserter(found), isMeant); };
-  keep([&](const OwnFeed& feed) { return feed.name == wanted; });
-  if (found.empty()) keep([&](const OwnFeed& feed) { return feed.label == wanted; });
+  keep([&](const OwnFeed& feed) { return feed.name == wanted || feed.label == wanted; });
   if (found.empty()) keep([&](const OwnFeed& feed) { return addressKey(feed.url) == addressKey(wanted); });
   return found;
 }

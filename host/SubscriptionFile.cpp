@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -39,26 +40,22 @@ std::string contentOf(const std::string& path) {
   return text;
 }
 
-bool hasLongLine(std::string_view text) {
-  while (true) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    if (end > kMaxLineBytes) return true;
-    if (end == text.size()) return false;
-    text.remove_prefix(end + 1);
-  }
-}
-
-/// How many outlines the document has, parsed or not: no text of one may hold a "<".
-std::size_t outlineTags(std::string_view document) {
-  constexpr std::string_view kTag = "<outline", kCommentStart = "<!--", kCommentEnd = "-->";
+/// How many outlines the body of the document has, parsed or not: no text of one may hold a "<". None if there are
+/// other tags in it, or no end.
+std::optional<std::size_t> outlineTags(std::string_view document) {
+  constexpr std::string_view kTag = "<outline", kCommentStart = "<!--", kCommentEnd = "-->", kEnd = "</opml>";
+  constexpr std::string_view kOthers[] = {"<body", "</outline", "</body", kEnd};
+  document.remove_prefix(std::min(document.find("<body"), document.size()));
+  if (document.find(kEnd) == std::string_view::npos) return std::nullopt;
   std::size_t count = 0;
-  for (std::size_t i = 0; (i = document.find('<', i)) != std::string_view::npos;) {
-    if (document.substr(i).starts_with(kCommentStart)) {
-      i = document.find(kCommentEnd, i);
-      if (i == std::string_view::npos) break;
-    } else {
-      count += document.substr(i).starts_with(kTag);
-      ++i;
+  for (std::size_t i = 0; (i = document.find('<', i)) != std::string_view::npos; ++i) {
+    const std::string_view rest = document.substr(i);
+    if (rest.starts_with(kTag)) {
+      ++count;
+    } else if (rest.starts_with(kCommentStart)) {
+      i = std::min(document.find(kCommentEnd, i), document.size() - 1);
+    } else if (std::ranges::none_of(kOthers, [rest](std::string_view tag) { return rest.starts_with(tag); })) {
+      return std::nullopt;
     }
   }
   return count;
@@ -79,7 +76,7 @@ OPMLDoc readWhole(const std::string& path, const std::string& baseFolder) {
   parser.ParseFromFile(path);
   OPMLDoc list = *parser.GetOPMLDoc();
   unwrap(list);
-  if (text.find("</opml>") == std::string::npos || outlineTags(text) != outlinesOf(list)) refuse(path, "are damaged");
+  if (outlineTags(text) != outlinesOf(list)) refuse(path, "are damaged");
   return list;
 }
 
@@ -113,6 +110,15 @@ bool fitsList(std::string_view url) {
   const auto escaped = static_cast<std::size_t>(std::ranges::count_if(
       url, [](char c) { return std::string_view("&<>\"\t\r\n").find(c) != std::string_view::npos; }));
   return url.size() + escaped * kMaxReferenceBytes <= kMaxLineBytes - 100;
+}
+
+bool hasLongLine(std::string_view text) {
+  while (true) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (end > kMaxLineBytes) return true;
+    if (end == text.size()) return false;
+    text.remove_prefix(end + 1);
+  }
 }
 
 void unwrap(OPMLDoc& list) {

@@ -19,6 +19,9 @@ void changeSubscriptions(const std::string& baseFolder, const std::function<bool
 /// Whether an address fits into a line of the file, so that it is read as it was.
 bool fitsList(std::string_view url);
 
+/// Whether a list has a line that the engine would read in pieces, if it came from a file.
+bool hasLongLine(std::string_view list);
+
 /// Takes the outline off that a list without nesting comes back under.
 void unwrap(OPMLDoc& list);
 

@@ -2,12 +2,17 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
+#include <string_view>
 
+#include "BaseFolder.h"
 #include "Failure.h"
 #include "FeedWalk.h"
 #include "Output.h"
+#include "SubscriptionFile.h"
 #include "WebAddress.h"
+#include "WholeFile.h"
 
 namespace quillmoria {
 namespace {
@@ -16,7 +21,6 @@ namespace fs = std::filesystem;
 
 // Of what the engine reads as a list file.
 constexpr std::uintmax_t kMaxFileBytes = 64 << 20;
-constexpr std::size_t kMaxLineBytes = 1999;
 
 void checkFile(const std::string& path) {
   std::error_code error;
@@ -31,12 +35,38 @@ void checkFile(const std::string& path) {
   }
 }
 
-bool hasLongLine(const std::string& path) {
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
-    if (line.size() > kMaxLineBytes) return true;
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// `list` with each outline on a line of its own.
+std::string inLines(std::string_view list) {
+  constexpr std::string_view kTag = "<outline";
+  std::string lines;
+  while (true) {
+    const std::size_t next = list.find(kTag, list.starts_with(kTag) ? kTag.size() : 0);
+    lines += list.substr(0, next);
+    if (next == std::string_view::npos) return lines;
+    lines += '\n';
+    list.remove_prefix(next);
   }
-  return false;
+}
+
+/// The engine takes long lines of a file apart wherever they are too long.
+void parseFile(OPMLParser& parser, const std::string& path, const std::string& baseFolder) {
+  const std::string content = contentOf(path);
+  if (!hasLongLine(content)) return parser.ParseFromFile(path);
+  const std::string lines = inLines(content);
+  if (hasLongLine(lines)) {
+    complain(path +
+             " has outlines of more than 1,999 bytes, which are read in pieces: outlines may be missing (put their " +
+             "attributes on lines of their own)");
+  }
+  const TemporaryBaseFolder folder(baseFolder);
+  const std::string copy = (fs::path(folder.name()) / "list.opml").string();
+  replaceFile(copy, lines);
+  parser.ParseFromFile(copy);
 }
 
 void fetch(OPMLParser& parser, const std::string& url) {
@@ -56,11 +86,7 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
     throw Failure(kWrongUse, source + " cannot be read: give a path or an http or https address without a user name");
   } else {
     checkFile(source);
-    if (hasLongLine(source)) {
-      complain(source + " has lines of more than 1,999 bytes, which are read in pieces: outlines may be missing (put " +
-               "each on a line of its own)");
-    }
-    parser->ParseFromFile(source);
+    parseFile(*parser, source, baseFolder);
   }
   const OPMLDoc* list = parser->GetOPMLDoc();
   if (!list || list->outlines.empty()) {

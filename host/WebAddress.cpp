@@ -84,6 +84,7 @@ std::string addressKey(std::string_view url) {
   std::string key(server);
   std::transform(key.begin(), key.end(), key.begin(), lowered);
   if (!target.starts_with('/')) key += '/';
+  if (target.ends_with('?')) target.remove_suffix(1);
   return key.append(target);
 }
 

@@ -21,7 +21,7 @@ std::optional<std::string> typedAddress(std::string_view text, Profile profile);
 std::string shownAddress(std::string_view typed);
 
 /// What tells an address from others: the same for addresses that differ in their scheme, the letter case of their
-/// server, its usual port, user information or a fragment alone.
+/// server, its usual port, user information, an empty query or a fragment alone.
 std::string addressKey(std::string_view url);
 
 /// Whether an address holds user information.

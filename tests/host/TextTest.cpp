@@ -30,8 +30,13 @@ TEST(TypedAddress, IsOneOfTheWebByTheRulesOfTheProfile) {
   }
 }
 
+TEST(AddressKey, IsTheSameForWhatIsOneFeed) {
+  for (const auto& [url, key] : readTable<2>("host/address-keys.tsv")) EXPECT_EQ(addressKey(url), key) << url;
+}
+
 TEST(WideText, BecomesUtf8WithReplacementsForUnpairedSurrogates) {
   EXPECT_EQ(toUtf8(u"aé漢😀"), "aé漢😀");
+  EXPECT_EQ(toUtf16("aé漢😀\xFF"), u"aé漢😀\xFFFD");
   EXPECT_EQ(toUtf8(u"\xD83D!\xDE00\xD83D"), "\uFFFD!\uFFFD\uFFFD");
 }
 
