@@ -1,9 +1,13 @@
 #include "Archive.h"
 
+#include <filesystem>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include "Failure.h"
 #include "Output.h"
+#include "WebAddress.h"
 
 namespace quillmoria {
 namespace {
@@ -29,6 +33,12 @@ Failure failureOf(const ArchiveError& error) {
   return Failure(kFailed, text);
 }
 
+/// To look does not make one.
+bool hasArchive(const std::string& baseFolder) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::path(baseFolder) / "archive.sqlite", error);
+}
+
 }  // namespace
 
 const char kUnfilledAdvice[] =
@@ -49,6 +59,28 @@ ArchiveRepair repairArchive(const std::string& baseFolder) {
   } catch (const ArchiveError& error) {
     throw failureOf(error);
   }
+}
+
+std::map<std::string, ArchivedFeed> archivedFeeds(const std::string& baseFolder) {
+  std::map<std::string, ArchivedFeed> feeds;
+  if (!hasArchive(baseFolder)) return feeds;
+  try {
+    useArchive(baseFolder, [&feeds](NewsArchive& archive) {
+      const std::vector<ArchivedFeed> all = archive.Feeds();
+      for (const ArchivedFeed& feed : all) feeds.try_emplace(addressKey(feed.url), feed);
+      for (const ArchivedFeed& feed : all) {
+        if (!feed.movedTo.empty()) feeds.try_emplace(addressKey(feed.movedTo), feed);
+      }
+    });
+  } catch (const Failure& failure) {
+    complain(failure.what());
+  }
+  return feeds;
+}
+
+void forgetFeed(const std::string& baseFolder, const std::string& url) {
+  if (!hasArchive(baseFolder)) return;
+  useArchive(baseFolder, [&url](NewsArchive& archive) { archive.RemoveFeed(withoutUserInformation(url)); });
 }
 
 bool isUnfilled(NewsArchive& archive) {

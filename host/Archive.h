@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "quillmoria/NewsArchive.h"
@@ -13,6 +14,13 @@ void useArchive(const std::string& baseFolder, const std::function<void(NewsArch
 
 /// Makes a whole archive of what can be read of a damaged one. Throws Failure likewise.
 ArchiveRepair repairArchive(const std::string& baseFolder);
+
+/// What the archive of `baseFolder` knows of feeds, by the addressKey of where they were and of where they are now.
+/// Nothing if there is no archive; if it cannot be had, likewise, and says so.
+std::map<std::string, ArchivedFeed> archivedFeeds(const std::string& baseFolder);
+
+/// Forgets the feed at `url` and its items, if there is an archive that knows it. Throws Failure.
+void forgetFeed(const std::string& baseFolder, const std::string& url);
 
 /// Whether no pull has filled the archive yet.
 bool isUnfilled(NewsArchive& archive);

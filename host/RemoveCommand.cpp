@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "ArchiveAccess.h"
+#include "Archive.h"
 #include "BaseFolder.h"
 #include "Failure.h"
 #include "FeedTree.h"
