@@ -8,7 +8,9 @@
 #include "benchmarks/Documents.h"
 #include "feed/FeedDates.h"
 #include "feed/FeedParseState.h"
+#include "modern/archive/Schema.h"
 #include "platform/CodePage.h"
+#include "quillmoria/NewsArchive.h"
 #include "quillmoria/ParseFeed.h"
 #include "store/ItemMatching.h"
 #include "store/NewsItemCache.h"
@@ -162,6 +164,67 @@ void readDate(benchmark::State& state, CTime (*read)(std::string_view), const ch
 }
 BENCHMARK_CAPTURE(readDate, w3c, quillmoria::readW3cDate, "2004-05-06T07:08:09Z");
 BENCHMARK_CAPTURE(readDate, rfc822, quillmoria::readRfc822Date, "Sun, 19 May 2002 15:21:36 GMT");
+
+/// Writes a million items into an empty archive: as pulls would, but by one statement a table.
+void fillArchive(quillmoria::Database& archive) {
+  quillmoria::Transaction transaction(archive);
+  archive.run("INSERT INTO feeds(id, url, name, category) VALUES(1, 'http://example.org/', 'feed', 'category')");
+  archive.run(
+      "WITH RECURSIVE numbers(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM numbers WHERE n < 1000000) "
+      "INSERT INTO items(moment, id, feed, key, link_key, content_key, place, first_seen, last_seen, published, "
+      "updated, "
+      "guid, is_permalink, link, title, authors) SELECT n * 2097152, n, 1, n, n, n, n, n, n, n, -1, 'urn:' || n, 0, "
+      "'http://example.org/' || n, 'Item ' || n || ' of the news', 'A. Writer' FROM numbers");
+  archive.run(
+      "INSERT INTO texts(item, plain, summary, content, comments_url, image_url, source_title, source_url, language) "
+      "SELECT moment, 'Some text of the usual length, about nothing in particular: ' || id % 1000 || ' things and ' || "
+      "id % 7 || ' words', '', '<p>' || id || '</p>', '', '', '', '', '' FROM items");
+  archive.run("INSERT INTO search(search) VALUES('rebuild')");
+  transaction.commit();
+}
+
+const std::string& fullArchive() {
+  static const TemporaryBaseFolder base;
+  static const std::string name = [] {
+    quillmoria::Database archive = quillmoria::openArchive(base.name());
+    fillArchive(archive);
+    return base.name();
+  }();
+  return name;
+}
+
+/// The ten newest items with a word that one of a thousand has.
+void searchArchive(benchmark::State& state, const char* word) {
+  NewsArchive archive(fullArchive());
+  ItemQuery query;
+  query.words = word;
+  query.limit = 10;
+  for (auto _ : state) {
+    if (archive.Items(query).items.size() != 10) state.SkipWithError("not found");
+  }
+}
+
+/// The least that it can cost.
+void searchBareSql(benchmark::State& state, const char* word) {
+  quillmoria::Database archive = quillmoria::openArchive(fullArchive());
+  const std::string quoted = std::string("\"").append(word) + '"';
+  for (auto _ : state) {
+    std::size_t found = 0;
+    quillmoria::Rows rows = archive.rows(
+        "SELECT items.* FROM search JOIN items ON items.moment = search.rowid WHERE search MATCH ? "
+        "ORDER BY search.rowid DESC LIMIT 10",
+        quoted);
+    while (rows.next()) found += rows.text(14).size();
+    if (found == 0) state.SkipWithError("not found");
+  }
+}
+
+#define QUILLMORIA_SEARCH(how)         \
+  BENCHMARK_CAPTURE(how, rare, "777"); \
+  BENCHMARK_CAPTURE(how, frequent, "news")
+QUILLMORIA_SEARCH(searchArchive);
+QUILLMORIA_SEARCH(searchBareSql);
+#undef QUILLMORIA_SEARCH
 
 }  // namespace
 

@@ -1,181 +1,65 @@
 #include <benchmark/benchmark.h>
-#include <curl/curl.h>
-#include <expat.h>
+#include <sqlite3.h>
 
-#include <chrono>
-#include <cstddef>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+#include <atomic>
+#include <map>
 
-#include "benchmarks/Documents.h"
+#include "benchmarks/Pulls.h"
 #include "quillmoria/ConnectedState.h"
-#include "quillmoria/NewsServer.h"
-#include "support/LoopbackServer.h"
-#include "support/Subscriptions.h"
-#include "support/TemporaryFolder.h"
+#include "quillmoria/Profile.h"
 
 namespace {
 
-class Releaser : public RSSSubscriber {
- public:
-  void NewsReceived(RSSObject* feed, RSSEvent) override { delete feed; }
-  void EventReceived(RSSEvent) override {}
-};
-
-/// Pulls whatever is subscribed to, again and again.
-void pull(benchmark::State& state, Subscriptions& subscriptions, std::int32_t jobs) {
+void setUp(Profile profile, std::int64_t jobs) {
+  SetProfile(profile);
   SetConnectedState(ConnectedState::Connected);
-  NewsServer::SetParallelFetches(jobs, jobs);
-  const TemporaryBaseFolder base;
-  const std::unique_ptr<NewsServer> server(
-      NewsServerFactory::GetFactory()->GetNewsServer(subscriptions.holder(), base.name()));
-  Releaser subscriber;
-  server->AttachSubscriber(&subscriber);
-  NewsServer::WaitForPulls(-1);
-  for (auto _ : state) {
-    server->RefreshAllNewsForSubscriber(&subscriber);
-    NewsServer::WaitForPulls(-1);
-  }
-  server->DetachSubscriber(&subscriber);
+  NewsServer::SetParallelFetches(static_cast<std::int32_t>(jobs), static_cast<std::int32_t>(jobs));
 }
 
 /// One pull of one feed whose items are all in the cache: fetch over loopback, parse, match, store.
 void pullSeenItems(benchmark::State& state) {
+  setUp(Profile::Classic, 1);
   LoopbackServer http;
   http.serve("/feed", documentOfItems(kDocumentFormats[0], static_cast<std::size_t>(state.range(0))));
   Subscriptions subscriptions;
   subscriptions.add("benchmark", {{"feed", http.url("/feed")}});
-  pull(state, subscriptions, 1);
+  const TemporaryBaseFolder base;
+  Reader reader(subscriptions, base.name());
+  for (auto _ : state) reader.pull();
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(pullSeenItems)->RangeMultiplier(10)->Range(100, 100'000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-/// 300 feeds of 20 to 60 KB, in turn of each format, from one server that takes its time for each answer.
-class Feeds {
- public:
-  explicit Feeds(std::chrono::milliseconds delay) {
-    for (std::size_t i = 0; i < 300; ++i) {
-      const DocumentFormat& format = kDocumentFormats[i % std::size(kDocumentFormats)];
-      const std::string target = "/" + std::to_string(i);
-      const std::string answer =
-          LoopbackServer::response("200 OK", "", documentOfSize(format, 20'000 + i * 133 % 40'000));
-      http_.handle(target, [delay, answer](const std::string&) {
-        std::this_thread::sleep_for(delay);
-        return answer;
-      });
-      urls_.push_back(http_.url(target));
-    }
-  }
+// In the classic profile every document comes whole each time; in the modern one a server says that it has not changed.
 
-  const std::vector<std::string>& urls() const { return urls_; }
-
- private:
-  LoopbackServer http_;
-  std::vector<std::string> urls_;
-};
-
+template <Profile profile>
 void pullFeeds(benchmark::State& state) {
+  setUp(profile, state.range(0));
   const Feeds feeds{std::chrono::milliseconds(state.range(1))};
-  Subscriptions subscriptions;
-  std::vector<std::pair<std::string, std::string>> named;
-  for (const std::string& url : feeds.urls()) named.emplace_back("feed " + std::to_string(named.size()), url);
-  subscriptions.add("benchmark", named);
-  pull(state, subscriptions, static_cast<std::int32_t>(state.range(0)));
+  Subscriptions subscriptions = feeds.subscriptions();
+  const TemporaryBaseFolder base;
+  Reader reader(subscriptions, base.name());
+  for (auto _ : state) reader.pull();
 }
 
-/// The least that a pull can cost: kept connections, expat that gathers the text, one file a feed.
-class Floor {
- public:
-  Floor(const std::vector<std::string>& urls, std::size_t connections)
-      : urls_(urls), multi_(curl_multi_init()), transfers_(connections) {
-    for (Transfer& transfer : transfers_) {
-      transfer.easy = curl_easy_init();
-      curl_easy_setopt(transfer.easy, CURLOPT_PRIVATE, &transfer);
-      curl_easy_setopt(transfer.easy, CURLOPT_WRITEDATA, &transfer.body);
-      curl_easy_setopt(transfer.easy, CURLOPT_WRITEFUNCTION, append);
-    }
-  }
-  Floor(const Floor&) = delete;
-  Floor& operator=(const Floor&) = delete;
-  ~Floor() {
-    for (const Transfer& transfer : transfers_) curl_easy_cleanup(transfer.easy);
-    curl_multi_cleanup(multi_);
-  }
-
-  /// Returns how many feeds came.
-  std::size_t run() {
-    begun_ = ended_ = come_ = 0;
-    for (Transfer& transfer : transfers_) begin(transfer);
-    for (int running = 0; ended_ < urls_.size();) {
-      curl_multi_perform(multi_, &running);
-      if (!finishSome()) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
-    }
-    return come_;
-  }
-
- private:
-  struct Transfer {
-    CURL* easy = nullptr;
-    std::string body;
-  };
-
-  static std::size_t append(char* bytes, std::size_t, std::size_t count, void* body) noexcept {
-    static_cast<std::string*>(body)->append(bytes, count);
-    return count;
-  }
-
-  void begin(Transfer& transfer) {
-    if (begun_ == urls_.size()) return;
-    transfer.body.clear();
-    curl_easy_setopt(transfer.easy, CURLOPT_URL, urls_[begun_++].c_str());
-    curl_multi_add_handle(multi_, transfer.easy);
-  }
-
-  bool finishSome() {
-    bool any = false;
-    int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
-      Transfer* transfer = nullptr;
-      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-      ++ended_;
-      come_ += message->data.result == CURLE_OK;
-      curl_multi_remove_handle(multi_, transfer->easy);
-      keepText(transfer->body);
-      begin(*transfer);
-      any = true;
-    }
-    return any;
-  }
-
-  void keepText(const std::string& document) const {
-    std::string text;
-    const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate(nullptr), &XML_ParserFree);
-    XML_SetUserData(parser.get(), &text);
-    XML_SetElementHandler(
-        parser.get(), [](void*, const char*, const char**) noexcept {}, [](void*, const char*) noexcept {});
-    XML_SetCharacterDataHandler(parser.get(), [](void* all, const char* chunk, int length) noexcept {
-      static_cast<std::string*>(all)->append(chunk, static_cast<std::size_t>(length));
-    });
-    XML_Parse(parser.get(), document.data(), static_cast<int>(document.size()), XML_FALSE);
-    base_.write("cache/" + std::to_string(ended_), text);
-  }
-
-  const std::vector<std::string>& urls_;
-  CURLM* multi_;
-  std::vector<Transfer> transfers_;
-  std::size_t begun_ = 0;
-  std::size_t ended_ = 0;
-  std::size_t come_ = 0;
-  TemporaryBaseFolder base_;
-};
-
+template <bool isConditional>
 void floorOfFeeds(benchmark::State& state) {
   const Feeds feeds{std::chrono::milliseconds(state.range(1))};
-  Floor floor(feeds.urls(), static_cast<std::size_t>(state.range(0)));
+  Floor floor(feeds.urls(), static_cast<std::size_t>(state.range(0)), isConditional);
   for (auto _ : state) {
     if (floor.run() != feeds.urls().size()) state.SkipWithError("not all came");
+  }
+}
+
+/// As on the first day.
+template <Profile profile>
+void pullColdFeeds(benchmark::State& state) {
+  setUp(profile, state.range(0));
+  const Feeds feeds{std::chrono::milliseconds(state.range(1))};
+  Subscriptions subscriptions = feeds.subscriptions();
+  for (auto _ : state) {
+    const TemporaryBaseFolder base;
+    const Reader reader(subscriptions, base.name());
   }
 }
 
@@ -184,7 +68,76 @@ void widths(benchmark::internal::Benchmark* benchmark) {
   for (const auto& [atOnce, delay] : {std::pair{1, 0}, {8, 0}, {8, 20}, {8, 100}}) benchmark->Args({atOnce, delay});
   benchmark->Unit(benchmark::kMillisecond)->UseRealTime();
 }
-BENCHMARK(floorOfFeeds)->Apply(widths);
-BENCHMARK(pullFeeds)->Apply(widths);
+BENCHMARK(floorOfFeeds<false>)->Name("floorOfFeeds")->Apply(widths);
+BENCHMARK(pullFeeds<Profile::Classic>)->Name("pullFeeds")->Apply(widths);
+BENCHMARK(floorOfFeeds<true>)->Name("floorOfUnchangedFeeds")->Apply(widths);
+BENCHMARK(pullFeeds<Profile::Modern>)->Name("pullUnchangedFeeds")->Apply(widths);
+BENCHMARK(pullColdFeeds<Profile::Classic>)->Name("pullColdFeeds")->Apply(widths);
+BENCHMARK(pullColdFeeds<Profile::Modern>)->Name("pullColdModernFeeds")->Apply(widths);
+
+// What a full archive costs.
+
+/// An archive of so many items: ten feeds, and thirty more whose documents of forty items change with each pull.
+class FullArchive {
+ public:
+  explicit FullArchive(std::size_t items) {
+    setUp(Profile::Modern, 1);
+    fill(items / kFeeds);
+    std::vector<std::pair<std::string, std::string>> named;
+    for (int i = 0; i < 30; ++i) {
+      const std::string target = "/changing/" + std::to_string(i);
+      http_.handle(target, [this](const std::string&) {
+        return LoopbackServer::response("200 OK", "", documentFrom(++editions_ / 30));
+      });
+      named.emplace_back(target, http_.url(target));
+    }
+    changing_.add("changing", named);
+    reader_ = std::make_unique<Reader>(changing_, base_.name());
+  }
+
+  void pull() { reader_->pull(); }
+
+  /// The one of that size.
+  static FullArchive& of(std::size_t items) {
+    static std::map<std::size_t, std::unique_ptr<FullArchive>> archives;
+    std::unique_ptr<FullArchive>& archive = archives[items];
+    if (!archive) archive = std::make_unique<FullArchive>(items);
+    return *archive;
+  }
+
+ private:
+  static constexpr std::size_t kFeeds = 10;
+
+  static std::string documentFrom(std::size_t first) {
+    std::string document(kDocumentFormats[0].head);
+    for (std::size_t i = first + 40; i-- > first;) appendItem(document, kDocumentFormats[0], i);
+    return document.append(kDocumentFormats[0].tail);
+  }
+
+  void fill(std::size_t items) {
+    http_.serve("/full", documentOfItems(kDocumentFormats[0], items));
+    Subscriptions subscriptions;
+    std::vector<std::pair<std::string, std::string>> named;
+    for (std::size_t i = 0; i < kFeeds; ++i) {
+      named.emplace_back("full " + std::to_string(i), http_.url("/full?" + std::to_string(i)));
+      http_.serve("/full?" + std::to_string(i), documentOfItems(kDocumentFormats[0], items));
+    }
+    subscriptions.add("full", named);
+    const Reader reader(subscriptions, base_.name());
+  }
+
+  const TemporaryBaseFolder base_;
+  std::atomic<std::size_t> editions_ = 0;
+  Subscriptions changing_;
+  LoopbackServer http_;
+  std::unique_ptr<Reader> reader_;
+};
+
+void pullIntoArchive(benchmark::State& state) {
+  setUp(Profile::Modern, 1);
+  FullArchive& archive = FullArchive::of(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) archive.pull();
+}
+BENCHMARK(pullIntoArchive)->Arg(10'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
