@@ -141,7 +141,7 @@ CREATE TABLE enclosures(
 CREATE VIEW searched(moment, title, authors, plain) AS
   SELECT items.moment, items.title, items.authors, texts.plain FROM items JOIN texts ON texts.item = items.moment;
 CREATE VIRTUAL TABLE search USING fts5(title, authors, plain, content='searched', content_rowid='moment',
-  prefix=2, tokenize=words);
+  tokenize=words);
 )sql"};
 
 std::int64_t versionOf(Database& archive) { return archive.integer("PRAGMA user_version"); }
