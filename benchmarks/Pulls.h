@@ -46,8 +46,8 @@ class Reader {
   const std::unique_ptr<NewsServer> server_;
 };
 
-/// 300 feeds of 20 to 60 KB, in turn of each format, from one server that takes its time for each answer and says when a
-/// document has not changed.
+/// 300 feeds of 20 to 60 KB, in turn of each format, from one server that takes its time for each answer and says when
+/// a document has not changed.
 class Feeds {
  public:
   explicit Feeds(std::chrono::milliseconds delay) {
@@ -80,8 +80,8 @@ class Feeds {
   std::vector<std::string> urls_;
 };
 
-/// The least that a pull can cost: kept connections, expat that gathers the text, one file a feed; of feeds that have not
-/// changed the requests alone.
+/// The least that a pull can cost: kept connections, expat that gathers the text, one file a feed; of feeds that have
+/// not changed the requests alone.
 class Floor {
  public:
   Floor(const std::vector<std::string>& urls, std::size_t connections, bool isConditional)

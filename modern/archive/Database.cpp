@@ -109,7 +109,9 @@ void Database::configure() {
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   if (const int code = registerWordTokenizer(connection); code != SQLITE_OK) fail(code);
-  execute("PRAGMA cell_size_check = ON; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -8000; PRAGMA wal_autocheckpoint = 4000;");
+  execute(
+      "PRAGMA cell_size_check = ON; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -8000; PRAGMA wal_autocheckpoint "
+      "= 4000;");
   // Fails at once where another is just about to do the same.
   sqlite3_exec(connection, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr);
 }

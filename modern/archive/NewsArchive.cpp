@@ -82,10 +82,19 @@ class ArchiveReading {
     std::string category;
     CTime lastSuccess;
   };
+  /// What reads one item, with or without its texts.
+  struct ItemSql {
+    explicit ItemSql(bool hasText);
+
+    std::string item;
+    std::string categories;
+    std::string enclosures;
+    int ownColumns;  ///< the first one that is not of the item's record
+  };
   using NamesOfFeeds = std::unordered_map<std::int64_t, FeedNames>;
 
   const FeedNames& namesOf(std::int64_t feed, NamesOfFeeds& known);
-  std::optional<ArchivedItem> read(std::int64_t moment, bool withText, NamesOfFeeds& known);
+  std::optional<ArchivedItem> read(std::int64_t moment, const ItemSql& sql, NamesOfFeeds& known);
   std::int64_t setting(std::string_view name, std::int64_t otherwise);
   void set(std::string_view name, std::int64_t value);
 
@@ -106,18 +115,28 @@ const ArchiveReading::FeedNames& ArchiveReading::namesOf(std::int64_t feed, Name
   return names;
 }
 
-std::optional<ArchivedItem> ArchiveReading::read(std::int64_t moment, bool withText, NamesOfFeeds& known) {
-  static constexpr char kOwnColumns[] = ", items.feed, items.read, items.starred, items.place, items.last_seen";
-  static constexpr char kSource[] = " FROM items LEFT JOIN texts ON texts.item = items.moment WHERE items.moment = ?";
-  const int own = kItemColumnCount + (withText ? kTextColumnCount : 0);
+ArchiveReading::ItemSql::ItemSql(bool hasText) : ownColumns(kItemColumnCount + (hasText ? kTextColumnCount : 0)) {
+  item = std::string("SELECT ")
+             .append(kItemColumns)
+             .append(hasText ? ", " : "")
+             .append(hasText ? kTextColumns : "")
+             .append(
+                 ", items.feed, items.read, items.starred, items.place, items.last_seen FROM items "
+                 "LEFT JOIN texts ON texts.item = items.moment WHERE items.moment = ?");
+  categories =
+      std::string("SELECT ").append(kCategoryColumns).append(" FROM categories WHERE item = ? ORDER BY position");
+  enclosures =
+      std::string("SELECT ").append(kEnclosureColumns).append(" FROM enclosures WHERE item = ? ORDER BY position");
+}
+
+std::optional<ArchivedItem> ArchiveReading::read(std::int64_t moment, const ItemSql& sql, NamesOfFeeds& known) {
   ArchivedItem item;
   {
-    Rows row = archive_.rows(std::string("SELECT ") + kItemColumns +
-                                 (withText ? std::string(", ") + kTextColumns : "") + kOwnColumns + kSource,
-                             moment);
+    Rows row = archive_.rows(sql.item, moment);
     if (!row.next()) return std::nullopt;
+    const int own = sql.ownColumns;
     readItem(row, item.item, item.details);
-    if (withText) readTexts(row, item.item, item.details);
+    if (own > kItemColumnCount) readTexts(row, item.item, item.details);
     item.feedId = row.integer(own);
     item.isRead = row.integer(own + 1) != 0;
     item.isStarred = row.integer(own + 2) != 0;
@@ -130,11 +149,9 @@ std::optional<ArchivedItem> ArchiveReading::read(std::int64_t moment, bool withT
     if (isInDocument) item.lastSeen = std::max(item.lastSeen, feed.lastSuccess);
   }
   item.item.status = kCachedItem;
-  Rows categories = archive_.rows(
-      std::string("SELECT ") + kCategoryColumns + " FROM categories WHERE item = ? ORDER BY position", moment);
+  Rows categories = archive_.rows(sql.categories, moment);
   while (categories.next()) readCategory(categories, item.details);
-  Rows enclosures = archive_.rows(
-      std::string("SELECT ") + kEnclosureColumns + " FROM enclosures WHERE item = ? ORDER BY position", moment);
+  Rows enclosures = archive_.rows(sql.enclosures, moment);
   while (enclosures.next()) readEnclosure(enclosures, item.details);
   return item;
 }
@@ -151,9 +168,9 @@ ItemPage ArchiveReading::page(const ItemQuery& query) {
     page.next = moments.back();
   }
   NamesOfFeeds known;
+  const ItemSql sql(query.withText);
   for (const std::int64_t moment : moments) {
-    if (std::optional<ArchivedItem> found = read(moment, query.withText, known))
-      page.items.push_back(std::move(*found));
+    if (std::optional<ArchivedItem> found = read(moment, sql, known)) page.items.push_back(std::move(*found));
   }
   return page;
 }
@@ -163,7 +180,7 @@ std::optional<ArchivedItem> ArchiveReading::item(std::int64_t id) {
   NamesOfFeeds known;
   Rows row = archive_.rows("SELECT moment FROM items WHERE id = ?", id);
   if (!row.next()) return std::nullopt;
-  return read(row.integer(0), true, known);
+  return read(row.integer(0), ItemSql(true), known);
 }
 
 std::vector<std::int64_t> ArchiveReading::mark(std::span<const std::int64_t> ids, ItemMark mark) {

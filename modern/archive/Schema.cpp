@@ -142,6 +142,7 @@ CREATE VIEW searched(moment, title, authors, plain) AS
   SELECT items.moment, items.title, items.authors, texts.plain FROM items JOIN texts ON texts.item = items.moment;
 CREATE VIRTUAL TABLE search USING fts5(title, authors, plain, content='searched', content_rowid='moment',
   tokenize=words);
+INSERT INTO search(search, rank) VALUES('automerge', 16);
 )sql"};
 
 std::int64_t versionOf(Database& archive) { return archive.integer("PRAGMA user_version"); }
