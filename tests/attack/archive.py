@@ -30,19 +30,27 @@ FEEDS = [f"feed{number:02}" for number in range(30)]
 ITEMS, STEP = 20, 3  # of a document, and how many are new in the next edition
 
 
+def edition(number):
+    """The numbers of its items."""
+    return range(number * STEP, number * STEP + ITEMS)
+
+
 class Site:
-    """Thirty feeds whose documents gain items with each edition."""
+    """Thirty feeds whose documents gain items with each edition, from a server that says when one has not changed."""
 
     def __init__(self):
         self.edition = 0
-        self._server = FeedServer(lambda target, _: response(self._document(target[1:])))
+        self._server = FeedServer(self._answer)
 
     def addresses(self):
         return {name: self._server.url(f"/{name}") for name in FEEDS}
 
-    def _document(self, name):
-        time.sleep(0.002)
-        return feed(name, range(self.edition * STEP, self.edition * STEP + ITEMS))
+    def _answer(self, target, head):
+        time.sleep(0.002)  # so that there are moments to hit in each fetch
+        number, tag = self.edition, f'"{self.edition}"'
+        if f"If-None-Match: {tag}\r\n" in head + "\r\n":
+            return b"HTTP/1.1 304 Not Modified\r\n\r\n"
+        return response(feed(target[1:], edition(number)), headers=["ETag: " + tag])
 
 
 def program(base, *words):
@@ -73,10 +81,6 @@ def whole_pull(base):
     if result.status != 0:
         raise Fault(f"the next pull ends with {result.status}: {result.errors[-500:]}")
     return {line["feed"]: line["newItemCount"] for line in map(json.loads, result.output.splitlines())}
-
-
-def edition(number):
-    return list(range(number * STEP, number * STEP + ITEMS))
 
 
 class Kill(NamedTuple):
@@ -112,8 +116,8 @@ class Kill(NamedTuple):
             faults.append(f"the check ends with {check}")
         after = 0
         for name in FEEDS:
-            after += documents.get(name) == edition(before + 1)
-            if documents.get(name) not in (edition(before), edition(before + 1)):
+            after += documents.get(name) == list(edition(before + 1))
+            if documents.get(name) not in map(list, (edition(before), edition(before + 1))):
                 faults.append(f"{name} has {documents.get(name)}")
         faults += [f"{guid} is no longer marked" for guid, mark in marked.items() if marks.get(guid, mark) < mark]
         faults += [f"{guid} is gone" for guid in marked if guid not in marks]
