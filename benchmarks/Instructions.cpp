@@ -6,6 +6,7 @@
 
 #include "benchmarks/Documents.h"
 #include "feed/FeedParseState.h"
+#include "modern/archive/FeedArchive.h"
 #include "quillmoria/NewsDetails.h"
 #include "quillmoria/ParseFeed.h"
 #include "store/ItemMatching.h"
@@ -56,6 +57,25 @@ bool store() {
   return stored == 1;
 }
 
+bool settle(quillmoria::FeedArchive& archive, bool isCounted) {
+  const std::string document = documentOfItems(kDocumentFormats[0], kItems);
+  const std::unique_ptr<RSSObject> feed = ParseFeed(document, "", "http://example.org/");
+  quillmoria::FetchReport report;
+  report.outcome = Outcome::Fetched;
+  bool isKept = false;
+  const auto keep = [&] { isKept = archive.settle("http://example.org/", report, *feed); };
+  isCounted ? counted(keep) : keep();
+  return isKept && feed->itemCount == kItems;
+}
+
+/// Stores items in an empty archive, or finds them all there.
+bool settle(bool areKnown) {
+  const TemporaryBaseFolder base;
+  quillmoria::FeedArchive archive(base.name());
+  archive.keepPicture("", {});  // makes the archive
+  return (!areKnown || settle(archive, false)) && settle(archive, true);
+}
+
 bool load() {
   const TemporaryBaseFolder base;
   NewsItemCache().StoreFeed(base.name(), parsed(kDocumentFormats[0], false).get(), 4, "");
@@ -73,11 +93,14 @@ bool run(std::string_view work) {
   if (work == "broken") return parseModern("rss2", "&</broken>");
   if (work == "match") return match();
   if (work == "store") return store();
+  if (work == "archive-match") return settle(true);
+  if (work == "archive-store") return settle(false);
   return work == "load" && load();
 }
 
 }  // namespace
 
 /// instructions WORK: does WORK once with 500 items: rss2, rss1 or atom for a classic parse, modern-rss2 and so on for
-/// a modern one, broken for one of a document that is read twice, match, store or load.
+/// a modern one, broken for one of a document that is read twice, match, store or load by the cache file, archive-match
+/// or archive-store.
 int main(int argc, char** argv) { return argc == 2 && run(argv[1]) ? 0 : 1; }
