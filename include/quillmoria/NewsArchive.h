@@ -84,9 +84,8 @@ struct ItemQuery {
   CTime since;                          ///< from that moment on
   /// What a user types: items that have all of the words, in title, author or text, without regard to letter case and
   /// accents. `word*` stands for all that begin so, with two letters at least, "words in quotes" for words in that
-  /// order,
-  /// `-word` for items without it. Scripts without spaces are searched for whatever stands together. Any text is
-  /// allowed, of which the first 64 words and 1,024 bytes count; one without a word that is wanted finds nothing.
+  /// order, `-word` for items without it. Scripts without spaces are searched for whatever stands together. Any text
+  /// is allowed, of which the first 64 words and 1,024 bytes count; one without a word that is wanted finds nothing.
   std::optional<std::string> words;
   std::int64_t before = INT64_MAX;  ///< continues a list: ItemPage::next of the page before
   std::int32_t limit = 50;          ///< items in a page, from 1 to 1,000; what is beyond becomes the nearest
