@@ -189,7 +189,7 @@ Snapshot::~Snapshot() {
 }
 
 LargeCache::~LargeCache() {
-  sqlite3_exec(database_.handle(), "PRAGMA cache_size = -2000; PRAGMA shrink_memory", nullptr, nullptr, nullptr);
+  sqlite3_exec(database_.handle(), "PRAGMA cache_size = -8000; PRAGMA shrink_memory", nullptr, nullptr, nullptr);
 }
 
 Transaction::Transaction(Database& database) : database_(database) { database_.run("BEGIN IMMEDIATE"); }

@@ -5,13 +5,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "modern/archive/Schema.h"
 #include "modern/archive/SearchWords.h"
 
 namespace quillmoria {
 namespace {
-
-/// A moment in seconds becomes the first one of the primary key.
-constexpr std::int64_t kMomentsPerSecond = std::int64_t{1} << 21;
 
 const char* condition(std::optional<bool> value, const char* isTrue, const char* isFalse) {
   if (!value) return "";

@@ -11,8 +11,6 @@
 namespace quillmoria {
 namespace {
 
-constexpr std::int64_t kMomentsPerSecond = std::int64_t{1} << 21;
-
 /// The second under which an item is listed. One that says that it is of the future is as old as its first sight.
 std::int64_t secondOf(const WrittenItem& item) {
   const std::int64_t firstSeen = std::max(item.details.firstSeen.GetTime(), 0);

@@ -50,7 +50,7 @@ bool restrictToUnmarked(ItemFilter& filter, ItemMark mark) {
 CTime momentOf(Database& archive, const char* sql) {
   Rows rows = archive.rows(sql);
   if (!rows.next() || rows.isNull(0)) return {};
-  return {static_cast<std::int32_t>(std::clamp<std::int64_t>(rows.integer(0) >> 21, -1, INT32_MAX))};
+  return {static_cast<std::int32_t>(std::clamp<std::int64_t>(rows.integer(0) / kMomentsPerSecond, -1, INT32_MAX))};
 }
 
 }  // namespace

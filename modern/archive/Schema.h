@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 
 #include "modern/archive/Database.h"
@@ -9,6 +10,9 @@ namespace quillmoria {
 
 /// The version of the schema that this code reads and writes. An older one is brought up to it when it is opened.
 inline constexpr int kSchemaVersion = 1;
+
+/// A second of the items' primary key.
+inline constexpr std::int64_t kMomentsPerSecond = std::int64_t{1} << 21;
 
 // The names of `settings`. Those of the retention are ArchiveRetention's members, which hold where there is none.
 inline constexpr char kNextId[] = "next_id";
