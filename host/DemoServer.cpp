@@ -44,7 +44,7 @@ DemoServer::DemoServer() : server_(std::make_unique<httplib::Server>()) {
   const int port = server_->bind_to_any_port("127.0.0.1");
   if (port < 0) throw Failure(kFailed, "there is no loopback port for the server of the samples");
   address_ = "http://127.0.0.1:" + std::to_string(port);
-  for (const Sample& sample : samples()) {
+  for (const EmbeddedFile& sample : samples()) {
     server_->Get(std::string(sample.target),
                  [bytes = withAddress(sample.bytes, address_), tag = entityTag(sample.target)](
                      const httplib::Request& request, httplib::Response& response) {

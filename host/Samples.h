@@ -1,17 +1,12 @@
 #pragma once
 
 #include <span>
-#include <string_view>
+
+#include "EmbeddedFile.h"
 
 namespace quillmoria {
 
-/// A file that the demo serves. "@SERVER@" in it stands for the server's address.
-struct Sample {
-  std::string_view target;  ///< "/example-news.rss"
-  std::string_view bytes;
-};
-
-/// The files of host/samples, which are built into the program.
-std::span<const Sample> samples();
+/// The files of host/samples, which the demo serves. "@SERVER@" in them stands for the server's address.
+std::span<const EmbeddedFile> samples();
 
 }  // namespace quillmoria

@@ -1,4 +1,5 @@
-# Writes a C++ source that holds files as bytes: cmake -DOUTPUT=Samples.cpp -DFILES="a|b" -P EmbedSamples.cmake
+# Writes a C++ source that holds files as bytes:
+# cmake -DOUTPUT=Samples.cpp -DHEADER=Samples.h -DFUNCTION=samples -DFILES="a|b" -P EmbedFiles.cmake
 string(REPLACE "|" ";" FILES "${FILES}")
 set(entries "")
 foreach(file IN LISTS FILES)
@@ -11,17 +12,17 @@ foreach(file IN LISTS FILES)
   file(SIZE ${file} size)
   string(APPEND entries "    {\"/${name}\", std::string_view(\n${bytes}    , ${size})},\n")
 endforeach()
-file(WRITE ${OUTPUT} "#include \"Samples.h\"
+file(WRITE ${OUTPUT} "#include \"${HEADER}\"
 
 namespace quillmoria {
 namespace {
 
-constexpr Sample kSamples[] = {
+constexpr EmbeddedFile kFiles[] = {
 ${entries}};
 
 }  // namespace
 
-std::span<const Sample> samples() { return kSamples; }
+std::span<const EmbeddedFile> ${FUNCTION}() { return kFiles; }
 
 }  // namespace quillmoria
 ")

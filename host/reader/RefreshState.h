@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace quillmoria {
+
+/// How far the pull is that is under way, or how the last one has ended.
+struct RefreshState {
+  bool isRunning = false;
+  std::size_t done = 0;      ///< feeds that are through
+  std::size_t all = 0;       ///< of so many; 0: none has been pulled since the start
+  std::size_t newItems = 0;  ///< that they brought
+  std::size_t failed = 0;    ///< feeds that could not be had
+  std::string feed;          ///< the name of the one that is being loaded
+};
+
+}  // namespace quillmoria
