@@ -13,9 +13,9 @@ namespace quillmoria {
 
 /// Something to be said to the user once, and what takes it back.
 struct Notice {
-  std::string text;                ///< plain, from whomever: "12 items marked as read"
-  bool isFailure = false;          ///< whether something did not work
-  std::vector<std::int64_t> ids{}; ///< of the items that were marked; empty: there is nothing to undo
+  std::string text;                  ///< plain, from whomever: "12 items marked as read"
+  bool isFailure = false;            ///< whether something did not work
+  std::vector<std::int64_t> ids{};   ///< of the items that were marked; empty: there is nothing to undo
   ItemMark undo = ItemMark::Unread;  ///< how to mark them to take it back
 };
 

@@ -20,8 +20,8 @@ struct PageContext {
   const Notices& notices;
   const Pictures& pictures;
   RefreshState refresh;
-  std::string formToken;     ///< what every form sends back
-  bool withImages = false;   ///< whether articles may load images from elsewhere
+  std::string formToken;    ///< what every form sends back
+  bool withImages = false;  ///< whether articles may load images from elsewhere
 };
 
 /// The whole document of `view`. Every text of a stranger is escaped. Throws Failure and ArchiveError.

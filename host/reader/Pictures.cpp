@@ -66,7 +66,8 @@ Pixel mean(const IPicture& picture, const Range& rows, const Range& columns) {
       sums[3] += pixel[3];
     }
   }
-  const auto count = static_cast<std::uint64_t>(rows.end - rows.first) * static_cast<std::uint64_t>(columns.end - columns.first);
+  const auto count =
+      static_cast<std::uint64_t>(rows.end - rows.first) * static_cast<std::uint64_t>(columns.end - columns.first);
   Pixel result{};
   for (std::size_t colour = 0; colour < 3 && sums[3] > 0; ++colour) {
     result[colour] = static_cast<std::uint32_t>(sums[colour] / sums[3]);
@@ -86,9 +87,9 @@ std::string drawnAnew(const IPicture& picture) {
   for (std::int32_t y = 0; y < kSide; ++y) {
     for (std::int32_t x = 0; x < kSide; ++x) {
       const bool isInside = x >= left && x < left + width && y >= top && y < top + height;
-      const Pixel pixel = isInside ? mean(picture, share(y - top, height, picture.height()),
-                                          share(x - left, width, picture.width()))
-                                   : Pixel{};
+      const Pixel pixel =
+          isInside ? mean(picture, share(y - top, height, picture.height()), share(x - left, width, picture.width()))
+                   : Pixel{};
       for (const std::uint32_t value : pixel) file += static_cast<char>(value);
     }
   }

@@ -20,25 +20,25 @@ std::int64_t numberOf(const Fields& fields, const std::string& name);
 
 /// What the third pane shows.
 enum class Aside {
-  Article,    ///< the item, or what to do where none is chosen
-  Add,        ///< the ways to subscribe: an address, a list, the samples
-  Subscribed, ///< one subscription: its state, name, category, and how to end it
-  Help,       ///< keys and settings
+  Article,     ///< the item, or what to do where none is chosen
+  Add,         ///< the ways to subscribe: an address, a list, the samples
+  Subscribed,  ///< one subscription: its state, name, category, and how to end it
+  Help,        ///< keys and settings
 };
 
-/// What a page shows. A page's address is a view and nothing else, so that every state can be gone back to, opened twice
-/// and reached without a script.
+/// What a page shows. A page's address is a view and nothing else, so that every state can be gone back to, opened
+/// twice and reached without a script.
 struct View {
-  std::int64_t feed = 0;             ///< items of that feed (ArchivedFeed::id); 0: of any
-  std::string category;              ///< items of that category and those below it; empty: of any
-  bool onlyUnread = false;           ///< and of those only unread ones
-  bool onlyStarred = false;          ///< or starred ones
-  std::string words;                 ///< that are searched for (ItemQuery::words); empty: none
-  std::int64_t before = INT64_MAX;   ///< continues the list (ItemQuery::before)
-  std::int64_t item = 0;             ///< ArchivedItem::details.id of the one shown; 0: none
+  std::int64_t feed = 0;            ///< items of that feed (ArchivedFeed::id); 0: of any
+  std::string category;             ///< items of that category and those below it; empty: of any
+  bool onlyUnread = false;          ///< and of those only unread ones
+  bool onlyStarred = false;         ///< or starred ones
+  std::string words;                ///< that are searched for (ItemQuery::words); empty: none
+  std::int64_t before = INT64_MAX;  ///< continues the list (ItemQuery::before)
+  std::int64_t item = 0;            ///< ArchivedItem::details.id of the one shown; 0: none
   Aside aside = Aside::Article;
-  std::string address;               ///< of the feed that Aside::Subscribed shows; of a page with Aside::Add
-  std::int64_t notice = 0;           ///< Notices: what is to be said; 0: nothing
+  std::string address;      ///< of the feed that Aside::Subscribed shows; of a page with Aside::Add
+  std::int64_t notice = 0;  ///< Notices: what is to be said; 0: nothing
 };
 
 /// The view that fields ask for; whatever they hold, it is one. Fields: feed, category, unread=1, starred=1, q, before,
