@@ -58,7 +58,10 @@ class SpawnAttributes {
     sigemptyset(&usual);
     sigaddset(&usual, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes_, &usual);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    posix_spawnattr_setsigmask(&attributes_, &blocked);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
   }
   ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
   SpawnAttributes(const SpawnAttributes&) = delete;

@@ -23,6 +23,7 @@
 #include "OpmlCommand.h"
 #include "Output.h"
 #include "PullCommand.h"
+#include "ReadCommand.h"
 #include "RemoveCommand.h"
 #include "ShowCommand.h"
 #include "quillmoria/Profile.h"
@@ -33,7 +34,7 @@ namespace {
 
 /// In the order of the help text.
 constexpr Command (*kCommands[])(CLI::App& app) = {
-    addAdd,  addRemove, addList, addImport, addExport,  addPull, addNews, addSearch,
+    addAdd,  addRemove, addList, addImport, addExport,  addPull, addNews, addSearch, addRead,
     addShow, addOpen,   addMark, addFind,   addArchive, addFeed, addOpml, addDemo,
 };
 

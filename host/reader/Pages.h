@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Subscribing.h"
 #include "quillmoria/NewsArchive.h"
 #include "reader/Archives.h"
 #include "reader/Notices.h"
@@ -20,8 +21,9 @@ struct PageContext {
   const Notices& notices;
   const Pictures& pictures;
   RefreshState refresh;
-  std::string formToken;    ///< what every form sends back
-  bool withImages = false;  ///< whether articles may load images from elsewhere
+  std::string formToken;             ///< what every form sends back
+  bool withImages = false;           ///< whether articles may load images from elsewhere
+  const FeedOffer* offer = nullptr;  ///< what was found at the view's address, to choose from; null: nothing
 };
 
 /// The whole document of `view`. Every text of a stranger is escaped. Throws Failure and ArchiveError.

@@ -12,7 +12,8 @@ struct RefreshState {
   std::size_t all = 0;       ///< of so many; 0: none has been pulled since the start
   std::size_t newItems = 0;  ///< that they brought
   std::size_t failed = 0;    ///< feeds that could not be had
-  std::string feed;          ///< the name of the one that is being loaded
+  std::string feed{};        ///< the name of the one that is being loaded
+  bool isOffline = false;    ///< whether the machine was found to be offline, so that nothing was asked for
 };
 
 }  // namespace quillmoria

@@ -1,0 +1,242 @@
+#include "reader/Refresher.h"
+
+#include <algorithm>
+#include <exception>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "Moves.h"
+#include "NewsListing.h"
+#include "Output.h"
+#include "OwnFeeds.h"
+#include "Pull.h"
+#include "SubscriptionFile.h"
+#include "WebAddress.h"
+#include "quillmoria/NewsDetails.h"
+
+namespace quillmoria {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::int32_t kFeedsAtOnce = 8;
+constexpr std::int32_t kStopCheckMs = 50;
+
+std::string asLine(const Json& json) { return json.dump(-1, ' ', true, Json::error_handler_t::replace); }
+
+std::string eventAsJson(const RSSEvent& event) {
+  return asLine({{"id", event.GetEventID()}, {"message", event.GetMessage()}});
+}
+
+std::string feedAsJson(const RSSObject& news, bool failed) {
+  return asLine({{"name", news.channel.feedName},
+                 {"outcome", failed ? failureText(news) : outcome(news)},
+                 {"new", std::max(news.newItemCount, 0)},
+                 {"failed", failed}});
+}
+
+}  // namespace
+
+Refresher::Refresher(std::string baseFolder, ConnectedState connected, std::optional<std::chrono::minutes> interval,
+                     EventStream& events, Pictures& pictures)
+    : baseFolder_(std::move(baseFolder)),
+      connected_(connected),
+      interval_(interval),
+      events_(events),
+      pictures_(pictures) {
+  SetConnectedState(connected_);
+  NewsServer::SetParallelFetches(kFeedsAtOnce);
+  if (interval_) orders_.push_back({PullScope::Due});
+  thread_ = std::thread([this] { work(); });
+}
+
+Refresher::~Refresher() {
+  {
+    const std::lock_guard lock(mutex_);
+    isOver_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void Refresher::refresh(PullScope scope) { add({scope}); }
+
+void Refresher::refreshFeed(const std::string& url) { add({PullScope::All, url}); }
+
+void Refresher::stop() {
+  const std::lock_guard lock(mutex_);
+  orders_.clear();
+  isStopped_ = isBusy_;
+}
+
+bool Refresher::waitUntilDone(std::chrono::milliseconds patience) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, patience, [this] { return orders_.empty() && !isBusy_; });
+}
+
+RefreshState Refresher::state() const {
+  const std::lock_guard lock(mutex_);
+  return state_;
+}
+
+std::string Refresher::stateAsJson() const {
+  const RefreshState now = state();
+  return asLine({{"running", now.isRunning},
+                 {"done", now.done},
+                 {"all", now.all},
+                 {"new", now.newItems},
+                 {"failed", now.failed},
+                 {"feed", now.feed},
+                 {"offline", now.isOffline}});
+}
+
+void Refresher::EventReceived(RSSEvent event) {
+  if (isQuiet_) return;
+  events_.send("event", eventAsJson(event));
+  const std::int32_t id = event.GetEventID();
+  if (id != kFeedLoading && id != kPullFinishedOffline) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (id == kPullFinishedOffline) state_.isOffline = true;
+    if (id == kFeedLoading && state_.done < order_.size()) state_.feed = order_[state_.done]->name;
+  }
+  tellState();
+}
+
+void Refresher::NewsReceived(RSSObject* feed, RSSEvent) {
+  const std::unique_ptr<RSSObject> news(feed);
+  const std::string& name = news->channel.feedName;
+  const auto address = feeds_->addresses.find(name);
+  const CPicture* const picture = news->GetChannelPicture();
+  if (address != feeds_->addresses.end() && picture && picture->picture) {
+    pictures_.keep(address->second, *picture->picture);
+  }
+  if (isQuiet_) return;
+  const bool failed = hasFailed(*news);
+  const FeedDetails* const details = news->GetDetails();
+  if (details && !details->movedTo.empty() && address != feeds_->addresses.end()) {
+    moves_.push_back({name, address->second, details->movedTo});
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    ++state_.done;
+    state_.newItems += static_cast<std::size_t>(std::max(news->newItemCount, 0));
+    if (failed) ++state_.failed;
+  }
+  events_.send("feed", feedAsJson(*news, failed));
+  tellState();
+}
+
+void Refresher::work() {
+  try {
+    loadPictures();
+  } catch (const std::exception& error) {
+    complain(error.what());
+  }
+  while (const std::optional<Order> order = nextOrder()) {
+    try {
+      carryOut(*order);
+    } catch (const std::exception& error) {
+      complain(error.what());
+    }
+    end();
+  }
+}
+
+/// Waits for one; after the interval it is for what is due. None at the end.
+std::optional<Refresher::Order> Refresher::nextOrder() {
+  std::unique_lock lock(mutex_);
+  isBusy_ = false;
+  isStopped_ = false;
+  changed_.notify_all();
+  const auto isCalled = [this] { return isOver_ || !orders_.empty(); };
+  if (!interval_) {
+    changed_.wait(lock, isCalled);
+  } else if (!changed_.wait_for(lock, *interval_, isCalled)) {
+    orders_.push_back({PullScope::Due});
+  }
+  if (isOver_) return std::nullopt;
+  isBusy_ = true;
+  Order order = std::move(orders_.front());
+  orders_.pop_front();
+  return order;
+}
+
+void Refresher::add(Order order) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::ranges::find(orders_, order) == orders_.end()) orders_.push_back(std::move(order));
+  }
+  changed_.notify_all();
+}
+
+void Refresher::carryOut(const Order& order) {
+  Feeds feeds;
+  Subscriptions all;
+  for (const OwnFeed& feed : ownFeeds(readSubscriptions(baseFolder_), all)) {
+    if (!order.url.empty() && addressKey(feed.url) != addressKey(order.url)) continue;
+    feeds.addresses.emplace(feeds.subscriptions.add(feed.category, feed.name, feed.url), feed.url);
+  }
+  if (feeds.subscriptions.empty()) return;
+  begin(feeds, order.scope);
+  pull(feeds, order.scope, connected_);
+  followMoves(moves_, baseFolder_);
+}
+
+/// They come with what is stored, which asks nobody.
+void Refresher::loadPictures() {
+  Feeds feeds;
+  for (const OwnFeed& feed : ownFeeds(readSubscriptions(baseFolder_), feeds.subscriptions)) {
+    feeds.addresses.emplace(feed.name, feed.url);
+  }
+  if (feeds.subscriptions.empty()) return;
+  feeds_ = &feeds;
+  isQuiet_ = true;
+  pull(feeds, PullScope::All, ConnectedState::Disconnected);
+  isQuiet_ = false;
+  SetConnectedState(connected_);
+}
+
+void Refresher::pull(Feeds& feeds, PullScope scope, ConnectedState connected) {
+  SetConnectedState(connected);
+  NewsServer::SetPullScope(scope);
+  const std::unique_ptr<NewsServer> server(
+      NewsServerFactory::GetFactory()->GetNewsServer(feeds.subscriptions.holder(), baseFolder_));
+  server->AttachSubscriber(this);
+  // A stop reaches only a pull that has begun, so it is asked for until the pull is over.
+  while (!NewsServer::WaitForPulls(kStopCheckMs)) {
+    if (isToStop()) server->TerminateNewsPullThread(this);
+  }
+  server->DetachSubscriber(this);
+}
+
+void Refresher::begin(const Feeds& feeds, PullScope scope) {
+  feeds_ = &feeds;
+  // Of those that are due it is not known which comes next.
+  order_ = scope == PullScope::All ? feeds.subscriptions.inPullOrder() : decltype(order_)();
+  moves_.clear();
+  {
+    const std::lock_guard lock(mutex_);
+    state_ = {.isRunning = true, .all = feeds.addresses.size()};
+  }
+  tellState();
+}
+
+void Refresher::end() {
+  {
+    const std::lock_guard lock(mutex_);
+    state_.isRunning = false;
+    state_.all = state_.done;  // others were not due, or a stop came
+    state_.feed.clear();
+  }
+  tellState();
+}
+
+bool Refresher::isToStop() const {
+  const std::lock_guard lock(mutex_);
+  return isOver_ || isStopped_;
+}
+
+void Refresher::tellState() { events_.send("state", stateAsJson()); }
+
+}  // namespace quillmoria
