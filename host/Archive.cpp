@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "Failure.h"
 #include "Output.h"
@@ -81,6 +80,13 @@ std::map<std::string, ArchivedFeed> archivedFeeds(const std::string& baseFolder)
 void forgetFeed(const std::string& baseFolder, const std::string& url) {
   if (!hasArchive(baseFolder)) return;
   useArchive(baseFolder, [&url](NewsArchive& archive) { archive.RemoveFeed(withoutUserInformation(url)); });
+}
+
+void renameFeeds(const std::string& baseFolder, const std::vector<OwnFeed>& feeds) {
+  if (feeds.empty() || !hasArchive(baseFolder)) return;
+  useArchive(baseFolder, [&feeds](NewsArchive& archive) {
+    for (const OwnFeed& feed : feeds) archive.RenameFeed(withoutUserInformation(feed.url), feed.name, feed.category);
+  });
 }
 
 bool isUnfilled(NewsArchive& archive) {

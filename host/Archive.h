@@ -4,7 +4,9 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
+#include "OwnFeeds.h"
 #include "quillmoria/NewsArchive.h"
 
 namespace quillmoria {
@@ -21,6 +23,9 @@ std::map<std::string, ArchivedFeed> archivedFeeds(const std::string& baseFolder)
 
 /// Forgets the feed at `url` and its items, if there is an archive that knows it. Throws Failure.
 void forgetFeed(const std::string& baseFolder, const std::string& url);
+
+/// Calls the feeds in the archive as pulls will, those that it knows. Throws Failure.
+void renameFeeds(const std::string& baseFolder, const std::vector<OwnFeed>& feeds);
 
 /// Whether no pull has filled the archive yet.
 bool isUnfilled(NewsArchive& archive);

@@ -15,11 +15,14 @@ namespace quillmoria {
 /// already is told so, and sends on from an address that a sample had before.
 class DemoServer {
  public:
-  /// Throws Failure if there is no port to be had.
-  DemoServer();
+  /// Serves at `port`, or at any that is free if that is 0. Throws Failure if it cannot be had.
+  explicit DemoServer(int port = 0);
   ~DemoServer();
   DemoServer(const DemoServer&) = delete;
   DemoServer& operator=(const DemoServer&) = delete;
+
+  /// "http://127.0.0.1:8080"
+  const std::string& address() const { return address_; }
 
   /// The address of a sample: url("/example-news.rss").
   std::string url(const std::string& target) const { return address_ + target; }

@@ -6,29 +6,14 @@
 
 #include "BaseFolder.h"
 #include "Failure.h"
-#include "OutlineWalk.h"
-#include "SubscriptionFile.h"
-#include "WebAddress.h"
+#include "Subscribing.h"
 #include "WholeFile.h"
 
 namespace quillmoria {
 namespace {
 
-/// Lists are given to others.
-void forgetUserInformation(const OPMLDoc& list) {
-  OutlineWalk walk(list);
-  while (const OPMLDoc::OutlineStruct* outline = walk.next()) {
-    auto* const own = const_cast<OPMLDoc::OutlineStruct*>(outline);
-    own->xmlUrl = withoutUserInformation(own->xmlUrl);
-    own->url = withoutUserInformation(own->url);
-  }
-}
-
 int run(const std::string& file, const Invocation& invocation) {
-  OPMLDoc list = readSubscriptions(openBaseFolder(invocation.base));
-  forgetUserInformation(list);
-  if (list.head.title.empty()) list.head.title = u"Subscriptions";
-  const std::string text = WriteOPML(list);
+  const std::string text = exportedList(openBaseFolder(invocation.base));
   if (file.empty()) {
     invocation.output.document(text);
     invocation.output.flush();

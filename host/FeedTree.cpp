@@ -37,14 +37,29 @@ OPMLDoc::OutlineStruct& FeedTree::add(const std::vector<std::string>& path, cons
   return feed;
 }
 
+void FeedTree::place(OPMLDoc::OutlineStruct& feed, const std::vector<std::string>& path) {
+  OPMLDoc::OutlineStruct* const container = containerAt(path);
+  OPMLDoc::OutlineStruct* const old = feed.parent;
+  std::erase(siblingsIn(old), &feed);
+  siblingsIn(container).push_back(&feed);
+  feed.parent = container;
+  feed.level = container ? container->level + 1 : 0;
+  removeEmpty(old);
+}
+
 void FeedTree::remove(OPMLDoc::OutlineStruct& feed) {
   feeds_.erase(addressKey(feed.xmlUrl));
   feed.xmlUrl.clear();
   feed.type.clear();
-  for (OPMLDoc::OutlineStruct* outline = &feed; outline && outline->children.empty();) {
-    if (!outline->xmlUrl.empty()) return;
+  removeEmpty(&feed);
+}
+
+void FeedTree::removeEmpty(OPMLDoc::OutlineStruct* outline) {
+  while (outline && outline->children.empty() && outline->xmlUrl.empty()) {
     OPMLDoc::OutlineStruct* const parent = outline->parent;
-    containers_.erase({parent, labelOf(*outline)});
+    // Another outline may be called so, too.
+    const auto entry = containers_.find({parent, labelOf(*outline)});
+    if (entry != containers_.end() && entry->second == outline) containers_.erase(entry);
     std::erase(siblingsIn(parent), outline);
     if (list_.lastOutline == outline) list_.lastOutline = nullptr;
     delete outline;

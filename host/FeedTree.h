@@ -24,6 +24,10 @@ class FeedTree {
   /// Adds a feed that is not there yet, in the containers called so, which are made where they are missing.
   OPMLDoc::OutlineStruct& add(const std::vector<std::string>& path, const std::string& name, const std::string& url);
 
+  /// Puts a feed into the containers called so as `add` does, with all that it is and holds; the containers that are
+  /// empty without it go.
+  void place(OPMLDoc::OutlineStruct& feed, const std::vector<std::string>& path);
+
   /// Removes a feed, and the containers that are empty without it.
   void remove(OPMLDoc::OutlineStruct& feed);
 
@@ -34,6 +38,7 @@ class FeedTree {
   using Outlines = std::vector<OPMLDoc::OutlineStruct*>;
 
   OPMLDoc::OutlineStruct& append(OPMLDoc::OutlineStruct* parent, const std::string& label);
+  void removeEmpty(OPMLDoc::OutlineStruct* outline);
   OPMLDoc::OutlineStruct* containerAt(const std::vector<std::string>& path);
   Outlines& siblingsIn(OPMLDoc::OutlineStruct* parent) { return parent ? parent->children : list_.outlines; }
 

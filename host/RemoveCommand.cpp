@@ -7,11 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "Archive.h"
 #include "BaseFolder.h"
 #include "Failure.h"
-#include "FeedTree.h"
 #include "OwnFeeds.h"
+#include "Subscribing.h"
 #include "SubscriptionFile.h"
 #include "WebAddress.h"
 
@@ -43,16 +42,9 @@ OwnFeed theOneCalled(const std::string& wanted, const OPMLDoc& list) {
 
 int run(const std::string& wanted, const Invocation& invocation) {
   const std::string baseFolder = openBaseFolder(invocation.base);
-  OwnFeed removed;
-  changeSubscriptions(baseFolder, [&](OPMLDoc& list) {
-    removed = theOneCalled(wanted, list);
-    FeedTree tree(list);
-    tree.remove(*tree.find(removed.url));
-    return true;
-  });
-  invocation.output.line("Removed " + nameAndAddress(removed));
+  const OwnFeed feed = theOneCalled(wanted, readSubscriptions(baseFolder));
+  invocation.output.line("Removed " + nameAndAddress(unsubscribe(feed.url, baseFolder)));
   invocation.output.flush();
-  forgetFeed(baseFolder, removed.url);
   return kDone;
 }
 

@@ -12,7 +12,7 @@
 namespace quillmoria {
 
 // What changes the user's subscriptions, for the commands and the page alike. All throw Failure, and have then changed
-// nothing; any thread.
+// nothing, unless it is the archive alone that could not follow, which the text says then; any thread.
 
 /// The feeds that a user may mean.
 struct FeedOffer {

@@ -53,20 +53,30 @@ std::string inLines(std::string_view list) {
   }
 }
 
+/// `list` in lines of the length that the engine reads whole, as far as that can be.
+std::string inShortLines(std::string_view list, const std::string& name) {
+  std::string lines = inLines(list);
+  if (hasLongLine(lines)) {
+    complain(name +
+             " has outlines of more than 1,999 bytes, which are read in pieces: outlines may be missing (put their " +
+             "attributes on lines of their own)");
+  }
+  return lines;
+}
+
+/// The engine reads files alone.
+void parseText(OPMLParser& parser, std::string_view list, const std::string& baseFolder) {
+  const TemporaryBaseFolder folder(baseFolder);
+  const std::string copy = (fs::path(folder.name()) / "list.opml").string();
+  replaceFile(copy, list);
+  parser.ParseFromFile(copy);
+}
+
 /// The engine takes long lines of a file apart wherever they are too long.
 void parseFile(OPMLParser& parser, const std::string& path, const std::string& baseFolder) {
   const std::string content = contentOf(path);
   if (!hasLongLine(content)) return parser.ParseFromFile(path);
-  const std::string lines = inLines(content);
-  if (hasLongLine(lines)) {
-    complain(path +
-             " has outlines of more than 1,999 bytes, which are read in pieces: outlines may be missing (put their " +
-             "attributes on lines of their own)");
-  }
-  const TemporaryBaseFolder folder(baseFolder);
-  const std::string copy = (fs::path(folder.name()) / "list.opml").string();
-  replaceFile(copy, lines);
-  parser.ParseFromFile(copy);
+  parseText(parser, inShortLines(content, path), baseFolder);
 }
 
 void fetch(OPMLParser& parser, const std::string& url) {
@@ -74,6 +84,14 @@ void fetch(OPMLParser& parser, const std::string& url) {
   if (parser.status == kStatusOk) return;
   const std::string why = parser.status.empty() ? "the fetch failed" : parser.status;
   throw Failure(kFailed, "the list " + url + " cannot be fetched: " + why + " (check the address and the network)");
+}
+
+/// Refuses what gave no list.
+void checkList(const OPMLParser& parser, const std::string& source) {
+  const OPMLDoc* list = parser.GetOPMLDoc();
+  if (list && !list->outlines.empty()) return;
+  throw Failure(kWrongUse, source + " holds no subscription list in OPML form (a web page, or an unreadable or empty " +
+                               "file?): give the list itself");
 }
 
 }  // namespace
@@ -88,12 +106,15 @@ std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, cons
     checkFile(source);
     parseFile(*parser, source, baseFolder);
   }
-  const OPMLDoc* list = parser->GetOPMLDoc();
-  if (!list || list->outlines.empty()) {
-    throw Failure(kWrongUse, source +
-                                 " holds no subscription list in OPML form (a web page, or an unreadable or empty " +
-                                 "file?): give the list itself");
-  }
+  checkList(*parser, source);
+  return parser;
+}
+
+std::unique_ptr<OPMLParser> parseSubscriptionList(std::string_view list, const std::string& name,
+                                                  const std::string& baseFolder) {
+  auto parser = std::make_unique<OPMLParser>(baseFolder);
+  parseText(*parser, hasLongLine(list) ? inShortLines(list, name) : list, baseFolder);
+  checkList(*parser, name);
   return parser;
 }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "Subscriptions.h"
 #include "quillmoria/OPML.h"
@@ -15,6 +16,10 @@ inline constexpr char kDefaultCategory[] = "News";
 /// A parser that has read the subscription list at `source`, an http or https address or else a path.
 /// Throws Failure if there is none to be had there.
 std::unique_ptr<OPMLParser> readSubscriptionList(const std::string& source, const std::string& baseFolder);
+
+/// As readSubscriptionList, of the text of a list, which failures call `name`.
+std::unique_ptr<OPMLParser> parseSubscriptionList(std::string_view list, const std::string& name,
+                                                  const std::string& baseFolder);
 
 /// Subscribes to every feed of `list`. A feed's category is the path of the containers around it ("News / Europe", the
 /// outermost eight), `category` if there is none. What webAddress refuses is complained of and left out.

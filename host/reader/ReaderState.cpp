@@ -4,6 +4,7 @@
 
 #include "Failure.h"
 #include "Output.h"
+#include "SampleFeeds.h"
 #include "SubscriptionFile.h"
 
 namespace quillmoria {
