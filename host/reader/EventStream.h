@@ -25,8 +25,8 @@ class EventStream {
   /// The place behind the last event.
   std::uint64_t end() const;
 
-  /// What has been sent since `place`, which moves on; empty if nothing is within `patience`. Nothing once the stream is
-  /// closed.
+  /// What has been sent since `place`, which moves on; empty if nothing is within `patience`. Nothing once the stream
+  /// is closed.
   std::optional<std::string> wait(std::uint64_t& place, std::chrono::milliseconds patience) const;
 
   /// Ends it for all that listen.

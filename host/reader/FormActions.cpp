@@ -147,8 +147,8 @@ Result add(const Form& form, ReaderState& reader) {
   }
   const auto chosen = choice.empty() ? offer.feeds.begin() : std::ranges::find(offer.feeds, choice, &FoundFeed::url);
   if (chosen == offer.feeds.end()) throw wrongUse("that feed is not offered any more: look for it again");
-  const OwnFeed feed = subscribeTo(*chosen, offer, fieldOf(form.fields, "name"), fieldOf(form.fields, "category"),
-                                   reader.baseFolder);
+  const OwnFeed feed =
+      subscribeTo(*chosen, offer, fieldOf(form.fields, "name"), fieldOf(form.fields, "category"), reader.baseFolder);
   return {viewOfNew(feed, reader), {.text = "Subscribed to " + feed.label}};
 }
 

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -16,6 +17,7 @@
 #include "Failure.h"
 #include "reader/FormActions.h"
 #include "reader/Pages.h"
+#include "reader/PeerOwner.h"
 #include "reader/ReaderFiles.h"
 
 namespace quillmoria {
@@ -117,6 +119,12 @@ void explain(const std::exception_ptr& error, Response& response) {
   answer(response, errorPageOf(text), kHtml);
 }
 
+/// The address with the key stands in the command line of the browser that was started, where other users may see it.
+bool isFromAnotherUser(const Request& request) {
+  const std::optional<uid_t> owner = ownerOfPeer(request.remote_port);
+  return owner && *owner != geteuid();
+}
+
 /// Without the option by which others of the same user could listen at the port as well.
 void setSocketOptions(int socket) {
   const int yes = 1;
@@ -128,8 +136,8 @@ void setSocketOptions(int socket) {
 ReaderServer::ReaderServer(int port, ReaderState& reader)
     : reader_(reader), server_(std::make_unique<httplib::Server>()) {
   configure();
-  const int bound = port == 0 ? server_->bind_to_any_port("127.0.0.1")
-                              : (server_->bind_to_port("127.0.0.1", port) ? port : -1);
+  const int bound =
+      port == 0 ? server_->bind_to_any_port("127.0.0.1") : (server_->bind_to_port("127.0.0.1", port) ? port : -1);
   if (bound < 0) {
     throw Failure(kWrongUse, port == 0 ? "there is no loopback port to be had"
                                        : "the port " + std::to_string(port) +
@@ -196,6 +204,7 @@ bool ReaderServer::isAnswered(const Request& request, Response& response) const 
     case Verdict::Admitted:
       return false;
     case Verdict::Entering:
+      if (isFromAnotherUser(request)) break;
       response.set_header("Set-Cookie", gate_->cookie());
       show({}, "", response);
       return true;

@@ -19,7 +19,8 @@ namespace quillmoria {
 /// Serves the reader's page on 127.0.0.1 while it lives, to whoever comes through its Gate.
 class ReaderServer {
  public:
-  /// At `port`, or at any that is free if that is 0. `reader` must outlive the server. Throws Failure if the port is taken.
+  /// At `port`, or at any that is free if that is 0. `reader` must outlive the server. Throws Failure if the port is
+  /// taken.
   ReaderServer(int port, ReaderState& reader);
 
   /// Ends it: pages that listen are told by the end of their streams.

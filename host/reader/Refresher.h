@@ -94,8 +94,8 @@ class Refresher : private RSSSubscriber {
 
   // Of the pull under way; touched before it, by it alone, and after it.
   const Feeds* feeds_ = nullptr;
-  bool isQuiet_ = false;                                ///< nobody is told
-  std::vector<const RSSObject::NewsFeed*> order_;       ///< in which feeds come; empty where that is not known
+  bool isQuiet_ = false;                           ///< nobody is told
+  std::vector<const RSSObject::NewsFeed*> order_;  ///< in which feeds come; empty where that is not known
   std::vector<Move> moves_;
 
   std::thread thread_;
