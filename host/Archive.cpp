@@ -24,14 +24,6 @@ constexpr Advice kAdvice[] = {
     {ArchiveProblem::Damaged, "quillmoria archive --repair saves what can be read"},
 };
 
-Failure failureOf(const ArchiveError& error) {
-  std::string text = error.what();
-  for (const Advice& advice : kAdvice) {
-    if (advice.problem == error.problem()) text.append(" (").append(advice.text).append(")");
-  }
-  return Failure(kFailed, text);
-}
-
 /// To look does not make one.
 bool hasArchive(const std::string& baseFolder) {
   std::error_code error;
@@ -42,6 +34,14 @@ bool hasArchive(const std::string& baseFolder) {
 
 const char kUnfilledAdvice[] =
     "nothing has been pulled yet: quillmoria add URL subscribes to a feed, quillmoria pull fetches the news";
+
+Failure failureOf(const ArchiveError& error) {
+  std::string text = error.what();
+  for (const Advice& advice : kAdvice) {
+    if (advice.problem == error.problem()) text.append(" (").append(advice.text).append(")");
+  }
+  return Failure(kFailed, text);
+}
 
 void useArchive(const std::string& baseFolder, const std::function<void(NewsArchive& archive)>& use) {
   try {

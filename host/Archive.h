@@ -6,10 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "Failure.h"
 #include "OwnFeeds.h"
 #include "quillmoria/NewsArchive.h"
 
 namespace quillmoria {
+
+/// `error` with what to do about it.
+Failure failureOf(const ArchiveError& error);
 
 /// Gives the archive of `baseFolder` to `use`. Throws Failure, with what to do, for whatever ArchiveError comes.
 void useArchive(const std::string& baseFolder, const std::function<void(NewsArchive& archive)>& use);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "Archive.h"
 #include "Failure.h"
 #include "Text.h"
 #include "WebAddress.h"
@@ -212,7 +213,7 @@ View perform(std::string_view action, const Form& form, ReaderState& reader) {
   } catch (const Failure& error) {
     failure = error.what();
   } catch (const ArchiveError& error) {
-    failure = error.what();
+    failure = failureOf(error).what();
   }
   return withNotice(backFrom(form), {.text = failure, .isFailure = true}, reader);
 }

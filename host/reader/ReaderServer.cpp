@@ -14,6 +14,7 @@
 #include <optional>
 #include <string_view>
 
+#include "Archive.h"
 #include "Failure.h"
 #include "reader/FormActions.h"
 #include "reader/Pages.h"
@@ -111,6 +112,8 @@ void explain(const std::exception_ptr& error, Response& response) {
   std::string text = "Something went wrong";
   try {
     std::rethrow_exception(error);
+  } catch (const ArchiveError& known) {
+    text = failureOf(known).what();
   } catch (const std::exception& known) {
     text = known.what();
   } catch (...) {
