@@ -12,25 +12,12 @@ struct AsideName {
   std::string_view name;
 };
 
-constexpr AsideName kAsides[] = {{Aside::Add, "add"}, {Aside::Subscribed, "feed"}, {Aside::Help, "help"}};
+constexpr AsideName kAsides[] = {
+    {Aside::Add, "add"}, {Aside::Subscribed, "feed"}, {Aside::Help, "help"}, {Aside::Feeds, "feeds"}};
 
 bool isUnreserved(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
          c == '_' || c == '~';
-}
-
-std::string encoded(std::string_view text) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (isUnreserved(c)) {
-      result += c;
-    } else {
-      (result += '%') += {kDigits[byte >> 4], kDigits[byte & 0xF]};
-    }
-  }
-  return result;
 }
 
 int digitOf(char c) {
@@ -98,12 +85,26 @@ View viewOf(const Fields& fields) {
 
 View viewFrom(std::string_view query) { return viewOf(fieldsOf(query)); }
 
+std::string fieldValue(std::string_view text) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (isUnreserved(c)) {
+      result += c;
+    } else {
+      (result += '%') += {kDigits[byte >> 4], kDigits[byte & 0xF]};
+    }
+  }
+  return result;
+}
+
 std::string addressOf(const View& view) {
   std::string address = "./";
   const auto add = [&address](std::string_view name, const std::string& value, bool isGiven) {
     if (!isGiven) return;
     address += address.ends_with('/') ? '?' : '&';
-    address.append(name).append("=").append(encoded(value));
+    address.append(name).append("=").append(fieldValue(value));
   };
   add("feed", std::to_string(view.feed), view.feed != 0);
   add("category", view.category, !view.category.empty());

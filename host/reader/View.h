@@ -24,6 +24,7 @@ enum class Aside {
   Add,         ///< the ways to subscribe: an address, a list, the samples
   Subscribed,  ///< one subscription: its state, name, category, and how to end it
   Help,        ///< keys and settings
+  Feeds,       ///< nothing: a narrow screen shows the list of the feeds
 };
 
 /// What a page shows. A page's address is a view and nothing else, so that every state can be gone back to, opened
@@ -42,11 +43,14 @@ struct View {
 };
 
 /// The view that fields ask for; whatever they hold, it is one. Fields: feed, category, unread=1, starred=1, q, before,
-/// item, aside=add|feed|help, address, notice.
+/// item, aside=add|feed|help|feeds, address, notice.
 View viewOf(const Fields& fields);
 
 /// As viewOf, of the part of an address behind its "?".
 View viewFrom(std::string_view query);
+
+/// `text` as the value of a field in an address.
+std::string fieldValue(std::string_view text);
 
 /// The address of a view, relative to the page: "./?feed=3&item=17".
 std::string addressOf(const View& view);
