@@ -15,7 +15,7 @@ constexpr std::string_view kTimeMark = "@TIME-";
 constexpr std::string_view kList = "/reader.opml";
 constexpr std::string_view kFeedEndings[] = {".rss", ".atom", ".rdf", ".json"};
 
-constexpr SampleMove kMoves[] = {{"/station.rss", "/example-station.rss"}};
+constexpr SampleMove kMoves[] = {{"/station.rss", "/example-station.rss"}, {"/lantern.atom", "/slow-lantern.atom"}};
 
 /// A moment in the form of RFC 3339, which all kinds of feeds may have.
 std::string asText(std::time_t moment) {
