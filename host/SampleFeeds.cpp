@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view kServerMark = "@SERVER@";
 constexpr std::string_view kTimeMark = "@TIME-";
+constexpr std::string_view kTimeMarkEnd = "m@";
 constexpr std::string_view kList = "/reader.opml";
 constexpr std::string_view kFeedEndings[] = {".rss", ".atom", ".rdf", ".json"};
 
@@ -23,20 +24,6 @@ std::string asText(std::time_t moment) {
   gmtime_r(&moment, &parts);
   char text[sizeof "2026-01-01T10:00:00Z"];
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
-}
-
-/// How many seconds "90m" are.
-std::time_t secondsOf(std::string_view age) {
-  std::time_t count = 0;
-  const char* const unit = std::from_chars(age.data(), age.data() + age.size(), count).ptr;
-  switch (*unit) {
-    case 'd':
-      return count * 24 * 60 * 60;
-    case 'h':
-      return count * 60 * 60;
-    default:
-      return count * 60;
-  }
 }
 
 std::string_view sampleAt(std::string_view target) {
@@ -63,10 +50,9 @@ std::string filledSample(std::string_view sample, std::string_view server, std::
     text.replace(at, kServerMark.size(), server);
   }
   for (std::size_t at = 0; (at = text.find(kTimeMark, at)) != std::string::npos; ++at) {
-    const std::size_t ageStart = at + kTimeMark.size(), end = text.find('@', ageStart);
-    if (end == std::string::npos) break;
-    const std::time_t age = secondsOf(std::string_view(text).substr(ageStart));
-    text.replace(at, end + 1 - at, asText(start - age));
+    std::time_t minutes = 0;
+    const char* const end = std::from_chars(&text[at + kTimeMark.size()], text.data() + text.size(), minutes).ptr;
+    text.replace(at, static_cast<std::size_t>(end - &text[at]) + kTimeMarkEnd.size(), asText(start - minutes * 60));
   }
   return text;
 }

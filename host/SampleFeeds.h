@@ -19,7 +19,7 @@ struct SampleMove {
 std::span<const SampleMove> sampleMoves();
 
 /// `sample` as it is served at `server` ("http://127.0.0.1:8080") from the moment `start` on: "@SERVER@" stands for the
-/// server, "@TIME-90m@" for the moment ninety minutes before; likewise with h for hours and d for days.
+/// server, "@TIME-90m@" for the moment ninety minutes before.
 std::string filledSample(std::string_view sample, std::string_view server, std::time_t start);
 
 /// The list of sample feeds for readers, which stands among the samples, as they are served at `server`.

@@ -122,8 +122,9 @@ TEST(List, IsImportedFromItsText) {
   EXPECT_THROW(importText("<html>", folder.name(), Profile::Modern), Failure);
   std::string text = "<opml><body>";
   for (int i = 0; i < 50; ++i) text += "<outline text='A' xmlUrl='http://example.org/" + std::to_string(i) + "'/>";
-  EXPECT_EQ(textOf(importText(text + "<outline text='B' xmlUrl='ftp://b'/></body></opml>", folder.name(), Profile::Modern)),
-            "51 feeds: 50 new, 0 subscribed to already, 1 left out");
+  EXPECT_EQ(
+      textOf(importText(text + "<outline text='B' xmlUrl='ftp://b'/></body></opml>", folder.name(), Profile::Modern)),
+      "51 feeds: 50 new, 0 subscribed to already, 1 left out");
   EXPECT_EQ(importText(exportedList(folder.name()), folder.name(), Profile::Modern).known, 50U);
 }
 
