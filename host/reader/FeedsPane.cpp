@@ -80,6 +80,11 @@ void writeCount(HtmlWriter& html, std::int64_t count, std::string_view what) {
   html.close("span");
 }
 
+/// Whether a category is `outer` or below it.
+bool isWithin(const std::string& category, const std::string& outer) {
+  return category == outer || category.starts_with(outer + " / ");
+}
+
 /// Writes the tree until the pane is long enough, and counts what it leaves out.
 class TreeWriter {
  public:
@@ -108,9 +113,7 @@ class TreeWriter {
  private:
   bool hasRoom() const { return rows_ < kMaxRows && html_.size() < kMaxBytes; }
 
-  bool isOpen(const Category& category) const {
-    return isOpen_ || chosenCategory_ == category.path || chosenCategory_.starts_with(category.path + " / ");
-  }
+  bool isOpen(const Category& category) const { return isOpen_ || isWithin(chosenCategory_, category.path); }
 
   void writeInner(const Category& category) {
     for (const std::size_t place : category.inner) writeCategory(tree_.at(place));
@@ -175,14 +178,18 @@ class TreeWriter {
 };
 
 struct Sums {
+  std::int64_t items = 0;
   std::int64_t unread = 0;
   std::int64_t starred = 0;
 };
 
-Sums sumsOf(const std::vector<ShownFeed>& feeds) {
+/// Of the feeds that a view lists.
+Sums sumsOf(const std::vector<ShownFeed>& feeds, const View& view) {
   Sums sums;
   for (const ShownFeed& feed : feeds) {
-    if (!feed.archived) continue;
+    if (!feed.archived || (view.feed != 0 && view.feed != feed.archived->id)) continue;
+    if (!view.category.empty() && !isWithin(feed.own.category, view.category)) continue;
+    sums.items += feed.archived->itemCount;
     sums.unread += feed.archived->unreadCount;
     sums.starred += feed.archived->starredCount;
   }
@@ -218,9 +225,19 @@ void writeLastRefresh(HtmlWriter& html, const RefreshState& refresh) {
 
 }  // namespace
 
+std::string countsOf(PageData& data) {
+  const View& view = data.view;
+  if (!view.words.empty() || view.onlyStarred) return "";
+  const Sums sums = sumsOf(data.feeds(), view);
+  return sums.items == 0 ? "" : std::to_string(sums.unread) + " unread of " + std::to_string(sums.items);
+}
+
 void writeFeedsPane(HtmlWriter& html, PageData& data) {
-  const Sums sums = sumsOf(data.feeds());
-  html.open("nav", {{"id", "feeds"}, {"aria-label", "Feeds"}, {"data-unread", std::to_string(sums.unread)}});
+  const Sums sums = sumsOf(data.feeds(), View());
+  html.open("nav", {{"id", "feeds"},
+                    {"aria-label", "Feeds"},
+                    {"data-unread", std::to_string(sums.unread)},
+                    {"data-counts", countsOf(data)}});
   writePlaces(html, data, sums);
   HtmlWriter tree;
   TreeWriter(tree, data).write();

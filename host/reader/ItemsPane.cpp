@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Text.h"
+#include "reader/FeedsPane.h"
 #include "reader/PageParts.h"
 #include "reader/ViewQuery.h"
 
@@ -148,24 +149,6 @@ void writeMarkAll(HtmlWriter& html, PageData& data, const ItemPage& page) {
   html.add("Mark all as read</button></form>");
 }
 
-/// "12 unread of 300", where the counts are known.
-std::string countsOf(PageData& data, const List& list) {
-  if (!data.feedsAtHand() || !data.view.words.empty() || data.view.onlyStarred) return "";
-  std::int64_t unread = 0;
-  std::int64_t all = 0;
-  const std::string below = data.view.category + " / ";
-  for (const ShownFeed& feed : data.feeds()) {
-    const bool isWithin = data.view.feed != 0 ? &feed == list.feed
-                          : !data.view.category.empty()
-                              ? feed.own.category == data.view.category || feed.own.category.starts_with(below)
-                              : true;
-    if (!isWithin || !feed.archived) continue;
-    unread += feed.archived->unreadCount;
-    all += feed.archived->itemCount;
-  }
-  return all == 0 ? "" : std::to_string(unread) + " unread of " + std::to_string(all);
-}
-
 void writeHead(HtmlWriter& html, PageData& data, const List& list) {
   html.add("<div class=\"head\"><div class=\"line\">");
   writeLink(html, asideView(data.view, Aside::Feeds), "back", "Feeds");
@@ -180,9 +163,7 @@ void writeHead(HtmlWriter& html, PageData& data, const List& list) {
     html.close("a");
   }
   html.add("</div>");
-  if (const std::string counts = countsOf(data, list); !counts.empty()) {
-    html.element("p", {{"class", "counts"}}, counts);
-  }
+  html.element("p", {{"class", "counts"}}, data.feedsAtHand() ? countsOf(data) : "");
   writeSearch(html, data);
   html.add("<div class=\"line filters\"><div class=\"switch\">");
   writeFilterLink(html, data, false, "All");

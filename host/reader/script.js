@@ -77,7 +77,8 @@
     if (list.clientHeight && !list.scrollTop) list.scrollTop = listTop;
   };
 
-  const showTitle = () => {
+  const showCounts = () => {
+    document.querySelector('.counts').textContent = $('feeds').dataset.counts;
     const unread = Number($('feeds').dataset.unread);
     const title = $('article').dataset.title || $('items').dataset.title;
     document.title = (unread ? `(${unread}) ` : '') + (title ? `${title} – ` : '') + 'Quillmoria';
@@ -182,18 +183,21 @@
   const settle = () => {
     showPane();
     showCurrent();
-    showTitle();
+    showCounts();
     shown = urlOf(location.href);
   };
 
   let shown = urlOf(location.href);
 
+  /** What the third pane shows. */
+  const thirdOf = url => without(url, ...[...url.searchParams.keys()].filter(name =>
+    !['item', 'address', isAtFeeds(url) ? '' : 'aside'].includes(name))).search;
+
   const partsBetween = (from, to) => {
     if (listOf(from) !== listOf(to)) return kAllParts;
-    const isOther = ['item', 'aside', 'address'].some(name => from.searchParams.get(name) !== to.searchParams.get(name));
-    const wasPaged = from.searchParams.get('before') !== to.searchParams.get('before');
-    if (isAtFeeds(from) || isAtFeeds(to)) return from.searchParams.has('item') ? 'feeds.article' : 'feeds';
-    return isOther ? 'article' : wasPaged ? 'items' : kAllParts;
+    if (thirdOf(from) !== thirdOf(to)) return 'article';
+    if (from.searchParams.get('before') !== to.searchParams.get('before')) return 'items';
+    return isAtFeeds(from) !== isAtFeeds(to) ? 'feeds' : kAllParts;
   };
 
   /** Goes to a view, as a link does. */
@@ -280,7 +284,7 @@
     put(got.answer, 'feeds');
     if (isOpen) putTools(got.answer);
     if (!quietly) put(got.answer, 'status');
-    showTitle();
+    showCounts();
   };
 
   const markOpened = () => {
@@ -311,7 +315,7 @@
     put(got.answer, 'status');
     putTools(got.answer);
     await syncRows();
-    showTitle();
+    showCounts();
   };
 
   // The list: pages are added at its end and at its start, and go from the other one.
@@ -520,11 +524,10 @@
     'o': () => press('#original'),
     'u': undo,
     'r': () => $('refresh').requestSubmit(),
-    '/': () => {
-      if (body.dataset.pane === 'article' || body.dataset.pane === 'feeds') press('#close, .back');
-      const field = $('q');
-      if (field) field.focus();
-      if (field) field.select();
+    '/': async () => {
+      if (!$('items').clientHeight) await go(without(urlOf(location.href), 'item', 'aside', 'address'));
+      $('q').focus();
+      $('q').select();
     },
     '?': () => {
       const url = without(urlOf(location.href), 'item', 'address');
@@ -678,7 +681,7 @@
     const got = await askFor(without(urlOf(location.href)), 'feeds');
     if (!got) return;
     put(got.answer, 'feeds');
-    showTitle();
+    showCounts();
   };
 
   /** Another tab has changed something: follow it once it is quiet. */
@@ -691,7 +694,7 @@
       put(got.answer, 'feeds');
       putTools(got.answer);
       await syncRows();
-      showTitle();
+      showCounts();
     }, 300);
   };
 
