@@ -152,8 +152,8 @@ class TreeWriter {
         feed.archived ? feedView(data_.view, feed.archived->id) : subscriptionView(data_.view, feed.own.url);
     html_.add("<li>").open(
         "a", {{"class", "feed"}, {"href", addressOf(target)}, {"aria-current", valueIf(isChosen, "page")}});
-    writeBadge(html_, data_, feed.own.url, feed.own.name);
-    html_.element("bdi", {}, nameOf(feed.own.name));
+    writeBadge(html_, data_, feed.own.url, nameOf(feed.own));
+    html_.element("bdi", {}, nameOf(feed.own));
     if (feed.archived) writeState(*feed.archived);
     html_.add("</a></li>");
   }

@@ -27,7 +27,7 @@ struct List {
 std::string placeOf(PageData& data, const List& list) {
   const View& view = data.view;
   if (view.feed != 0) {
-    if (list.feed) return nameOf(list.feed->own.name);
+    if (list.feed) return nameOf(list.feed->own);
     return list.page.items.empty() ? "A feed that is gone" : nameOf(list.page.items.front().feedName);
   }
   return view.category.empty() ? "" : nameOf(view.category);

@@ -76,6 +76,8 @@ std::string lineOf(std::string_view text, std::size_t characters) {
 
 std::string nameOf(std::string_view text) { return lineOf(text, kMaxNameCharacters); }
 
+std::string nameOf(const OwnFeed& feed) { return nameOf(feed.label.empty() ? feed.name : feed.label); }
+
 std::string titleOf(const ArchivedItem& item, std::size_t characters) {
   const std::string title = lineOf(titleText(item.item), characters);
   return title.empty() ? "An item without a title" : title;

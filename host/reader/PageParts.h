@@ -19,6 +19,9 @@ std::string lineOf(std::string_view text, std::size_t characters);
 /// A name for people, in one line: of a feed, a category or an author.
 std::string nameOf(std::string_view text);
 
+/// What the user calls a feed.
+std::string nameOf(const OwnFeed& feed);
+
 /// `title`, or what is said of an item without one.
 std::string titleOf(const ArchivedItem& item, std::size_t characters);
 

@@ -77,7 +77,10 @@ void writeEdit(HtmlWriter& html, PageData& data, const ShownFeed& feed) {
   openForm(html, data, "edit");
   writeHidden(html, "address", withoutUserInformation(feed.own.url));
   html.add("<div class=\"fields\"><label>Name ");
-  html.open("input", {{"name", "name"}, {"value", feed.own.name}, {"autocomplete", "off"}, {"dir", "auto"}});
+  html.open("input", {{"name", "name"},
+                      {"value", feed.own.label.empty() ? feed.own.name : feed.own.label},
+                      {"autocomplete", "off"},
+                      {"dir", "auto"}});
   html.add("</label><label>Category ");
   html.open("input", {{"name", "category"},
                       {"value", feed.own.category},
@@ -110,8 +113,8 @@ void writeUnsubscribed(HtmlWriter& html, const PageData& data) {
 
 void writeSubscription(HtmlWriter& html, PageData& data, const ShownFeed& feed) {
   html.add("<h2 id=\"article-title\" tabindex=\"-1\">");
-  writeBadge(html, data, feed.own.url, feed.own.name);
-  html.element("bdi", {}, nameOf(feed.own.name)).add("</h2>");
+  writeBadge(html, data, feed.own.url, nameOf(feed.own));
+  html.element("bdi", {}, nameOf(feed.own)).add("</h2>");
   if (feed.archived) {
     if (const std::string failure = failureOf(*feed.archived); !failure.empty()) {
       html.add("<p class=\"failure\">");
@@ -133,7 +136,7 @@ void writeSubscription(HtmlWriter& html, PageData& data, const ShownFeed& feed) 
 
 void writeSubscribedPane(HtmlWriter& html, PageData& data) {
   const ShownFeed* const feed = subscribedAt(data);
-  openThirdPane(html, "aside", feed ? nameOf(feed->own.name) : "Not subscribed");
+  openThirdPane(html, "aside", feed ? nameOf(feed->own) : "Not subscribed");
   html.add("<div class=\"tools\">");
   writeWayBack(html, data);
   html.add("</div>");

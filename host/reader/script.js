@@ -6,6 +6,7 @@
   const kMaxRows = 200;
   const kAllParts = 'feeds.items.article.status';
   const kRetryMs = 3000;
+  const kNoticeMs = 8000;
   const $ = id => document.getElementById(id);
   const body = document.body;
 
@@ -47,7 +48,7 @@
     if (!fresh || !old) return;
     if (id === 'status') {
       // What is read aloud has to be there before its text comes.
-      $('notice').replaceChildren(...fresh.querySelector('#notice').childNodes);
+      tell(...fresh.querySelector('#notice').childNodes);
       return;
     }
     const top = old.scrollTop;
@@ -104,23 +105,46 @@
     if (box.bottom > frame.bottom) list.scrollTop += box.bottom - frame.bottom;
   };
 
+  let farewell = 0;
+
+  /** Shows a notice, and takes it away when it was there long enough unless it asks for something. */
+  const tell = (...nodes) => {
+    const place = $('notice');
+    place.replaceChildren(...nodes);
+    clearTimeout(farewell);
+    const toast = place.firstElementChild;
+    if (!toast || toast.matches('.failed, .lasting')) return;
+    const leave = () => {
+      if (toast.matches(':hover, :focus-within')) farewell = setTimeout(leave, kNoticeMs);
+      else toast.remove();
+    };
+    farewell = setTimeout(leave, toast.querySelector('button') ? 2 * kNoticeMs : kNoticeMs);
+  };
+
+  const buttonOf = (text, act) => {
+    const button = document.createElement('button');
+    button.type = 'button';
+    button.textContent = text;
+    button.addEventListener('click', act);
+    return button;
+  };
+
   const say = (text, label, act) => {
     const toast = document.createElement('div');
-    toast.className = 'toast';
+    toast.className = act || text.endsWith('…') ? 'toast lasting' : 'toast';
     const words = document.createElement('p');
     words.textContent = text;
     toast.append(words);
     if (act) {
-      const button = document.createElement('button');
-      button.type = 'button';
-      button.textContent = label;
-      button.addEventListener('click', () => {
+      const close = buttonOf('×', () => toast.remove());
+      close.className = 'dismiss';
+      close.setAttribute('aria-label', 'Dismiss');
+      toast.append(buttonOf(label, () => {
         toast.remove();
         act();
-      });
-      toast.append(button);
+      }), close);
     }
-    $('notice').replaceChildren(toast);
+    tell(toast);
   };
 
   const setLost = isLost => {
@@ -163,20 +187,23 @@
     for (const part of parts.split('.')) put(answer, part);
   };
 
-  /** Shows what is at the address: the parts that differ from what is there. */
+  /** Moves the focus to what a view is about: its article, the row of the item that was left, or its list. */
+  const focusOn = (url, from) => {
+    const place = paneOf(url) === 'article' ? $('article-title')
+      : rowLink(from.searchParams.get('item')) || $('list-title');
+    if (place) place.focus({preventScroll: true});
+  };
+
+  /** Shows those parts of what is at the address. */
   const load = async (url, parts, {focus = false} = {}) => {
+    const from = shown;
     running.abort();
     running = new AbortController();
-    body.classList.add('loading');
     const got = await askFor(without(url), parts, running.signal);
     if (!got) return false;
-    body.classList.remove('loading');
     putParts(got.answer, parts);
     settle();
-    if (focus) {
-      const heading = $(paneOf(url) === 'article' ? 'article-title' : 'list-title');
-      if (heading) heading.focus({preventScroll: true});
-    }
+    if (focus || !document.activeElement.getClientRects().length) focusOn(url, from);
     return true;
   };
 
@@ -570,7 +597,7 @@
     if (!isPage(url) || url.hash) return;
     event.preventDefault();
     if (link.classList.contains('dismiss')) {
-      $('notice').replaceChildren();
+      tell();
     } else if (link.id === 'newer' && pagesAbove.length) {
       extendUp();
     } else if (link.id === 'older') {
