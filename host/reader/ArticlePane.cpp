@@ -68,7 +68,11 @@ void writeTitle(HtmlWriter& html, const PageData& data, const ArchivedItem& item
   }
   writeTime(html, item.item.date, data.now);
   html.add("</p><h2 id=\"article-title\" tabindex=\"-1\" dir=\"auto\">");
-  writeWayOut(html, item.item.link, "", titleOf(item, kMaxTitleCharacters));
+  // Not in a "bdi", which would hide its direction from the heading.
+  const std::optional<std::string> link = browserAddress(item.item.link);
+  if (link) html.open("a", {{"href", *link}, {"target", "_blank"}, {"rel", "noopener noreferrer"}});
+  html.text(titleOf(item, kMaxTitleCharacters));
+  if (link) html.close("a");
   html.add("</h2></header>");
 }
 

@@ -210,9 +210,10 @@ void writeEmpty(HtmlWriter& html, PageData& data, const List& list) {
     writeLink(html, wider, "action", "Show what was read");
     html.add("</p>");
   } else if (view.feed != 0) {
-    const bool wasHad = list.feed && list.feed->archived && list.feed->archived->lastSuccess != CTime();
-    html.add(wasHad ? Markup("<p>This feed has no items.</p>")
-                    : Markup("<p>Nothing has come from this feed yet.</p><p>Refresh to fetch it.</p>"));
+    const bool isKnown = list.feed && list.feed->archived;
+    const bool wasHad = isKnown && list.feed->archived->lastSuccess != CTime();
+    html.add(wasHad ? Markup("<p>This feed has no items.</p>") : Markup("<p>Nothing has come from this feed yet.</p>"));
+    if (!isKnown) html.add("<p>Refresh to fetch it.</p>");
   } else if (data.subscriptions().empty()) {
     html.add("<p>Nothing here yet.</p><p>Subscribe to a feed, and its items come here.</p><p>");
     writeLink(html, asideView(View(), Aside::Add), "action", "Add a feed");

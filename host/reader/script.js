@@ -153,6 +153,10 @@
     note.hidden = !isLost;
     note.textContent = isLost
       ? 'The reader does not answer: it may have been stopped. Start it again with “quillmoria read”.' : '';
+    if (!isLost) return follow();
+    body.classList.remove('refreshing');
+    $('progress').hidden = true;
+    wasRunning = false;
   };
 
   // Asking the reader.
@@ -164,7 +168,9 @@
     try {
       const response = await fetch(url, {credentials: 'same-origin', ...options});
       const answer = parse(await response.text());
-      setLost(false);
+      const isStranger = response.status === 403;  // to another reader, at the same port
+      setLost(isStranger);
+      if (isStranger) return null;
       if (!response.ok) {
         const reason = answer.querySelector('main p');
         say(reason ? reason.textContent : 'That did not work: load the page again.', 'Load again', () => location.reload());
@@ -711,9 +717,8 @@
     showCounts();
   };
 
-  /** Another tab has changed something: follow it once it is quiet. */
-  const onChanged = () => {
-    if (ownChanges || Date.now() - ownChangeAt < 1000) return;
+  /** Takes what has changed elsewhere, once it is quiet there. */
+  const follow = () => {
     clearTimeout(changes);
     changes = setTimeout(async () => {
       const got = await askFor(without(urlOf(location.href)), 'feeds.article');
@@ -723,6 +728,10 @@
       await syncRows();
       showCounts();
     }, 300);
+  };
+
+  const onChanged = () => {
+    if (!ownChanges && Date.now() - ownChangeAt > 1000) follow();
   };
 
   let feedsSoon = 0;
@@ -753,7 +762,7 @@
     stream.addEventListener('feed', onFeed);
     stream.addEventListener('error', () => {
       hangUp();
-      setLost(true);
+      askFor(without(urlOf(location.href)), 'status');  // which tells whether the reader is there
       retry = setTimeout(listen, kRetryMs);
     });
   };
@@ -761,7 +770,7 @@
   const onVisibility = () => {
     if (document.hidden) return hangUp();
     listen();
-    onChanged();
+    follow();
   };
 
   document.addEventListener('click', onClick);
