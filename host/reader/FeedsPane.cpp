@@ -159,7 +159,7 @@ class TreeWriter {
   }
 
   void writeState(const ArchivedFeed& feed) {
-    if (const std::string failure = failureOf(feed); !failure.empty()) {
+    if (const std::string failure = whyItFails(feed); !failure.empty()) {
       html_.open("span", {{"class", "fails"}, {"title", failure}});
       writeIcon(html_, "warn");
       writeUnseen(html_, "fails");

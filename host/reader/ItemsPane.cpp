@@ -19,10 +19,15 @@ constexpr std::size_t kMaxBytes = 48000;
 
 /// A page of the list and what it is called.
 struct List {
+  ItemQuery query;
   ItemPage page;
   std::string title;
   const ShownFeed* feed = nullptr;  ///< if it is of one feed and that has been looked up
 };
+
+ItemPage itemsOf(PageData& data, const ItemQuery& query) {
+  return data.context.archives.use([&query](NewsArchive& archive) { return archive.Items(query); });
+}
 
 std::string placeOf(PageData& data, const List& list) {
   const View& view = data.view;
@@ -44,8 +49,8 @@ std::string titleOf(PageData& data, const List& list) {
 /// Where the list is empty its feed says why; feeds are looked up for nothing else.
 List listFor(PageData& data) {
   List list;
-  const ItemQuery query = queryOf(data.view, data.context.baseFolder);
-  list.page = data.context.archives.use([&query](NewsArchive& archive) { return archive.Items(query); });
+  list.query = queryOf(data.view, data.context.baseFolder);
+  list.page = itemsOf(data, list.query);
   const bool needsFeed = data.feedsAtHand() || list.page.items.empty();
   if (data.view.feed != 0 && needsFeed) list.feed = data.feed(data.view.feed);
   list.title = titleOf(data, list);
@@ -80,20 +85,18 @@ void writeRow(HtmlWriter& html, const PageData& data, const ArchivedItem& item) 
 }
 
 /// Writes the rows, and shortens the page if they become too long.
-void writeRows(HtmlWriter& html, PageData& data, ItemPage& page) {
+void writeRows(HtmlWriter& html, PageData& data, List& list) {
   HtmlWriter rows;
   std::size_t count = 0;
-  for (; count < page.items.size() && (count == 0 || rows.size() < kMaxBytes); ++count) {
-    writeRow(rows, data, page.items[count]);
+  for (; count < list.page.items.size() && (count == 0 || rows.size() < kMaxBytes); ++count) {
+    writeRow(rows, data, list.page.items[count]);
   }
-  if (count < page.items.size()) {
-    ItemQuery query = queryOf(data.view, data.context.baseFolder);
-    query.limit = static_cast<std::int32_t>(count);
-    page = data.context.archives.use([&query](NewsArchive& archive) { return archive.Items(query); });
+  if (count < list.page.items.size()) {
+    list.query.limit = static_cast<std::int32_t>(count);
+    list.page = itemsOf(data, list.query);
   }
-  View here = data.view;
-  here.item = 0;
-  here.aside = Aside::Article;
+  View here = listOf(data.view);
+  here.before = data.view.before;
   html.open("ol", {{"class", "rows"}, {"data-page", addressOf(here)}});
   html.add(rows).close("ol");
 }
@@ -128,12 +131,11 @@ void writeFilterLink(HtmlWriter& html, const PageData& data, bool onlyUnread, st
 }
 
 /// Marks what stands in the list from its first item on, so that nothing is marked that came in meanwhile.
-void writeMarkAll(HtmlWriter& html, PageData& data, const ItemPage& page) {
-  if (page.items.empty()) return;
-  ItemQuery query = queryOf(data.view, data.context.baseFolder);
+void writeMarkAll(HtmlWriter& html, PageData& data, const List& list) {
+  if (list.page.items.empty()) return;
+  ItemQuery query = list.query;
   query.limit = 1;
-  const std::optional<std::int64_t> from =
-      data.context.archives.use([&query](NewsArchive& archive) { return archive.Items(query); }).next;
+  const std::optional<std::int64_t> from = itemsOf(data, query).next;
   const View& view = data.view;
   openForm(html, data, "mark", "mark-all");
   writeHidden(html, "all", "1");
@@ -142,7 +144,7 @@ void writeMarkAll(HtmlWriter& html, PageData& data, const ItemPage& page) {
   if (view.onlyUnread) writeHidden(html, "unread", "1");
   if (view.onlyStarred) writeHidden(html, "starred", "1");
   if (!view.words.empty()) writeHidden(html, "q", view.words);
-  writeHidden(html, "first", std::to_string(page.items.front().details.id));
+  writeHidden(html, "first", std::to_string(list.page.items.front().details.id));
   if (from) writeHidden(html, "from", std::to_string(*from));
   html.add("<button name=\"mark\" value=\"read\">");
   writeIcon(html, "check");
@@ -169,13 +171,13 @@ void writeHead(HtmlWriter& html, PageData& data, const List& list) {
   writeFilterLink(html, data, false, "All");
   writeFilterLink(html, data, true, "Unread");
   html.add("</div>");
-  writeMarkAll(html, data, list.page);
+  writeMarkAll(html, data, list);
   html.add("</div></div>");
 }
 
 void writeFailure(HtmlWriter& html, const PageData& data, const List& list) {
   if (!list.feed || !list.feed->archived) return;
-  const std::string failure = failureOf(*list.feed->archived);
+  const std::string failure = whyItFails(*list.feed->archived);
   if (failure.empty()) return;
   html.add("<p class=\"failure\">");
   writeIcon(html, "warn");
@@ -254,7 +256,7 @@ void writeItemsPane(HtmlWriter& html, PageData& data) {
   } else {
     writeRowForm(html, data, "star");
     writeRowForm(html, data, "unstar");
-    writeRows(html, data, list.page);
+    writeRows(html, data, list);
     writeContinuation(html, data, list.page);
   }
   html.add("</section>");

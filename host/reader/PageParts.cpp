@@ -150,7 +150,7 @@ std::string_view adviceOn(Outcome outcome) {
   return advice == std::end(kAdvice) ? std::string_view() : advice->text;
 }
 
-std::string failureOf(const ArchivedFeed& feed) {
+std::string whyItFails(const ArchivedFeed& feed) {
   if (feed.failures <= 0 && feed.lastOutcome != Outcome::Gone) return "";
   std::string text = lineOf(withoutUserInformation(feed.lastStatus), kMaxStatusCharacters);
   if (text.empty()) text = "The last refresh failed";

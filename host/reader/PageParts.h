@@ -58,7 +58,7 @@ void writeBadge(HtmlWriter& html, const PageData& data, const std::string& url, 
 std::string_view adviceOn(Outcome outcome);
 
 /// Why the last pulls of a feed failed, as a sentence, with what to do; empty if they did not.
-std::string failureOf(const ArchivedFeed& feed);
+std::string whyItFails(const ArchivedFeed& feed);
 
 /// The list alone: the view without item, aside and continuation.
 View listOf(const View& view);

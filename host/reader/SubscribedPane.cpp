@@ -116,7 +116,7 @@ void writeSubscription(HtmlWriter& html, PageData& data, const ShownFeed& feed) 
   writeBadge(html, data, feed.own.url, nameOf(feed.own));
   html.element("bdi", {}, nameOf(feed.own)).add("</h2>");
   if (feed.archived) {
-    if (const std::string failure = failureOf(*feed.archived); !failure.empty()) {
+    if (const std::string failure = whyItFails(*feed.archived); !failure.empty()) {
       html.add("<p class=\"failure\">");
       writeIcon(html, "warn");
       html.add("<span>This feed fails: ").element("bdi", {}, failure).add("</span></p>");
