@@ -82,7 +82,7 @@ std::vector<OwnFeed> calledOtherwise(const std::vector<OwnFeed>& before, const s
 }
 
 void call(OPMLDoc::OutlineStruct& feed, const OwnFeed& now, const std::string& name, std::vector<OwnFeed> all) {
-  if (name.empty() || name == now.name || name == now.label) return;
+  if (name.empty() || name == now.name) return;
   std::erase_if(all, [&now](const OwnFeed& each) { return each.url == now.url; });
   feed.text = toUtf16(labelFor(name, now.url, all));
 }

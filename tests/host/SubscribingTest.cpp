@@ -97,6 +97,7 @@ TEST(Subscription, IsChangedInTheListAndInTheArchive) {
     try {
       changeSubscription(kUnreachable + number, name, category, folder.name());
       EXPECT_EQ(listed(folder.name()), parts(after));
+      EXPECT_THAT(exportedList(folder.name()), testing::Not(testing::ContainsRegex("title=\"[^\"]*\"/>")));  // empty
     } catch (const Failure& failure) {
       EXPECT_EQ(failure.what(), after);
     }
