@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,10 @@
 
 namespace quillmoria {
 namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatienceForPull = 1s;
 
 struct ReadOptions {
   int port = 0;
@@ -75,19 +80,29 @@ int showOther(const RunningReader& running, const ReadOptions& options, Output& 
   return kDone;
 }
 
+/// Serves the page until a signal comes.
+void serve(const RunningReader& running, ReaderState& reader, const EndSignals& signals, const ReadOptions& options,
+           Output& output) {
+  const ReaderServer server(options.port, reader);
+  running.tell(server.address());
+  tell(server.address(), output);
+  if (!options.withoutBrowser) openInBackground(server.address());
+  signals.wait();
+}
+
 int run(const ReadOptions& options, const Invocation& invocation) {
   if (invocation.profile == Profile::Classic) throw Failure(kWrongUse, "the classic profile keeps no archive to read");
   const std::string baseFolder = openBaseFolder(invocation.base);
-  const RunningReader running(baseFolder);
-  if (running.isAnother()) return showOther(running, options, invocation.output);
+  auto running = std::make_unique<RunningReader>(baseFolder);
+  if (running->isAnother()) return showOther(*running, options, invocation.output);
   const EndSignals signals;
   const auto interval = options.minutes > 0 ? std::optional(std::chrono::minutes(options.minutes)) : std::nullopt;
   ReaderState reader(baseFolder, options.connected, interval);
-  const ReaderServer server(options.port, reader);
-  running.tell(server.address());
-  tell(server.address(), invocation.output);
-  if (!options.withoutBrowser) openInBackground(server.address());
-  signals.wait();
+  serve(*running, reader, signals, options, invocation.output);
+  running.reset();
+  reader.refresher.stop();
+  // A server that does not answer may take half a minute to be given up; at the end of the process the engine does it.
+  if (!reader.refresher.waitUntilDone(kPatienceForPull)) std::exit(kDone);
   return kDone;
 }
 

@@ -16,6 +16,7 @@
 
 #include "Archive.h"
 #include "Failure.h"
+#include "reader/BoundedServer.h"
 #include "reader/FormActions.h"
 #include "reader/Pages.h"
 #include "reader/PeerOwner.h"
@@ -34,10 +35,10 @@ enum HttpStatus : int { kOk = 200, kSeeOther = 303, kForbidden = 403, kNotFound 
 constexpr std::size_t kThreads = 64;
 constexpr int kMaxListeners = 24;
 constexpr time_t kIdleSeconds = 1;
-constexpr time_t kRequestSeconds = 5;
 constexpr std::size_t kRequestsPerConnection = 10'000;
-constexpr std::size_t kMaxBodyBytes = 32 << 20;  // of a list to be imported
 constexpr auto kHeartbeat = 15s;
+// The body may be a list to be imported.
+constexpr RequestBounds kRequestBounds{.headBytes = 64 << 10, .bodyBytes = 32 << 20, .headTime = 10s, .time = 60s};
 
 constexpr char kPagePolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; frame-src 'self'; "
@@ -94,9 +95,9 @@ std::string partsOf(const Request& request) {
   return std::ranges::all_of(parts, isMeant) ? parts : "";
 }
 
-/// What a form has sent, in either of the forms that forms have.
+/// What a form has sent in its body, in either of the forms that forms have.
 Form formOf(const Request& request) {
-  Form form{.fields = Fields(request.params.begin(), request.params.end())};
+  Form form{.fields = request.is_multipart_form_data() ? Fields() : fieldsFrom(request.body)};
   for (const auto& [name, part] : request.files) {
     if (name == "list" && !part.filename.empty()) {
       form.list = part.content;
@@ -122,10 +123,14 @@ void explain(const std::exception_ptr& error, Response& response) {
   answer(response, errorPageOf(text), kHtml);
 }
 
-/// The address with the key stands in the command line of the browser that was started, where other users may see it.
-bool isFromAnotherUser(const Request& request) {
-  const std::optional<uid_t> owner = ownerOfPeer(request.remote_port);
-  return owner && *owner != geteuid();
+/// Other users of the machine have no business here, whatever they know: the address with the key stands in the command
+/// line of the browser that was started, where they may see it. The administrator may do as he likes anyway.
+bool isOfThisUser(const Connection& connection) {
+  std::string address;
+  int port = 0;
+  connection.get_remote_ip_and_port(address, port);
+  const std::optional<uid_t> owner = ownerOfPeer(port);
+  return !owner || *owner == geteuid() || *owner == 0;
 }
 
 /// Without the option by which others of the same user could listen at the port as well.
@@ -137,7 +142,7 @@ void setSocketOptions(int socket) {
 }  // namespace
 
 ReaderServer::ReaderServer(int port, ReaderState& reader)
-    : reader_(reader), server_(std::make_unique<httplib::Server>()) {
+    : reader_(reader), server_(std::make_unique<BoundedServer>(kRequestBounds, isOfThisUser)) {
   configure();
   const int bound =
       port == 0 ? server_->bind_to_any_port("127.0.0.1") : (server_->bind_to_port("127.0.0.1", port) ? port : -1);
@@ -147,6 +152,7 @@ ReaderServer::ReaderServer(int port, ReaderState& reader)
                                              " cannot be had, another program may have it: choose another with --port");
   }
   gate_ = std::make_unique<Gate>(bound);
+  server_->admit([this](const Request& head) { return gate_->judge(head) != Verdict::Refused; });
   addRoutes();
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   while (!server_->is_running()) std::this_thread::yield();
@@ -164,8 +170,7 @@ void ReaderServer::configure() {
   server_->set_tcp_nodelay(true);
   server_->set_keep_alive_max_count(kRequestsPerConnection);
   server_->set_keep_alive_timeout(kIdleSeconds);
-  server_->set_read_timeout(kRequestSeconds);
-  server_->set_payload_max_length(kMaxBodyBytes);
+  server_->set_payload_max_length(kRequestBounds.bodyBytes);
   server_->set_default_headers({{"Cache-Control", "no-store"},
                                 {"X-Content-Type-Options", "nosniff"},
                                 {"Referrer-Policy", "same-origin"},
@@ -173,6 +178,9 @@ void ReaderServer::configure() {
                                 {"Cross-Origin-Opener-Policy", "same-origin"}});
   server_->set_exception_handler(
       [](const Request&, Response& response, const std::exception_ptr& error) { explain(error, response); });
+  server_->set_error_handler([](const Request&, Response& response) {
+    if (response.body.empty()) answer(response, errorPageOf("There is nothing at this address."), kHtml);
+  });
 }
 
 void ReaderServer::addRoutes() {
@@ -207,7 +215,6 @@ bool ReaderServer::isAnswered(const Request& request, Response& response) const 
     case Verdict::Admitted:
       return false;
     case Verdict::Entering:
-      if (isFromAnotherUser(request)) break;
       response.set_header("Set-Cookie", gate_->cookie());
       show({}, "", response);
       return true;
@@ -215,7 +222,7 @@ bool ReaderServer::isAnswered(const Request& request, Response& response) const 
       break;
   }
   response.status = kForbidden;
-  response.set_header("Connection", "close");
+  response.set_header("Connection", "close");  // its body is not read
   answer(response, strangerPage(), kHtml);
   return true;
 }

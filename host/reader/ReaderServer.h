@@ -9,12 +9,13 @@
 #include "reader/ReaderState.h"
 
 namespace httplib {
-class Server;
 struct Request;
 struct Response;
 }  // namespace httplib
 
 namespace quillmoria {
+
+class BoundedServer;
 
 /// Serves the reader's page on 127.0.0.1 while it lives, to whoever comes through its Gate.
 class ReaderServer {
@@ -48,7 +49,7 @@ class ReaderServer {
   void setImages(const httplib::Request& request, httplib::Response& response);
 
   ReaderState& reader_;
-  std::unique_ptr<httplib::Server> server_;
+  std::unique_ptr<BoundedServer> server_;
   std::unique_ptr<Gate> gate_;
   std::atomic<int> listeners_ = 0;  ///< connections that hear of events
   std::thread thread_;

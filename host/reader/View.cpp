@@ -41,7 +41,9 @@ std::string decoded(std::string_view text) {
   return result;
 }
 
-Fields fieldsOf(std::string_view query) {
+}  // namespace
+
+Fields fieldsFrom(std::string_view query) {
   Fields fields;
   while (!query.empty()) {
     const std::size_t end = std::min(query.find('&'), query.size());
@@ -52,8 +54,6 @@ Fields fieldsOf(std::string_view query) {
   }
   return fields;
 }
-
-}  // namespace
 
 std::string fieldOf(const Fields& fields, const std::string& name) {
   const auto found = fields.find(name);
@@ -83,7 +83,7 @@ View viewOf(const Fields& fields) {
   return view;
 }
 
-View viewFrom(std::string_view query) { return viewOf(fieldsOf(query)); }
+View viewFrom(std::string_view query) { return viewOf(fieldsFrom(query)); }
 
 std::string fieldValue(std::string_view text) {
   constexpr char kDigits[] = "0123456789ABCDEF";

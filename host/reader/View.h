@@ -12,6 +12,9 @@ namespace quillmoria {
 /// The fields of an address or a form, decoded.
 using Fields = std::multimap<std::string, std::string>;
 
+/// The fields of the part of an address behind its "?", or of a form's body in the same form.
+Fields fieldsFrom(std::string_view query);
+
 /// The first field called so; empty if there is none.
 std::string fieldOf(const Fields& fields, const std::string& name);
 
