@@ -22,7 +22,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatienceForPull = 1s;
+constexpr auto kPatienceAtEnd = 1s;
 
 struct ReadOptions {
   int port = 0;
@@ -80,14 +80,13 @@ int showOther(const RunningReader& running, const ReadOptions& options, Output& 
   return kDone;
 }
 
-/// Serves the page until a signal comes.
-void serve(const RunningReader& running, ReaderState& reader, const EndSignals& signals, const ReadOptions& options,
-           Output& output) {
-  const ReaderServer server(options.port, reader);
-  running.tell(server.address());
-  tell(server.address(), output);
-  if (!options.withoutBrowser) openInBackground(server.address());
-  signals.wait();
+/// Ends the process if it has not ended by then: what asks a server that does not answer may take half a minute to give
+/// up. All files are whole at any time.
+void endWithin(std::chrono::milliseconds patience) {
+  std::thread([patience] {
+    std::this_thread::sleep_for(patience);
+    std::_Exit(kDone);
+  }).detach();
 }
 
 int run(const ReadOptions& options, const Invocation& invocation) {
@@ -98,11 +97,13 @@ int run(const ReadOptions& options, const Invocation& invocation) {
   const EndSignals signals;
   const auto interval = options.minutes > 0 ? std::optional(std::chrono::minutes(options.minutes)) : std::nullopt;
   ReaderState reader(baseFolder, options.connected, interval);
-  serve(*running, reader, signals, options, invocation.output);
+  const ReaderServer server(options.port, reader);
+  running->tell(server.address());
+  tell(server.address(), invocation.output);
+  if (!options.withoutBrowser) openInBackground(server.address());
+  signals.wait();
   running.reset();
-  reader.refresher.stop();
-  // A server that does not answer may take half a minute to be given up; at the end of the process the engine does it.
-  if (!reader.refresher.waitUntilDone(kPatienceForPull)) std::exit(kDone);
+  endWithin(kPatienceAtEnd);
   return kDone;
 }
 

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
 constexpr std::size_t kBufferBytes = 16 << 10;
-constexpr auto kWritePatience = 5s;
+constexpr milliseconds kPatience = 5s;  // with a client that neither sends nor takes a byte
 
 /// Whether `events` come within `patience`.
 bool waitFor(socket_t socket, short events, milliseconds patience) {
@@ -64,7 +64,7 @@ bool Connection::is_readable() const { return place_ < buffer_.size() || waitFor
 bool Connection::is_writable() const {
   char byte = 0;
   const bool isGone = waitFor(socket_, POLLIN, 0ms) && recv(socket_, &byte, 1, MSG_PEEK) == 0;
-  return !isGone && waitFor(socket_, POLLOUT, kWritePatience);
+  return !isGone && waitFor(socket_, POLLOUT, kPatience);
 }
 
 ssize_t Connection::read(char* bytes, std::size_t size) {
@@ -80,7 +80,7 @@ ssize_t Connection::read(char* bytes, std::size_t size) {
 }
 
 ssize_t Connection::write(const char* bytes, std::size_t size) {
-  if (!waitFor(socket_, POLLOUT, kWritePatience)) return -1;
+  if (!waitFor(socket_, POLLOUT, kPatience)) return -1;
   ssize_t sent = 0;
   do {
     sent = send(socket_, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -98,9 +98,9 @@ void Connection::get_local_ip_and_port(std::string& address, int& port) const {
 
 /// Waits for the next bytes of the request, no longer than it may take.
 bool Connection::fill() {
-  const auto left = std::chrono::duration_cast<milliseconds>(start_ + (isInHead_ ? bounds_.headTime : bounds_.time) -
-                                                             Clock::now());
-  if (left <= 0ms || !waitFor(socket_, POLLIN, left)) return false;
+  const auto left =
+      std::chrono::duration_cast<milliseconds>(start_ + (isInHead_ ? bounds_.headTime : bounds_.time) - Clock::now());
+  if (left <= 0ms || !waitFor(socket_, POLLIN, std::min(left, kPatience))) return false;
   buffer_.resize(kBufferBytes);
   ssize_t count = 0;
   do {

@@ -17,8 +17,8 @@ struct RequestBounds {
   std::chrono::milliseconds time;      ///< and to its last
 };
 
-/// A connection of a client, closed at the end of the scope, from which a request can be read within bounds: what is beyond
-/// them looks like its end. One thread at a time.
+/// A connection of a client, closed at the end of the scope, from which a request can be read within bounds: what is
+/// beyond them looks like its end. One thread at a time.
 class Connection : public httplib::Stream {
  public:
   /// Owns `socket`.
@@ -49,8 +49,8 @@ class Connection : public httplib::Stream {
   std::string buffer_;
   std::size_t place_ = 0;  ///< of the first byte in the buffer that has not been read
   Clock::time_point start_;
-  std::size_t bytes_ = 0;     ///< of the request that have been read
-  std::size_t lineBytes_ = 0; ///< of the line of the head that is being read
+  std::size_t bytes_ = 0;      ///< of the request that have been read
+  std::size_t lineBytes_ = 0;  ///< of the line of the head that is being read
   bool isInHead_ = true;
 };
 
