@@ -17,6 +17,7 @@ namespace quillmoria {
 namespace {
 
 constexpr std::size_t kMaxTitleCharacters = 2000;
+constexpr std::size_t kLongTitleBytes = 160;
 constexpr std::size_t kMaxAuthorCharacters = 300;
 constexpr std::size_t kMaxCategories = 20;
 constexpr std::size_t kMaxCategoryCharacters = 60;
@@ -67,11 +68,16 @@ void writeTitle(HtmlWriter& html, const PageData& data, const ArchivedItem& item
     html.element("bdi", {{"class", "author"}}, author);
   }
   writeTime(html, item.item.date, data.now);
-  html.add("</p><h2 id=\"article-title\" tabindex=\"-1\" dir=\"auto\">");
+  html.add("</p>");
+  const std::string title = titleOf(item, kMaxTitleCharacters);
+  html.open("h2", {{"id", "article-title"},
+                   {"class", valueIf(title.size() > kLongTitleBytes, "long")},
+                   {"tabindex", "-1"},
+                   {"dir", "auto"}});
   // Not in a "bdi", which would hide its direction from the heading.
   const std::optional<std::string> link = browserAddress(item.item.link);
   if (link) html.open("a", {{"href", *link}, {"target", "_blank"}, {"rel", "noopener noreferrer"}});
-  html.text(titleOf(item, kMaxTitleCharacters));
+  html.text(title);
   if (link) html.close("a");
   html.add("</h2></header>");
 }

@@ -86,7 +86,7 @@
   };
 
   const showCurrent = () => {
-    const item = urlOf(location.href).searchParams.get('item');
+    const item = chosenItem();
     for (const link of document.querySelectorAll('.row > a[aria-current]')) link.removeAttribute('aria-current');
     const link = item && rowLink(item);
     if (!link) return;
@@ -467,7 +467,9 @@
     }
   };
 
-  const currentRow = () => rowOf(openItem()) || null;
+  /** The item that the address names; its article may still be on its way. */
+  const chosenItem = () => urlOf(location.href).searchParams.get('item');
+  const currentRow = () => rowOf(chosenItem());
 
   const openRow = row => {
     const url = urlOf(row.querySelector('a').href);
@@ -528,7 +530,7 @@
 
   const currentItem = () => {
     const focused = document.activeElement && document.activeElement.closest('.row');
-    return focused ? focused.id.slice(1) : openItem();
+    return focused ? focused.id.slice(1) : chosenItem();
   };
 
   const toggle = (isOn, on, off) => {

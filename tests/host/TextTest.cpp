@@ -6,6 +6,7 @@
 
 #include "host/Since.h"
 #include "host/WebAddress.h"
+#include "host/reader/Times.h"
 #include "support/Table.h"
 
 namespace quillmoria {
@@ -60,6 +61,16 @@ TEST(SinceMoment, IsATimeBackOrTheBeginningOfADay) {
     const std::optional<CTime> since = sinceMoment(text, now);
     EXPECT_EQ(since ? since->Format("%Y-%m-%d %H:%M:%S") : "-", moment) << text;
   }
+}
+
+TEST(SaidTime, IsAsShortAsTheDaysBetweenAllow) {
+  const CTime now(2026, 3, 10, 14, 30, 0);
+  for (const auto& [text, said] : readTable<2>("host/said-times.tsv")) {
+    const auto number = [&text](std::size_t at, std::size_t length) { return std::stoi(text.substr(at, length)); };
+    const CTime time(number(0, 4), number(5, 2), number(8, 2), number(11, 2), number(14, 2), number(17, 2));
+    EXPECT_EQ(saidTime(time, now), said) << text;
+  }
+  EXPECT_EQ(saidTime(CTime(), now), "");
 }
 
 }  // namespace
