@@ -107,7 +107,7 @@ class TreeWriter {
     html_.add("</ul>");
     if (omitted_ == 0) return;
     html_.add("<p class=\"more\">And ").text(std::to_string(omitted_));
-    html_.add(" more: choose a category to see its feeds, or search.</p>");
+    html_.add(" more: search for their items, or keep fewer feeds in a category.</p>");
   }
 
  private:
@@ -142,12 +142,12 @@ class TreeWriter {
   }
 
   void writeFeed(const ShownFeed& feed) {
-    if (!hasRoom()) {
+    const bool isChosen = feed.archived && feed.archived->id == data_.view.feed;
+    if (!hasRoom() && !isChosen) {
       omitted_ += 1;
       return;
     }
     rows_ += 1;
-    const bool isChosen = feed.archived && feed.archived->id == data_.view.feed;
     const View target =
         feed.archived ? feedView(data_.view, feed.archived->id) : subscriptionView(data_.view, feed.own.url);
     html_.add("<li>").open(

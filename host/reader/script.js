@@ -456,10 +456,16 @@
 
   // Moving through the list.
 
+  /** How many rows stand above what is seen of the list. */
+  const rowsAbove = all => {
+    const top = document.querySelector('.head').getBoundingClientRect().bottom;
+    return Math.max(all.findIndex(row => row.getBoundingClientRect().top >= top - 1), 0);
+  };
+
   const neighbour = async (from, step, isWanted = () => true) => {
     for (;;) {
       const all = rows();
-      const start = from ? all.indexOf(from) : -1;
+      const start = from ? all.indexOf(from) : rowsAbove(all) - 1;
       const rest = step > 0 ? all.slice(start + 1) : all.slice(0, Math.max(start, 0)).reverse();
       const found = rest.find(isWanted);
       if (found) return found;
@@ -634,11 +640,13 @@
       return undo();
     }
     if (action === 'mark' && fields.get('ids')) return mark(fields.get('ids'), fields.get('mark'));
-    if (button) button.disabled = true;
+    // A disabled one would lose the focus.
+    if (button && button.getAttribute('aria-disabled')) return;
+    if (button) button.setAttribute('aria-disabled', 'true');
     if (action === 'add') say('Looking for the feed…');
     const parts = partsAfter(action);
     const got = await post(action, fields, parts, form.enctype === 'multipart/form-data');
-    if (button) button.disabled = false;
+    if (button) button.removeAttribute('aria-disabled');
     if (!got) return;
     const target = without(got.url);
     const isElsewhere = target.search !== without(urlOf(location.href)).search;
@@ -671,6 +679,7 @@
   const showProgress = state => {
     const bar = $('progress');
     body.classList.toggle('refreshing', state.running);
+    if (!state.running && bar.contains(document.activeElement)) $('refresh').querySelector('button').focus();
     bar.hidden = !state.running;
     const progress = bar.querySelector('progress');
     progress.max = state.all || 1;
