@@ -67,8 +67,8 @@ void writeFacts(HtmlWriter& html, const PageData& data, const ShownFeed& feed) {
   facts.time("Had last", known.lastSuccess, "never");
   facts.time("Asked last", known.lastAsked, "never");
   facts.time("Due next", known.nextDue, "no more");
-  facts.text("Items", std::to_string(known.itemCount) + ", " + std::to_string(known.unreadCount) + " unread, " +
-                          std::to_string(known.starredCount) + " starred");
+  facts.text("Items", std::to_string(known.itemCount) + " (" + std::to_string(known.unreadCount) + " unread, " +
+                          std::to_string(known.starredCount) + " starred)");
   facts.text("Format", nameOf(known.format));
 }
 

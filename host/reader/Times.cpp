@@ -20,6 +20,7 @@ std::string saidTime(CTime time, CTime now) {
   if (time == CTime()) return "";
   const auto daysAgo = (dayOf(now) - dayOf(time)).count();
   if (daysAgo == 0) return time.Format("%H:%M");
+  if (daysAgo == -1) return time.Format("tomorrow %H:%M");
   if (daysAgo == 1) return time.Format("yesterday %H:%M");
   // A week ago the day has the same name as today.
   if (daysAgo > 1 && daysAgo < 7) return time.Format("%A");

@@ -329,14 +329,18 @@
   const syncRows = async () => {
     const lists = [...document.querySelectorAll('.rows')];
     if (!lists.length) return load(urlOf(location.href), 'items');
+    const seen = new Set();
     for (const list of lists) {
       const got = await askFor(urlOf(list.dataset.page), 'items');
       if (!got) return;
       for (const fresh of got.answer.querySelectorAll('.row')) {
         const star = fresh.querySelector('.star').getAttribute('aria-pressed') === 'true';
         setRow(fresh.id.slice(1), {read: !fresh.classList.contains('unread'), starred: star});
+        seen.add(fresh.id);
       }
     }
+    if (urlOf(lists[0].dataset.page).searchParams.get('unread') !== '1') return;
+    for (const row of rows()) if (!seen.has(row.id)) setRow(row.id.slice(1), {read: true});
   };
 
   const undo = async () => {
