@@ -6,6 +6,7 @@
 #include "Browser.h"
 #include "Text.h"
 #include "reader/HtmlWriter.h"
+#include "reader/LocalHtml.h"
 #include "reader/PageParts.h"
 
 namespace quillmoria {
@@ -18,15 +19,6 @@ bool isLanguage(std::string_view text) {
   constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-";
   return !text.empty() && text.size() <= kMaxLanguageBytes &&
          text.find_first_not_of(kAllowed) == std::string_view::npos;
-}
-
-/// Whether there is an image with an address of the web in what the engine has written: attributes are quoted there.
-bool hasWebImage(std::string_view html) {
-  for (std::size_t at = html.find("<img "); at != std::string_view::npos; at = html.find("<img ", at + 1)) {
-    const std::string_view tag = html.substr(at, html.find('>', at) - at);
-    if (tag.find(" src=\"http") != std::string_view::npos) return true;
-  }
-  return false;
 }
 
 void beginDocument(HtmlWriter& html, const std::string& language, std::string_view title) {
@@ -51,16 +43,15 @@ std::string pictureOf(const ArchivedItem& item, const std::string& text) {
 
 bool hasRemoteImages(const ArchivedItem& item) {
   const std::string text = textOf(item);
-  return hasWebImage(text) || !pictureOf(item, text).empty();
+  return asksElsewhere(text) || !pictureOf(item, text).empty();
 }
 
-std::string frameOf(const ArchivedItem& item) {
-  const std::string text = textOf(item);
+std::string frameOf(const ArchivedItem& item, bool withImages) {
+  const std::string text = withImages ? textOf(item) : withoutAsking(textOf(item));
   HtmlWriter html;
   const std::string& language = item.details.language;
   beginDocument(html, isLanguage(language) ? language : "und", titleOf(item, kMaxTitleCharacters));
-  // Without a text in its place where images are off: it says nothing that the article does not.
-  if (const std::string picture = pictureOf(item, text); !picture.empty()) {
+  if (const std::string picture = pictureOf(item, text); withImages && !picture.empty()) {
     html.open("p", {{"class", "picture"}}).open("img", {{"src", picture}, {"alt", ""}}).add("</p>");
   }
   if (text.empty()) {

@@ -15,8 +15,8 @@ std::string pictureOf(const ArchivedItem& item, const std::string& text);
 /// Whether an article's document asks for images from elsewhere.
 bool hasRemoteImages(const ArchivedItem& item);
 
-/// The document of an item's frame.
-std::string frameOf(const ArchivedItem& item);
+/// The document of an item's frame, which asks for nothing from elsewhere unless it is `withImages`.
+std::string frameOf(const ArchivedItem& item, bool withImages);
 
 /// A document for the frame that says one thing.
 std::string frameNote(const std::string& text);

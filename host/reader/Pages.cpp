@@ -143,9 +143,9 @@ std::string partsOf(std::string_view parts, const View& view, const PageContext&
   return std::move(html).take();
 }
 
-std::string articleOf(std::int64_t id, Archives& archives) {
+std::string articleOf(std::int64_t id, bool withImages, Archives& archives) {
   const std::optional<ArchivedItem> item = archives.use([id](NewsArchive& archive) { return archive.Item(id); });
-  return item ? frameOf(*item) : frameNote("There is no such item any more.");
+  return item ? frameOf(*item, withImages) : frameNote("There is no such item any more.");
 }
 
 std::string errorPageOf(std::string_view text) { return noteOf("That did not work", text, true); }

@@ -33,8 +33,9 @@ std::string pageOf(const View& view, const PageContext& context);
 /// between them ("feeds.status"). What a script puts in the place of the elements that are there. Throws likewise.
 std::string partsOf(std::string_view parts, const View& view, const PageContext& context);
 
-/// The document of an article's frame. A note that there is none, for an unknown `id`. Throws ArchiveError.
-std::string articleOf(std::int64_t id, Archives& archives);
+/// The document of an article's frame, which asks for nothing from elsewhere unless it is `withImages`. A note that
+/// there is none, for an unknown `id`. Throws ArchiveError.
+std::string articleOf(std::int64_t id, bool withImages, Archives& archives);
 
 /// A document that says what went wrong, with a way back to the page; `text` is plain.
 std::string errorPageOf(std::string_view text);

@@ -47,7 +47,8 @@ constexpr char kArticlePolicy[] =
     "default-src 'none'; style-src 'self'; img-src data:; base-uri 'none'; form-action 'none'; "
     "frame-ancestors 'self'; sandbox allow-same-origin allow-popups allow-popups-to-escape-sandbox";
 constexpr char kArticlePolicyWithImages[] =
-    "default-src 'none'; style-src 'self'; img-src data: http: https:; base-uri 'none'; form-action 'none'; "
+    "default-src 'none'; style-src 'self'; img-src data: http: https:; media-src http: https:; base-uri 'none'; "
+    "form-action 'none'; "
     "frame-ancestors 'self'; sandbox allow-same-origin allow-popups allow-popups-to-escape-sandbox";
 
 constexpr char kHtml[] = "text/html; charset=utf-8";
@@ -244,8 +245,9 @@ void ReaderServer::showPage(const Request& request, Response& response) {
 
 void ReaderServer::showArticle(const Request& request, Response& response) {
   const std::int64_t id = numberOf(Fields(request.params.begin(), request.params.end()), "id");
-  answer(response, articleOf(id, reader_.archives), kHtml,
-         withImages(request) ? kArticlePolicyWithImages : kArticlePolicy);
+  const bool areImagesOn = withImages(request);
+  answer(response, articleOf(id, areImagesOn, reader_.archives), kHtml,
+         areImagesOn ? kArticlePolicyWithImages : kArticlePolicy);
 }
 
 void ReaderServer::sendPicture(const Request& request, Response& response) {

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Archive.h"
 #include "Moves.h"
 #include "NewsListing.h"
 #include "Output.h"
@@ -107,16 +108,16 @@ void Refresher::NewsReceived(RSSObject* feed, RSSEvent) {
   const std::unique_ptr<RSSObject> news(feed);
   const std::string& name = news->channel.feedName;
   const auto address = feeds_->addresses.find(name);
-  const CPicture* const picture = news->GetChannelPicture();
-  if (address != feeds_->addresses.end() && picture && picture->picture) {
+  const FeedDetails* const details = news->GetDetails();
+  const bool isKnown = address != feeds_->addresses.end();
+  const bool hasMoved = isKnown && details && !details->movedTo.empty();
+  if (const CPicture* const picture = news->GetChannelPicture(); isKnown && picture && picture->picture) {
     pictures_.keep(address->second, *picture->picture);
+    if (hasMoved) pictures_.keep(details->movedTo, *picture->picture);
   }
   if (isQuiet_) return;
   const bool failed = hasFailed(*news);
-  const FeedDetails* const details = news->GetDetails();
-  if (details && !details->movedTo.empty() && address != feeds_->addresses.end()) {
-    moves_.push_back({name, address->second, details->movedTo});
-  }
+  if (hasMoved) moves_.push_back({name, address->second, details->movedTo});
   {
     const std::lock_guard lock(mutex_);
     ++state_.done;
@@ -180,7 +181,27 @@ void Refresher::carryOut(const Order& order) {
   if (feeds.subscriptions.empty()) return;
   begin(feeds, order.scope);
   pull(feeds, order.scope, connected_);
+  catchUp(feeds);
   followMoves(moves_, baseFolder_);
+}
+
+/// The pull has written names and categories as they were when it began. What was changed meanwhile holds.
+void Refresher::catchUp(const Feeds& feeds) const {
+  Subscriptions names;
+  std::map<std::string, OwnFeed> subscribed;
+  for (OwnFeed& feed : ownFeeds(readSubscriptions(baseFolder_), names)) {
+    subscribed.try_emplace(addressKey(feed.url), std::move(feed));
+  }
+  useArchive(baseFolder_, [&](NewsArchive& archive) {
+    for (const RSSObject::NewsFeed* const pulled : feeds.subscriptions.inPullOrder()) {
+      const auto now = subscribed.find(addressKey(pulled->url));
+      if (now == subscribed.end()) {
+        archive.RemoveFeed(withoutUserInformation(pulled->url));
+      } else if (now->second.name != pulled->name || now->second.category != pulled->category) {
+        archive.RenameFeed(withoutUserInformation(pulled->url), now->second.name, now->second.category);
+      }
+    }
+  });
 }
 
 /// They come with what is stored, which asks nobody.

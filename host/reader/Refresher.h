@@ -71,6 +71,7 @@ class Refresher : private RSSSubscriber {
   std::optional<Order> nextOrder();
   void add(Order order);
   void carryOut(const Order& order);
+  void catchUp(const Feeds& feeds) const;
   void loadPictures();
   void pull(Feeds& feeds, PullScope scope, ConnectedState connected);
   void begin(const Feeds& feeds, PullScope scope);
