@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "Failure.h"
 #include "OutlineWalk.h"
@@ -68,16 +69,24 @@ std::size_t outlinesOf(const OPMLDoc& list) {
   return count;
 }
 
-/// The parser keeps what stands before a fault and says nothing of it. Written anew, the list would lose the rest.
-OPMLDoc readWhole(const std::string& path, const std::string& baseFolder) {
-  const std::string text = contentOf(path);
-  if (hasLongLine(text)) refuse(path, "have lines of more than 1,999 bytes");
+OPMLDoc parsed(const std::string& path, const std::string& baseFolder) {
   OPMLParser parser(baseFolder);
   parser.ParseFromFile(path);
   OPMLDoc list = *parser.GetOPMLDoc();
   unwrap(list);
-  if (outlineTags(text) != outlinesOf(list)) refuse(path, "are damaged");
   return list;
+}
+
+/// The parser keeps what stands before a fault and says nothing of it. Written anew, the list would lose the rest.
+OPMLDoc readWhole(const std::string& path, const std::string& baseFolder) {
+  std::string text = contentOf(path);
+  while (true) {
+    if (hasLongLine(text)) refuse(path, "have lines of more than 1,999 bytes");
+    OPMLDoc list = parsed(path, baseFolder);
+    if (outlineTags(text) == outlinesOf(list)) return list;
+    // Unless the file has been replaced by another between the two looks at it.
+    if (const std::string before = std::exchange(text, contentOf(path)); before == text) refuse(path, "are damaged");
+  }
 }
 
 }  // namespace

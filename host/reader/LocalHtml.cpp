@@ -40,7 +40,11 @@ std::string replaced(std::string_view tag, const Replacement& what) {
   if (what.label.empty()) {
     html.append("<span class=\"image\">").append(valueIn(tag, " alt=\"")).append("</span>");
   } else if (const std::string_view source = valueIn(tag, " src=\""); !source.empty()) {
-    html.append("<a href=\"").append(source).append("\" rel=\"noopener noreferrer\">").append(what.label).append("</a> ");
+    html.append("<a href=\"")
+        .append(source)
+        .append("\" rel=\"noopener noreferrer\">")
+        .append(what.label)
+        .append("</a> ");
   }
   return html;
 }
