@@ -90,7 +90,7 @@ void writeCategoryNames(HtmlWriter& html, PageData& data) {
 }
 
 void writeAddPane(HtmlWriter& html, PageData& data) {
-  openThirdPane(html, "aside", "Add a feed");
+  openThirdPane(html, data, "aside", "Add a feed");
   html.add("<div class=\"tools\">");
   writeWayBack(html, data);
   html.add("</div><h2 id=\"article-title\" tabindex=\"-1\">Add a feed</h2>");

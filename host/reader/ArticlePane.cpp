@@ -151,11 +151,12 @@ void writeFoot(HtmlWriter& html, const ArchivedItem& item) {
   html.add("</footer>");
 }
 
-void writeItem(HtmlWriter& html, const PageData& data, const ArchivedItem& item) {
+void writeItem(HtmlWriter& html, PageData& data, const ArchivedItem& item) {
+  data.title = titleOf(item, kMaxAuthorCharacters);
   html.open("section", {{"id", "article"},
                         {"class", "item"},
                         {"aria-labelledby", "article-title"},
-                        {"data-title", titleOf(item, kMaxAuthorCharacters)},
+                        {"data-title", data.title},
                         {"data-item", idOf(item)},
                         {"data-unread", flag(!item.isRead)},
                         {"data-starred", flag(item.isStarred)}});
@@ -169,8 +170,8 @@ void writeItem(HtmlWriter& html, const PageData& data, const ArchivedItem& item)
   html.add("</article></section>");
 }
 
-void writeUnknown(HtmlWriter& html, const PageData& data) {
-  openThirdPane(html, "empty", "Not found");
+void writeUnknown(HtmlWriter& html, PageData& data) {
+  openThirdPane(html, data, "empty", "Not found");
   writeWayBack(html, data);
   html.add(
       "<h2 id=\"article-title\" tabindex=\"-1\">There is no such item</h2>"
@@ -178,16 +179,16 @@ void writeUnknown(HtmlWriter& html, const PageData& data) {
       "list.</p></section>");
 }
 
-void writeNothingChosen(HtmlWriter& html) {
-  openThirdPane(html, "idle", "");
+void writeNothingChosen(HtmlWriter& html, PageData& data) {
+  openThirdPane(html, data, "idle", "");
   html.add(
       "<h2 id=\"article-title\" class=\"unseen\" tabindex=\"-1\">No item is open</h2>"
       "<p>Choose an item to read.</p>"
       "<p class=\"keys\"><kbd>j</kbd> opens the next one, <kbd>?</kbd> shows all keys.</p></section>");
 }
 
-void writeWelcome(HtmlWriter& html, const PageData& data) {
-  openThirdPane(html, "welcome", "Welcome");
+void writeWelcome(HtmlWriter& html, PageData& data) {
+  openThirdPane(html, data, "welcome", "Welcome");
   html.add(
       "<h2 id=\"article-title\" tabindex=\"-1\">Welcome to Quillmoria</h2>"
       "<p class=\"lead\">News from the sites you choose, in one place, with nobody in between. Begin in one of three "
@@ -209,7 +210,8 @@ void writeWelcome(HtmlWriter& html, const PageData& data) {
 
 }  // namespace
 
-void openThirdPane(HtmlWriter& html, Markup cssClass, std::string_view title) {
+void openThirdPane(HtmlWriter& html, PageData& data, Markup cssClass, std::string_view title) {
+  if (!title.empty()) data.title = title;
   html.open("section", {{"id", "article"},
                         {"class", std::string(cssClass.text())},
                         {"aria-labelledby", "article-title"},
@@ -235,7 +237,7 @@ void writeArticlePane(HtmlWriter& html, PageData& data) {
     });
     if (isNew) return writeWelcome(html, data);
   }
-  writeNothingChosen(html);
+  writeNothingChosen(html, data);
 }
 
 }  // namespace quillmoria

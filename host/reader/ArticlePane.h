@@ -5,8 +5,8 @@
 
 namespace quillmoria {
 
-/// Begins the third pane, called `title` as an address bar calls pages; who calls closes the "section".
-void openThirdPane(HtmlWriter& html, Markup cssClass, std::string_view title);
+/// Begins the third pane, and calls the page `title` unless that is empty; who calls closes the "section".
+void openThirdPane(HtmlWriter& html, PageData& data, Markup cssClass, std::string_view title);
 
 /// What leads from the third pane back to the list.
 void writeWayBack(HtmlWriter& html, const PageData& data);

@@ -49,7 +49,7 @@ void writeImages(HtmlWriter& html, const PageData& data) {
 }  // namespace
 
 void writeHelpPane(HtmlWriter& html, PageData& data) {
-  openThirdPane(html, "aside", "Help");
+  openThirdPane(html, data, "aside", "Help");
   html.add("<div class=\"tools\">");
   writeWayBack(html, data);
   html.add("</div><h2 id=\"article-title\" tabindex=\"-1\">Help</h2>");

@@ -244,6 +244,7 @@ void writeContinuation(HtmlWriter& html, const PageData& data, const ItemPage& p
 
 void writeItemsPane(HtmlWriter& html, PageData& data) {
   List list = listFor(data);
+  data.title = list.title;
   html.open("section", {{"id", "items"}, {"aria-labelledby", "list-title"}, {"data-title", list.title}});
   writeHead(html, data, list);
   writeFailure(html, data, list);

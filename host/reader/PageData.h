@@ -29,6 +29,8 @@ class PageData {
   const std::int64_t notice;
   const CTime now;
 
+  std::string title;  ///< of the page, as the parts that were written call what they show
+
   /// The subscriptions in the order of their list. Throws Failure.
   const std::vector<OwnFeed>& subscriptions();
 

@@ -41,7 +41,9 @@ constexpr Markup kIcons(
 constexpr Markup kHead(
     "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\">"
     "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
-    "<meta name=\"color-scheme\" content=\"light dark\">"
+    "<meta name=\"color-scheme\" content=\"light dark\">");
+
+constexpr Markup kLooks(
     "<link rel=\"icon\" href=\"icon.svg\" type=\"image/svg+xml\"><link rel=\"stylesheet\" href=\"style.css\">");
 
 void writeArticle(HtmlWriter& html, PageData& data) {
@@ -98,12 +100,11 @@ void writeBanner(HtmlWriter& html, const PageData& data) {
   html.add("</header>");
 }
 
-std::string noteOf(Markup title, std::string_view text, bool hasWayBack) {
+/// A document that says one thing; `rest` follows the text.
+std::string noteOf(Markup looks, Markup title, std::string_view text, Markup rest) {
   HtmlWriter html;
-  html.add(kHead).add("<title>").add(title).add("</title></head><body class=\"note\"><main><h1>").add(title);
-  html.add("</h1>").element("p", {{"dir", "auto"}}, text);
-  if (hasWayBack) html.add("<p><a class=\"action\" href=\"./\">Back to the reader</a></p>");
-  html.add("</main></body></html>");
+  html.add(kHead).add(looks).add("<title>").add(title).add("</title></head><body class=\"note\"><main><h1>").add(title);
+  html.add("</h1>").element("p", {{"dir", "auto"}}, text).add(rest).add("</main></body></html>");
   return std::move(html).take();
 }
 
@@ -111,25 +112,25 @@ std::string noteOf(Markup title, std::string_view text, bool hasWayBack) {
 
 std::string pageOf(const View& view, const PageContext& context) {
   PageData data(view, context);
+  HtmlWriter parts;
+  writeFeedsPane(parts, data);
+  parts.add("<main>");
+  writeItemsPane(parts, data);
+  writeArticle(parts, data);
+  parts.add("</main>");
+  writeStatus(parts, data);
+
   HtmlWriter html;
-  html.add(kHead);
+  html.add(kHead).add(kLooks);
   if (context.refresh.isRunning) html.add("<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>");
-  html.add("<script src=\"script.js\" defer></script><title>Quillmoria</title></head>");
+  html.element("title", {}, data.title + " – Quillmoria").add("<script src=\"script.js\" defer></script></head>");
   html.open("body", {{"data-pane", paneOf(data)}, {"data-token", context.formToken}});
   html.add(
       "<a class=\"skip\" href=\"#list-title\">Skip to the list</a>"
       "<a class=\"skip\" href=\"#article-title\">Skip to the article</a>");
   html.add(kIcons);
   writeBanner(html, data);
-  writeFeedsPane(html, data);
-  html.add("<main>");
-  writeItemsPane(html, data);
-  writeArticle(html, data);
-  html.add("</main>");
-  writeStatus(html, data);
-  html.add(
-      "<div id=\"lost\" role=\"alert\" hidden></div>"
-      "</body></html>");
+  html.add(parts).add("<div id=\"lost\" role=\"alert\" hidden></div></body></html>");
   return std::move(html).take();
 }
 
@@ -148,13 +149,15 @@ std::string articleOf(std::int64_t id, bool withImages, Archives& archives) {
   return item ? frameOf(*item, withImages) : frameNote("There is no such item any more.");
 }
 
-std::string errorPageOf(std::string_view text) { return noteOf("That did not work", text, true); }
+std::string errorPageOf(std::string_view text) {
+  return noteOf(kLooks, "That did not work", text, "<p><a class=\"action\" href=\"./\">Back to the reader</a></p>");
+}
 
 std::string strangerPage() {
-  return noteOf("This is somebody’s reader",
+  return noteOf("", "This is somebody’s reader",
                 "Its address holds a secret. Whoever has started it finds the whole address where it was started: "
                 "in the terminal, on the line that quillmoria read has printed.",
-                false);
+                "");
 }
 
 }  // namespace quillmoria

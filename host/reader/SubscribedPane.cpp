@@ -136,7 +136,7 @@ void writeSubscription(HtmlWriter& html, PageData& data, const ShownFeed& feed) 
 
 void writeSubscribedPane(HtmlWriter& html, PageData& data) {
   const ShownFeed* const feed = subscribedAt(data);
-  openThirdPane(html, "aside", feed ? nameOf(feed->own) : "Not subscribed");
+  openThirdPane(html, data, "aside", feed ? nameOf(feed->own) : "Not subscribed");
   html.add("<div class=\"tools\">");
   writeWayBack(html, data);
   html.add("</div>");
