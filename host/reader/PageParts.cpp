@@ -60,6 +60,15 @@ std::size_t hueOf(std::string_view text) {
   return hash % kHues.size();
 }
 
+/// What to do about a feed that cannot be had; empty for one that can.
+std::string_view adviceOn(Outcome outcome) {
+  const auto* const advice = std::ranges::find(kAdvice, outcome, &Advice::outcome);
+  return advice == std::end(kAdvice) ? std::string_view() : advice->text;
+}
+
+std::optional<std::string> classOf(Markup cssClass) { return valueIf(!cssClass.text().empty(), cssClass.text()); }
+
+/// The query of a view's address.
 std::string backTo(const View& view) {
   const std::string address = addressOf(view);
   return address.substr(std::min(address.find('?'), address.size() - 1) + 1);
@@ -90,7 +99,7 @@ void writeIcon(HtmlWriter& html, Markup name) {
 void writeUnseen(HtmlWriter& html, std::string_view text) { html.element("span", {{"class", "unseen"}}, text); }
 
 void writeLink(HtmlWriter& html, const View& to, Markup cssClass, std::string_view text) {
-  html.element("a", {{"class", std::string(cssClass.text())}, {"href", addressOf(to)}}, text);
+  html.element("a", {{"class", classOf(cssClass)}, {"href", addressOf(to)}}, text);
 }
 
 void writeWayOut(HtmlWriter& html, std::string_view url, Markup cssClass, std::string_view text) {
@@ -99,10 +108,8 @@ void writeWayOut(HtmlWriter& html, std::string_view url, Markup cssClass, std::s
     html.element("bdi", {}, text);
     return;
   }
-  html.open("a", {{"class", std::string(cssClass.text())},
-                  {"href", *address},
-                  {"target", "_blank"},
-                  {"rel", "noopener noreferrer"}});
+  html.open("a",
+            {{"class", classOf(cssClass)}, {"href", *address}, {"target", "_blank"}, {"rel", "noopener noreferrer"}});
   html.element("bdi", {}, text).close("a");
 }
 
@@ -143,11 +150,6 @@ void writeBadge(HtmlWriter& html, const PageData& data, const std::string& url, 
   }
   const Markup hue = kHues[hueOf(name)];
   html.element("span", {{"class", std::string(hue.text())}, {"aria-hidden", "true"}}, initialOf(name));
-}
-
-std::string_view adviceOn(Outcome outcome) {
-  const auto* const advice = std::ranges::find(kAdvice, outcome, &Advice::outcome);
-  return advice == std::end(kAdvice) ? std::string_view() : advice->text;
 }
 
 std::string whyItFails(const ArchivedFeed& feed) {

@@ -54,9 +54,6 @@ void writeButtonForm(HtmlWriter& html, const PageData& data, Markup action, Mark
 /// The picture of the feed at `url`, or a badge with the first letter of its name.
 void writeBadge(HtmlWriter& html, const PageData& data, const std::string& url, std::string_view name);
 
-/// What to do about a feed that cannot be had; empty for one that can.
-std::string_view adviceOn(Outcome outcome);
-
 /// Why the last pulls of a feed failed, as a sentence, with what to do; empty if they did not.
 std::string whyItFails(const ArchivedFeed& feed);
 

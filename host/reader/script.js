@@ -105,20 +105,21 @@
     if (box.bottom > frame.bottom) list.scrollTop += box.bottom - frame.bottom;
   };
 
-  let farewell = 0;
-
-  /** Shows a notice, and takes it away when it was there long enough unless it asks for something. */
-  const tell = (...nodes) => {
-    const place = $('notice');
-    place.replaceChildren(...nodes);
-    clearTimeout(farewell);
-    const toast = place.firstElementChild;
+  /** Takes a notice away when it was there long enough, unless it asks for something. */
+  const dismissLater = toast => {
     if (!toast || toast.matches('.failed, .lasting')) return;
+    const patience = toast.querySelector('button') ? 2 * kNoticeMs : kNoticeMs;
     const leave = () => {
-      if (toast.matches(':hover, :focus-within')) farewell = setTimeout(leave, kNoticeMs);
+      if (toast.matches(':hover, :focus-within')) setTimeout(leave, patience);
       else toast.remove();
     };
-    farewell = setTimeout(leave, toast.querySelector('button') ? 2 * kNoticeMs : kNoticeMs);
+    setTimeout(leave, patience);
+  };
+
+  /** Shows notices in the place of those that are there. */
+  const tell = (...nodes) => {
+    $('notice').replaceChildren(...nodes);
+    dismissLater($('notice').firstElementChild);
   };
 
   const buttonOf = (text, act) => {
@@ -129,22 +130,32 @@
     return button;
   };
 
-  const say = (text, label, act) => {
+  const toastOf = (text, label, act) => {
     const toast = document.createElement('div');
     toast.className = act || text.endsWith('…') ? 'toast lasting' : 'toast';
     const words = document.createElement('p');
     words.textContent = text;
     toast.append(words);
-    if (act) {
-      const close = buttonOf('×', () => toast.remove());
-      close.className = 'dismiss';
-      close.setAttribute('aria-label', 'Dismiss');
-      toast.append(buttonOf(label, () => {
-        toast.remove();
-        act();
-      }), close);
-    }
-    tell(toast);
+    if (!act) return toast;
+    const close = buttonOf('×', () => toast.remove());
+    close.className = 'dismiss';
+    close.setAttribute('aria-label', 'Dismiss');
+    toast.append(buttonOf(label, () => {
+      toast.remove();
+      act();
+    }), close);
+    return toast;
+  };
+
+  const say = (text, label, act) => tell(toastOf(text, label, act));
+
+  /** Says how a refresh has ended, beside what else there is to say. */
+  const sayOutcome = (text, label, act) => {
+    const toast = toastOf(text, label, act);
+    toast.classList.add('outcome');
+    for (const old of document.querySelectorAll('.outcome')) old.remove();
+    $('notice').append(toast);
+    dismissLater(toast);
   };
 
   const setLost = isLost => {
@@ -153,7 +164,9 @@
     note.hidden = !isLost;
     note.textContent = isLost
       ? 'The reader does not answer: it may have been stopped. Start it again with “quillmoria read”.' : '';
-    if (!isLost) return follow();
+    if (!isLost) return catchUp();
+    hangUp();
+    retry = setTimeout(listen, kRetryMs);
     body.classList.remove('refreshing');
     $('progress').hidden = true;
     wasRunning = false;
@@ -615,7 +628,7 @@
     if (!isPage(url) || url.hash) return;
     event.preventDefault();
     if (link.classList.contains('dismiss')) {
-      tell();
+      link.closest('.toast').remove();
     } else if (link.id === 'newer' && pagesAbove.length) {
       extendUp();
     } else if (link.id === 'older') {
@@ -704,14 +717,14 @@
   const showOutcome = state => {
     const failed = state.failed ? ` ${counted(state.failed, 'feed')} failed.` : '';
     if (state.offline) {
-      say('Offline: nothing was fetched.');
+      sayOutcome('Offline: nothing was fetched.');
     } else if (!state.new) {
-      say(`Nothing new.${failed}`);
+      sayOutcome(`Nothing new.${failed}`);
     } else if (!document.querySelector('.row')) {
-      say(`${counted(state.new, 'new item')}.${failed}`);
+      sayOutcome(`${counted(state.new, 'new item')}.${failed}`);
       load(urlOf(location.href), 'items');
     } else {
-      say(`${counted(state.new, 'new item')}.${failed}`, 'Show', reloadList);
+      sayOutcome(`${counted(state.new, 'new item')}.${failed}`, 'Show', reloadList);
     }
   };
 
@@ -743,6 +756,13 @@
       await syncRows();
       showCounts();
     }, 300);
+  };
+
+  /** Shows what could not be had while the reader was away. */
+  const catchUp = () => {
+    const url = urlOf(location.href);
+    if (without(url).search !== without(shown).search) load(url, partsBetween(shown, url)).then(markOpened);
+    follow();
   };
 
   const onChanged = () => {
