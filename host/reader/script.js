@@ -186,7 +186,8 @@
       if (isStranger) return null;
       if (!response.ok) {
         const reason = answer.querySelector('main p');
-        say(reason ? reason.textContent : 'That did not work: load the page again.', 'Load again', () => location.reload());
+        const text = reason ? reason.textContent : 'That did not work: load the page again.';
+        say(text, 'Load again', () => location.reload());
         return null;
       }
       return {answer, url: new URL(response.url)};
@@ -334,8 +335,8 @@
   };
 
   const markOpened = () => {
-    const article = $('article');
-    if (article.dataset.item && article.dataset.unread !== undefined) mark(article.dataset.item, 'read', {quietly: true});
+    const {item, unread} = $('article').dataset;
+    if (item && unread !== undefined) mark(item, 'read', {quietly: true});
   };
 
   /** Takes the states of rows from the reader, and leaves the rows where they are. */
@@ -522,7 +523,8 @@
     if (!frame) return;
     const fit = () => {
       const page = frame.contentDocument;
-      if (page && page.body) frame.style.height = `${Math.ceil(page.documentElement.getBoundingClientRect().height) + 2}px`;
+      if (!page || !page.body) return;
+      frame.style.height = `${Math.ceil(page.documentElement.getBoundingClientRect().height) + 2}px`;
     };
     const dress = () => {
       const page = frame.contentDocument;
@@ -621,7 +623,8 @@
   // Links and forms.
 
   const onClick = event => {
-    if (event.defaultPrevented || event.button || event.ctrlKey || event.shiftKey || event.altKey || event.metaKey) return;
+    if (event.defaultPrevented || event.button) return;
+    if (event.ctrlKey || event.shiftKey || event.altKey || event.metaKey) return;
     const link = event.target.closest && event.target.closest('a[href]');
     if (!link || link.target || link.hasAttribute('download')) return;
     const url = urlOf(link.href);
@@ -701,8 +704,9 @@
     const progress = bar.querySelector('progress');
     progress.max = state.all || 1;
     progress.value = state.done;
-    $('progress-counts').textContent = `${state.done} of ${counted(state.all, 'feed')}, ${counted(state.new, 'new item')}` +
-      (state.failed ? `, ${state.failed} failed` : '');
+    const failed = state.failed ? `, ${state.failed} failed` : '';
+    $('progress-counts').textContent =
+      `${state.done} of ${counted(state.all, 'feed')}, ${counted(state.new, 'new item')}${failed}`;
     $('progress-feed').textContent = state.feed || '';
   };
 
