@@ -210,7 +210,7 @@
   /** Moves the focus to what a view is about: its article, the row of the item that was left, or its list. */
   const focusOn = (url, from) => {
     const place = paneOf(url) === 'article' ? $('article-title')
-      : rowLink(from.searchParams.get('item')) || $('list-title');
+      : listOf(from) === listOf(url) && rowLink(from.searchParams.get('item')) || $('list-title');
     if (place) place.focus({preventScroll: true});
   };
 
