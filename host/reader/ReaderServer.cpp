@@ -36,7 +36,7 @@ constexpr std::size_t kThreads = 64;
 constexpr int kMaxListeners = 24;
 constexpr time_t kIdleSeconds = 1;
 constexpr std::size_t kRequestsPerConnection = 10'000;
-constexpr auto kHeartbeat = 15s;
+constexpr auto kLook = 1s;  // whether who listens is still there
 // The body may be a list to be imported.
 constexpr RequestBounds kRequestBounds{.headBytes = 64 << 10, .bodyBytes = 32 << 20, .headTime = 10s, .time = 60s};
 
@@ -272,15 +272,11 @@ void ReaderServer::sendEvents(const Request&, Response& response) {
     return;
   }
   const auto send = [this, place = reader_.events.end(), isNew = true](std::size_t, httplib::DataSink& sink) mutable {
-    std::optional<std::string> text =
-        isNew ? asServerSentEvent("state", reader_.refresher.stateAsJson()) : reader_.events.wait(place, kHeartbeat);
+    const std::optional<std::string> text =
+        isNew ? asServerSentEvent("state", reader_.refresher.stateAsJson()) : reader_.events.wait(place, kLook);
     isNew = false;
-    if (!text) {
-      sink.done();
-      return true;
-    }
-    if (text->empty()) *text = ":\n\n";  // what the format has for a comment: whether the other side is still there
-    return sink.write(text->data(), text->size());
+    if (!text) sink.done();
+    return !text || (sink.is_writable() && (text->empty() || sink.write(text->data(), text->size())));
   };
   response.set_header("Content-Security-Policy", kPagePolicy);
   response.set_chunked_content_provider("text/event-stream", send, [this](bool) { --listeners_; });
