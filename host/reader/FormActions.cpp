@@ -12,6 +12,8 @@
 
 #include "Archive.h"
 #include "Failure.h"
+#include "SubscriptionFile.h"
+#include "Subscriptions.h"
 #include "Text.h"
 #include "WebAddress.h"
 #include "reader/ViewQuery.h"
@@ -67,7 +69,10 @@ View backFrom(const Form& form) {
 
 /// All items of the view but those that came after its page was made: the first one shown, and those before it.
 std::vector<std::int64_t> markShown(const Form& form, ItemMark mark, ReaderState& reader) {
-  ItemQuery query = queryOf(viewOf(form.fields), reader.baseFolder);
+  ItemQuery query = queryOf(viewOf(form.fields), [&reader] {
+    Subscriptions names;
+    return ownFeeds(readSubscriptions(reader.baseFolder), names);
+  });
   const std::int64_t first = numberOf(form.fields, "first");
   const std::int64_t from = numberOf(form.fields, "from");
   return reader.archives.use([&](NewsArchive& archive) {

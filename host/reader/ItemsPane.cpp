@@ -49,7 +49,7 @@ std::string titleOf(PageData& data, const List& list) {
 /// Where the list is empty its feed says why; feeds are looked up for nothing else.
 List listFor(PageData& data) {
   List list;
-  list.query = queryOf(data.view, data.context.baseFolder);
+  list.query = queryOf(data.view, [&data] { return data.subscriptions(); });
   list.page = itemsOf(data, list.query);
   const bool needsFeed = data.feedsAtHand() || list.page.items.empty();
   if (data.view.feed != 0 && needsFeed) list.feed = data.feed(data.view.feed);
@@ -245,7 +245,7 @@ void writeContinuation(HtmlWriter& html, const PageData& data, const ItemPage& p
 void writeItemsPane(HtmlWriter& html, PageData& data) {
   List list = listFor(data);
   data.title = list.title;
-  html.open("section", {{"id", "items"}, {"aria-labelledby", "list-title"}, {"data-title", list.title}});
+  html.open("section", {{"id", "items"}, {"aria-label", "Items: " + list.title}, {"data-title", list.title}});
   writeHead(html, data, list);
   writeFailure(html, data, list);
   if (data.view.before != INT64_MAX) {

@@ -122,7 +122,6 @@ std::string pageOf(const View& view, const PageContext& context) {
 
   HtmlWriter html;
   html.add(kHead).add(kLooks);
-  if (context.refresh.isRunning) html.add("<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>");
   html.element("title", {}, data.title + " – Quillmoria").add("<script src=\"script.js\" defer></script></head>");
   html.open("body", {{"data-pane", paneOf(data)}, {"data-token", context.formToken}});
   html.add(

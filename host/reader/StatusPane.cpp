@@ -35,6 +35,10 @@ void writeProgress(HtmlWriter& html, const PageData& data) {
   html.add(" of ").text(counted(refresh.all, "feed")).add(", ").text(counted(refresh.newItems, "new item"));
   if (refresh.failed > 0) html.add(", ").text(std::to_string(refresh.failed)).add(" failed");
   html.add("</span> ").element("bdi", {{"id", "progress-feed"}}, nameOf(refresh.feed)).add("</p>");
+  // A page that loads itself again would take away what is being typed or read.
+  html.add("<noscript>");
+  writeLink(html, data.view, "action", "Look again");
+  html.add("</noscript>");
   writeButtonForm(html, data, "stop", "stop", "1", "Stop");
   html.add("</div>");
 }

@@ -1,19 +1,16 @@
 #include "reader/ViewQuery.h"
 
 #include <set>
-
-#include "OwnFeeds.h"
-#include "SubscriptionFile.h"
+#include <string>
 
 namespace quillmoria {
 
-ItemQuery queryOf(const View& view, const std::string& baseFolder) {
+ItemQuery queryOf(const View& view, const SubscriptionSource& subscriptions) {
   ItemQuery query;
   if (view.feed != 0) query.feeds.push_back(view.feed);
   if (!view.category.empty()) {
     std::set<std::string> categories{view.category};
-    Subscriptions subscriptions;
-    for (const OwnFeed& feed : ownFeeds(readSubscriptions(baseFolder), subscriptions)) {
+    for (const OwnFeed& feed : subscriptions()) {
       if (feed.category.starts_with(view.category + " / ")) categories.insert(feed.category);
     }
     query.categories.assign(categories.begin(), categories.end());

@@ -1,14 +1,19 @@
 #pragma once
 
-#include <string>
+#include <functional>
+#include <vector>
 
+#include "OwnFeeds.h"
 #include "quillmoria/NewsArchive.h"
 #include "reader/View.h"
 
 namespace quillmoria {
 
-/// The items that a view lists, without texts. A category stands for those below it as well, by the subscriptions of
-/// `baseFolder`; to look there takes no time that grows with the archive. Throws Failure.
-ItemQuery queryOf(const View& view, const std::string& baseFolder);
+/// What is subscribed to.
+using SubscriptionSource = std::function<std::vector<OwnFeed>()>;
+
+/// The items that a view lists, without texts. A category stands for those below it as well, for which alone the
+/// subscriptions are looked at; that takes no time that grows with the archive.
+ItemQuery queryOf(const View& view, const SubscriptionSource& subscriptions);
 
 }  // namespace quillmoria
