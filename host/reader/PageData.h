@@ -7,7 +7,8 @@
 
 #include "OwnFeeds.h"
 #include "quillmoria/NewsArchive.h"
-#include "reader/Pages.h"
+#include "reader/PageContext.h"
+#include "reader/View.h"
 
 namespace quillmoria {
 

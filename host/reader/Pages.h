@@ -4,27 +4,11 @@
 #include <string>
 #include <string_view>
 
-#include "Subscribing.h"
-#include "quillmoria/NewsArchive.h"
 #include "reader/Archives.h"
-#include "reader/Notices.h"
-#include "reader/Pictures.h"
-#include "reader/RefreshState.h"
+#include "reader/PageContext.h"
 #include "reader/View.h"
 
 namespace quillmoria {
-
-/// What a page is made of beside its view.
-struct PageContext {
-  const std::string& baseFolder;
-  Archives& archives;
-  const Notices& notices;
-  const Pictures& pictures;
-  RefreshState refresh;
-  std::string formToken;             ///< what every form sends back
-  bool withImages = false;           ///< whether articles may load images from elsewhere
-  const FeedOffer* offer = nullptr;  ///< what was found at the view's address, to choose from; null: nothing
-};
 
 /// The whole document of `view`. Every text of a stranger is escaped. Throws Failure and ArchiveError.
 std::string pageOf(const View& view, const PageContext& context);
