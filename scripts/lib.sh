@@ -5,7 +5,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(g++ cmake ninja-build pkg-config libexpat1-dev libcurl4-openssl-dev libssl-dev libidn2-dev
   libgdk-pixbuf-2.0-dev libcli11-dev nlohmann-json3-dev libsqlite3-dev libcpp-httplib-dev)
 test_packages=(libgtest-dev libgmock-dev openssl python3 tinyproxy doxygen valgrind curl lintian dosfstools
-  fusefat)
+  fusefat chromium chromium-driver python3-selenium)
 format_packages=(clang-format-14)
 
 # Installs by name those of the given Debian packages that are missing.
