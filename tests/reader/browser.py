@@ -69,7 +69,7 @@ class Browser:
         return self.run("return document.body.innerText")
 
     def texts(self, css):
-        return [re.sub(r"\s+", " ", element.text) for element in self.seen(css)]
+        return [re.sub(r"\s+", " ", text) for text in self.run(SEEN + ".map(element => element.innerText)", css, "")]
 
     @staticmethod
     def _tried(action):
@@ -106,7 +106,7 @@ class Browser:
         """What keeps some people from using what is shown, in both widths and both schemes, and from reading the article."""
         size = tuple(self.run("return [innerWidth, innerHeight]"))
         found = []
-        for where, rules in (("page", ["meta-refresh"]), ("article", PAGE_RULES)):
+        for where, rules in (("page", []), ("article", PAGE_RULES)):
             for width, dark, only in ((WIDE, False, None), (NARROW, True, None), (WIDE, True, ["color-contrast"]),
                                       (NARROW, False, ["color-contrast"])):
                 self.look(width, dark)
