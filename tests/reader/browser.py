@@ -9,6 +9,7 @@ from selenium.common.exceptions import (ElementClickInterceptedException, Elemen
                                         NoSuchElementException, StaleElementReferenceException)
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.keys import Keys
 
 from reader import until
 
@@ -23,7 +24,8 @@ SEEN = """return [...document.querySelectorAll(arguments[0])].filter(element => 
     && (element.getClientRects().length > 0);
 })"""
 # A frame is no page, and what its article lacks is not the reader's.
-PAGE_RULES = ["landmark-one-main", "page-has-heading-one", "region", "heading-order", "image-alt", "link-name", "bypass"]
+PAGE_RULES = ["landmark-one-main", "page-has-heading-one", "region", "heading-order", "image-alt",
+              "link-name", "bypass"]
 AXE = """const [only, not, done] = arguments;
 const rules = Object.fromEntries(not.map(rule => [rule, {enabled: false}]));
 axe.run(document, {iframes: false, resultTypes: ['violations'], ...(only ? {runOnly: only} : {rules})}).then(
@@ -60,7 +62,8 @@ class Browser:
 
     def see(self, css, text=""):
         """The first one, for which it waits."""
-        return until(lambda: self._tried(lambda: self.seen(css, text)), lambda: f"{css} with {text!r} in {self.text()[-300:]!r}")[0]
+        return until(lambda: self._tried(lambda: self.seen(css, text)),
+                     lambda: f"{css} with {text!r} in {self.text()[-300:]!r}")[0]
 
     def miss(self, css, text=""):
         until(lambda: self._tried(lambda: not self.seen(css, text)), lambda: f"no {css} with {text!r}")
@@ -99,11 +102,20 @@ class Browser:
             return True
         until(lambda: self._tried(attempt), f"the form {action}")
 
+    def enter(self, css, text):
+        """Types the text in the place of what a field holds, and Enter."""
+        def attempt():
+            field = self.see(css)
+            field.clear()
+            field.send_keys(text, Keys.ENTER)
+            return True
+        until(lambda: self._tried(attempt), f"{text!r} in {css}")
+
     def keys(self, *keys):
         ActionChains(self.driver).send_keys(*keys).perform()
 
     def violations(self):
-        """What keeps some people from using what is shown, in both widths and both schemes, and from reading the article."""
+        """What keeps some people from using what is shown, in both widths and schemes, and from the article."""
         size = tuple(self.run("return [innerWidth, innerHeight]"))
         found = []
         for where, rules in (("page", []), ("article", PAGE_RULES)):
@@ -125,7 +137,7 @@ class Browser:
         return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] in ("WARNING", "SEVERE")]
 
     def requests(self):
-        """The addresses that the browser has asked for since it was last asked, but for those that a policy kept it from."""
+        """The addresses that the browser has asked for since, but for those that a policy kept it from."""
         asked = {}
         for entry in self.driver.get_log("performance"):
             event = json.loads(entry["message"])["message"]

@@ -1,5 +1,5 @@
-"""What the scripts of tests/reader share: feeds to pull, a folder with what came of them, the program that shows it, and
-a client of its server."""
+"""What the scripts of tests/reader share: feeds to pull, a folder with what came of them, the program that shows it,
+and a client of its server."""
 
 import contextlib
 import html
@@ -53,8 +53,8 @@ def rss(title, items, **channel):
 
 def opml(feeds):
     """A list of (category, name, address)."""
-    outlines = [f"<outline text={quoteattr(category)}><outline text={quoteattr(name)} type='rss' xmlUrl={quoteattr(url)}/>"
-                "</outline>" for category, name, url in feeds]
+    outlines = [f"<outline text={quoteattr(category)}><outline text={quoteattr(name)} type='rss' "
+                f"xmlUrl={quoteattr(url)}/></outline>" for category, name, url in feeds]
     return f"<opml version='2.0'><body>{''.join(outlines)}</body></opml>".encode()
 
 
@@ -160,8 +160,8 @@ class Reader:
             self._folder.cleanup()
 
     def bytes_of(self, method="GET", target="", form=None, body=None, **lines):
-        """A request as the page's own would be, but for what is given: a target that begins with a slash is whole, header
-        lines (with _ for -) that are None are left out, those that are lists come more than once."""
+        """A request as the page's own would be, but for what is given: a target that begins with a slash is whole,
+        header lines (with _ for -) that are None are left out, those that are lists come more than once."""
         fields = {"Host": urlsplit(self.origin).netloc, "Cookie": self.cookie, "Sec_Fetch_Site": "same-origin"}
         if method == "POST":
             fields |= {"Origin": self.origin, "Content_Type": "application/x-www-form-urlencoded"}
