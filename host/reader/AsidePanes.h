@@ -13,6 +13,9 @@ void writeAddPane(HtmlWriter& html, PageData& data);
 /// One subscription: its state, name and category, and how to end it.
 void writeSubscribedPane(HtmlWriter& html, PageData& data);
 
+/// The pull under way or the last one, feed by feed, the last feed first.
+void writeRefreshPane(HtmlWriter& html, PageData& data);
+
 /// Keys, settings, where things lie.
 void writeHelpPane(HtmlWriter& html, PageData& data);
 

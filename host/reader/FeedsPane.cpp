@@ -215,11 +215,14 @@ void writePlaces(HtmlWriter& html, const PageData& data, const Sums& sums) {
   html.add("</ul>");
 }
 
-/// How the last refresh went, for who has no script.
-void writeLastRefresh(HtmlWriter& html, const RefreshState& refresh) {
+/// How the last refresh went.
+void writeLastRefresh(HtmlWriter& html, const PageData& data) {
+  const RefreshState& refresh = data.context.refresh;
   if (refresh.isRunning || refresh.all == 0) return;
-  html.add("<p class=\"last\">Last refresh: ").text(counted(refresh.newItems, "new item"));
-  if (refresh.failed > 0) html.add(", ").text(counted(refresh.failed, "feed")).add(" failed");
+  std::string text = "Last refresh: " + counted(refresh.newItems, "new item");
+  if (refresh.failed > 0) text += ", " + counted(refresh.failed, "feed") + " failed";
+  html.add("<p class=\"last\">");
+  writeLink(html, asideView(data.view, Aside::Refresh), "", text);
   html.add("</p>");
 }
 
@@ -242,7 +245,7 @@ void writeFeedsPane(HtmlWriter& html, PageData& data) {
   HtmlWriter tree;
   TreeWriter(tree, data).write();
   html.add(tree);
-  writeLastRefresh(html, data.context.refresh);
+  writeLastRefresh(html, data);
   html.add("</nav>");
 }
 

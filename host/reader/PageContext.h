@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Subscribing.h"
 #include "reader/Archives.h"
@@ -17,6 +18,7 @@ struct PageContext {
   const Notices& notices;
   const Pictures& pictures;
   RefreshState refresh;
+  std::vector<RefreshStep> steps;    ///< of that pull, for Aside::Refresh alone
   std::string formToken;             ///< what every form sends back
   bool withImages = false;           ///< whether articles may load images from elsewhere
   const FeedOffer* offer = nullptr;  ///< what was found at the view's address, to choose from; null: nothing

@@ -52,6 +52,8 @@ void writeArticle(HtmlWriter& html, PageData& data) {
       return writeAddPane(html, data);
     case Aside::Subscribed:
       return writeSubscribedPane(html, data);
+    case Aside::Refresh:
+      return writeRefreshPane(html, data);
     case Aside::Help:
       return writeHelpPane(html, data);
     case Aside::Article:

@@ -13,6 +13,7 @@
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Archive.h"
 #include "Failure.h"
@@ -231,14 +232,16 @@ bool ReaderServer::isAnswered(const Request& request, Response& response) const 
 void ReaderServer::showPage(const Request& request, Response& response) {
   const View view = viewOf(Fields(request.params.begin(), request.params.end()));
   const std::optional<FeedOffer> offer = reader_.offers.find(view.address);
-  const PageContext context{.baseFolder = reader_.baseFolder,
-                            .archives = reader_.archives,
-                            .notices = reader_.notices,
-                            .pictures = reader_.pictures,
-                            .refresh = reader_.refresher.state(),
-                            .formToken = gate_->formToken(),
-                            .withImages = withImages(request),
-                            .offer = offer ? &*offer : nullptr};
+  const PageContext context{
+      .baseFolder = reader_.baseFolder,
+      .archives = reader_.archives,
+      .notices = reader_.notices,
+      .pictures = reader_.pictures,
+      .refresh = reader_.refresher.state(),
+      .steps = view.aside == Aside::Refresh ? reader_.refresher.steps() : std::vector<RefreshStep>(),
+      .formToken = gate_->formToken(),
+      .withImages = withImages(request),
+      .offer = offer ? &*offer : nullptr};
   const std::string parts = partsOf(request);
   answer(response, parts.empty() ? pageOf(view, context) : quillmoria::partsOf(parts, view, context), kHtml);
 }

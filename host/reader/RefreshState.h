@@ -16,4 +16,13 @@ struct RefreshState {
   bool isOffline = false;    ///< whether the machine was found to be offline, so that nothing was asked for
 };
 
+/// A feed that a pull is through with.
+struct RefreshStep {
+  std::string category;
+  std::string feed;     ///< its name
+  std::string outcome;  ///< "3 items, 1 new", or why it could not be had
+  bool isNew = false;   ///< whether it has brought something
+  bool failed = false;
+};
+
 }  // namespace quillmoria

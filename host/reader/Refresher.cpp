@@ -22,6 +22,8 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::int32_t kFeedsAtOnce = 8;
 constexpr std::int32_t kStopCheckMs = 50;
+constexpr std::size_t kMaxSteps = 10'000;
+constexpr std::string_view kCategoryMark = "category:";
 
 std::string asLine(const Json& json) { return json.dump(-1, ' ', true, Json::error_handler_t::replace); }
 
@@ -29,11 +31,13 @@ std::string eventAsJson(const RSSEvent& event) {
   return asLine({{"id", event.GetEventID()}, {"message", event.GetMessage()}});
 }
 
-std::string feedAsJson(const RSSObject& news, bool failed) {
-  return asLine({{"name", news.channel.feedName},
-                 {"outcome", failed ? failureText(news) : outcome(news)},
-                 {"new", std::max(news.newItemCount, 0)},
-                 {"failed", failed}});
+RefreshStep stepOf(const RSSObject& news, const std::string& category) {
+  const bool failed = hasFailed(news);
+  return {category, news.channel.feedName, failed ? failureText(news) : outcome(news), news.newItemCount > 0, failed};
+}
+
+std::string stepAsJson(const RefreshStep& step, std::int32_t newItems) {
+  return asLine({{"name", step.feed}, {"outcome", step.outcome}, {"new", newItems}, {"failed", step.failed}});
 }
 
 }  // namespace
@@ -80,6 +84,11 @@ RefreshState Refresher::state() const {
   return state_;
 }
 
+std::vector<RefreshStep> Refresher::steps() const {
+  const std::lock_guard lock(mutex_);
+  return steps_;
+}
+
 std::string Refresher::stateAsJson() const {
   const RefreshState now = state();
   return asLine({{"running", now.isRunning},
@@ -95,6 +104,7 @@ void Refresher::EventReceived(RSSEvent event) {
   if (isQuiet_) return;
   events_.send("event", eventAsJson(event));
   const std::int32_t id = event.GetEventID();
+  if (id == kCategoryStarted) category_ = event.GetMessage().substr(kCategoryMark.size());
   if (id != kFeedLoading && id != kPullFinishedOffline) return;
   {
     const std::lock_guard lock(mutex_);
@@ -116,15 +126,17 @@ void Refresher::NewsReceived(RSSObject* feed, RSSEvent) {
     if (hasMoved) pictures_.keep(details->movedTo, *picture->picture);
   }
   if (isQuiet_) return;
-  const bool failed = hasFailed(*news);
+  const RefreshStep step = stepOf(*news, category_);
+  const std::int32_t newItems = std::max(news->newItemCount, 0);
   if (hasMoved) moves_.push_back({name, address->second, details->movedTo});
   {
     const std::lock_guard lock(mutex_);
     ++state_.done;
-    state_.newItems += static_cast<std::size_t>(std::max(news->newItemCount, 0));
-    if (failed) ++state_.failed;
+    state_.newItems += static_cast<std::size_t>(newItems);
+    if (step.failed) ++state_.failed;
+    if (steps_.size() < kMaxSteps) steps_.push_back(step);
   }
-  events_.send("feed", feedAsJson(*news, failed));
+  events_.send("feed", stepAsJson(step, newItems));
   tellState();
 }
 
@@ -239,6 +251,7 @@ void Refresher::begin(const Feeds& feeds, PullScope scope) {
   {
     const std::lock_guard lock(mutex_);
     state_ = {.isRunning = true, .all = feeds.addresses.size()};
+    steps_.clear();
   }
   tellState();
 }

@@ -47,6 +47,9 @@ class Refresher : private RSSSubscriber {
 
   RefreshState state() const;
 
+  /// What the pull under way is through with, or the last one was, the first ten thousand feeds in their order.
+  std::vector<RefreshStep> steps() const;
+
   /// The state as JSON, as events have it.
   std::string stateAsJson() const;
 
@@ -89,12 +92,14 @@ class Refresher : private RSSSubscriber {
   std::condition_variable changed_;
   std::deque<Order> orders_;
   RefreshState state_;
+  std::vector<RefreshStep> steps_;
   bool isBusy_ = true;  ///< the thread is not waiting for orders
   bool isStopped_ = false;
   bool isOver_ = false;
 
   // Of the pull under way; touched before it, by it alone, and after it.
   const Feeds* feeds_ = nullptr;
+  std::string category_;                           ///< that the pull is in
   bool isQuiet_ = false;                           ///< nobody is told
   std::vector<const RSSObject::NewsFeed*> order_;  ///< in which feeds come; empty where that is not known
   std::vector<Move> moves_;

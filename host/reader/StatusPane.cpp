@@ -31,10 +31,12 @@ void writeProgress(HtmlWriter& html, const PageData& data) {
   html.open("progress", {{"aria-label", "Refresh"},
                          {"max", std::to_string(refresh.all == 0 ? 1 : refresh.all)},
                          {"value", std::to_string(refresh.done)}});
-  html.add("</progress><p><span id=\"progress-counts\">").text(std::to_string(refresh.done));
+  html.add("</progress><p>");
+  html.open("a", {{"href", addressOf(asideView(data.view, Aside::Refresh))}, {"title", "Feed by feed"}});
+  html.add("<span id=\"progress-counts\">").text(std::to_string(refresh.done));
   html.add(" of ").text(counted(refresh.all, "feed")).add(", ").text(counted(refresh.newItems, "new item"));
   if (refresh.failed > 0) html.add(", ").text(std::to_string(refresh.failed)).add(" failed");
-  html.add("</span> ").element("bdi", {{"id", "progress-feed"}}, nameOf(refresh.feed)).add("</p>");
+  html.add("</span> ").element("bdi", {{"id", "progress-feed"}}, nameOf(refresh.feed)).add("</a></p>");
   // A page that loads itself again would take away what is being typed or read.
   html.add("<noscript>");
   writeLink(html, data.view, "action", "Look again");

@@ -12,8 +12,11 @@ struct AsideName {
   std::string_view name;
 };
 
-constexpr AsideName kAsides[] = {
-    {Aside::Add, "add"}, {Aside::Subscribed, "feed"}, {Aside::Help, "help"}, {Aside::Feeds, "feeds"}};
+constexpr AsideName kAsides[] = {{Aside::Add, "add"},
+                                 {Aside::Subscribed, "feed"},
+                                 {Aside::Refresh, "refresh"},
+                                 {Aside::Help, "help"},
+                                 {Aside::Feeds, "feeds"}};
 
 bool isUnreserved(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||

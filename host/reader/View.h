@@ -26,6 +26,7 @@ enum class Aside {
   Article,     ///< the item, or what to do where none is chosen
   Add,         ///< the ways to subscribe: an address, a list, the samples
   Subscribed,  ///< one subscription: its state, name, category, and how to end it
+  Refresh,     ///< the pull under way or the last one, feed by feed
   Help,        ///< keys and settings
   Feeds,       ///< nothing: a narrow screen shows the list of the feeds
 };

@@ -743,9 +743,10 @@
   };
 
   const reloadFeeds = async () => {
-    const got = await askFor(without(urlOf(location.href)), 'feeds');
+    const parts = $('article').classList.contains('live') ? 'feeds.article' : 'feeds';
+    const got = await askFor(without(urlOf(location.href)), parts);
     if (!got) return;
-    put(got.answer, 'feeds');
+    putParts(got.answer, parts);
     showCounts();
   };
 

@@ -72,7 +72,7 @@ class Browser:
         return self.run("return document.body.innerText")
 
     def texts(self, css):
-        return [re.sub(r"\s+", " ", text) for text in self.run(SEEN + ".map(element => element.innerText)", css, "")]
+        return self._tried(lambda: [re.sub(r"\s+", " ", element.text) for element in self.seen(css)])
 
     @staticmethod
     def _tried(action):
