@@ -282,6 +282,7 @@
   };
 
   let lastNotice = 0;
+  let lastPost = null;
   let ownChanges = 0;
   let ownChangeAt = 0;
 
@@ -292,7 +293,8 @@
     const target = urlOf(action);
     target.searchParams.set('parts', parts);
     ownChanges += 1;
-    const got = await ask(target, {method: 'POST', body: isMultipart ? fields : new URLSearchParams(fields)});
+    lastPost = ask(target, {method: 'POST', body: isMultipart ? fields : new URLSearchParams(fields)});
+    const got = await lastPost;
     ownChanges -= 1;
     ownChangeAt = Date.now();
     if (got) lastNotice = Number(got.url.searchParams.get('notice')) || lastNotice;
@@ -358,6 +360,7 @@
   };
 
   const undo = async () => {
+    await lastPost;  // what is under way is what is meant
     if (!lastNotice) return;
     const got = await post('undo', formWith({notice: lastNotice}), 'feeds.article.status');
     lastNotice = 0;
