@@ -129,9 +129,10 @@ void explain(const std::exception_ptr& error, Response& response) {
 /// line of the browser that was started, where they may see it. The administrator may do as he likes anyway.
 bool isOfThisUser(const Connection& connection) {
   std::string address;
-  int port = 0;
-  connection.get_remote_ip_and_port(address, port);
-  const std::optional<uid_t> owner = ownerOfPeer(port);
+  int peer = 0, own = 0;
+  connection.get_remote_ip_and_port(address, peer);
+  connection.get_local_ip_and_port(address, own);
+  const std::optional<uid_t> owner = ownerOfPeer(peer, own);
   return !owner || *owner == geteuid() || *owner == 0;
 }
 
