@@ -64,12 +64,12 @@ void writeOffer(HtmlWriter& html, const PageData& data, const FeedOffer& offer) 
 
 void writeImport(HtmlWriter& html, const PageData& data) {
   html.add("<h3>Import a list</h3><p>Feeds that you have already are not doubled.</p>");
-  openForm(html, data, "import", std::nullopt, true);
+  openForm(html, data, "import");
   html.add(
       "<div class=\"fields\"><label>OPML file <input type=\"file\" name=\"list\" required "
       "accept=\".opml,.xml,text/xml,application/xml,text/x-opml\"></label><button>Import the "
       "file</button></div></form>");
-  openForm(html, data, "import", std::nullopt, true);
+  openForm(html, data, "import");
   html.add(
       "<div class=\"fields\"><label>Address of a list <input name=\"url\" inputmode=\"url\" required "
       "placeholder=\"https://example.org/list.opml\"></label><button>Import from there</button></div></form>");

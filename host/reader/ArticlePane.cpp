@@ -199,7 +199,7 @@ void writeWelcome(HtmlWriter& html, PageData& data) {
       "<div class=\"fields\"><label>Address <input name=\"url\" inputmode=\"url\" autocomplete=\"url\" required "
       "placeholder=\"example.org\"></label><button class=\"main\">Add</button></div></form></li>"
       "<li><h3>Import a list</h3><p>From another reader, as an OPML file: most can export one.</p>");
-  openForm(html, data, "import", std::nullopt, true);
+  openForm(html, data, "import");
   html.add(
       "<div class=\"fields\"><label>File <input type=\"file\" name=\"list\" required "
       "accept=\".opml,.xml,text/xml,application/xml,text/x-opml\"></label><button>Import</button></div></form></li>"

@@ -119,11 +119,12 @@ void writeTime(HtmlWriter& html, CTime time, CTime now) {
                saidTime(time, now));
 }
 
-void openForm(HtmlWriter& html, const PageData& data, Markup action, std::optional<std::string> id, bool isMultipart) {
+void openForm(HtmlWriter& html, const PageData& data, Markup action, std::optional<std::string> id) {
+  // The server's library takes the other form of a body up to 8 KiB alone, which long addresses and names exceed.
   html.open("form", {{"method", "post"},
+                     {"enctype", "multipart/form-data"},
                      {"action", std::string(action.text())},
-                     {"id", std::move(id)},
-                     {"enctype", valueIf(isMultipart, "multipart/form-data")}});
+                     {"id", std::move(id)}});
   writeHidden(html, "token", data.context.formToken);
   writeHidden(html, "back", backTo(data.view));
 }

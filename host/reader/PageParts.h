@@ -40,9 +40,8 @@ void writeWayOut(HtmlWriter& html, std::string_view url, Markup cssClass, std::s
 /// A moment as people say it, exact when asked for; nothing for no time.
 void writeTime(HtmlWriter& html, CTime time, CTime now);
 
-/// Begins a form that posts to `action` and comes back to the page's view. A form of files is a `multipart` one.
-void openForm(HtmlWriter& html, const PageData& data, Markup action, std::optional<std::string> id = std::nullopt,
-              bool isMultipart = false);
+/// Begins a form that posts to `action` and comes back to the page's view.
+void openForm(HtmlWriter& html, const PageData& data, Markup action, std::optional<std::string> id = std::nullopt);
 
 /// A field that the user does not see.
 void writeHidden(HtmlWriter& html, Markup name, std::string_view value);

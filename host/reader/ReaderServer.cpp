@@ -40,6 +40,7 @@ constexpr std::size_t kRequestsPerConnection = 10'000;
 constexpr auto kLook = 1s;  // whether who listens is still there
 // The body may be a list to be imported.
 constexpr RequestBounds kRequestBounds{.headBytes = 64 << 10, .bodyBytes = 32 << 20, .headTime = 10s, .time = 60s};
+constexpr std::size_t kMaxFieldBytes = 64 << 10;  // beside a list
 
 constexpr char kPagePolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; frame-src 'self'; "
@@ -97,13 +98,13 @@ std::string partsOf(const Request& request) {
   return std::ranges::all_of(parts, isMeant) ? parts : "";
 }
 
-/// What a form has sent in its body, in either of the forms that forms have.
+/// What a form has sent in its body, in either of the forms that forms have. Texts that no page sends are passed over.
 Form formOf(const Request& request) {
   Form form{.fields = request.is_multipart_form_data() ? Fields() : fieldsFrom(request.body)};
   for (const auto& [name, part] : request.files) {
     if (name == "list" && !part.filename.empty()) {
       form.list = part.content;
-    } else {
+    } else if (part.content.size() <= kMaxFieldBytes) {
       form.fields.emplace(name, part.content);
     }
   }

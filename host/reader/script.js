@@ -287,13 +287,13 @@
   let ownChangeAt = 0;
 
   /** Sends fields to an action; an answer has the parts of the view that it leads to. */
-  const post = async (action, fields, parts, isMultipart = false) => {
+  const post = async (action, fields, parts) => {
     fields.set('token', body.dataset.token);
     fields.set('back', without(urlOf(location.href)).search.slice(1));
     const target = urlOf(action);
     target.searchParams.set('parts', parts);
     ownChanges += 1;
-    lastPost = ask(target, {method: 'POST', body: isMultipart ? fields : new URLSearchParams(fields)});
+    lastPost = ask(target, {method: 'POST', body: fields});
     const got = await lastPost;
     ownChanges -= 1;
     ownChangeAt = Date.now();
@@ -668,7 +668,7 @@
     if (button) button.setAttribute('aria-disabled', 'true');
     if (action === 'add') say('Looking for the feed…');
     const parts = partsAfter(action);
-    const got = await post(action, fields, parts, form.enctype === 'multipart/form-data');
+    const got = await post(action, fields, parts);
     if (button) button.removeAttribute('aria-disabled');
     if (!got) return;
     const target = without(got.url);
