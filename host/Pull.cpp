@@ -1,5 +1,6 @@
 #include "Pull.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "WebAddress.h"
@@ -45,6 +46,12 @@ std::string_view adviceFor(const RSSObject& news) {
     if (news.statusMessage == entry.status) return entry.advice;
   }
   return {};
+}
+
+/// Whether there are items that are new, or that could not be compared with the cache.
+bool hasUnseenItems(const RSSObject& news) {
+  const auto* const items = news.getNewsItems();
+  return std::any_of(items, items + news.itemCount, [](const auto& item) { return item.status != kSeenItem; });
 }
 
 }  // namespace
@@ -96,6 +103,12 @@ std::string failureText(const RSSObject& news) {
   std::string text = withoutUserInformation(news.statusMessage);  // libcurl quotes a proxy that it does not understand
   if (const std::string_view advice = adviceFor(news); !advice.empty()) text.append(" (").append(advice).append(")");
   return text;
+}
+
+std::string lossText(const RSSObject& news) {
+  if (hasFailed(news) || !wasFetched(news) || !hasUnseenItems(news) || news.WasStored()) return {};
+  return std::string(news.GetDetails() ? "its news cannot be kept" : "its cache file cannot be written") +
+         " (is the disk full or read-only?): its items will be new again";
 }
 
 }  // namespace quillmoria

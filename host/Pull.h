@@ -49,4 +49,7 @@ bool wasReadFromCache(const RSSObject& news);
 /// Why `news` has failed, with what to do about it where that is known.
 std::string failureText(const RSSObject& news);
 
+/// That the new items of `news`, which has not failed, could not be kept; empty if they were, or if there are none.
+std::string lossText(const RSSObject& news);
+
 }  // namespace quillmoria

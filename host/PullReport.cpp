@@ -12,12 +12,6 @@
 namespace quillmoria {
 namespace {
 
-/// Whether there are items that are new, or that could not be compared with the cache.
-bool hasUnseenItems(const RSSObject& news) {
-  const auto* const items = news.getNewsItems();
-  return std::any_of(items, items + news.itemCount, [](const auto& item) { return item.status != kSeenItem; });
-}
-
 int exitStatus(const PullReport& report, bool interrupted) {
   if (interrupted) {
     complain("stopped after " + report.share());
@@ -103,10 +97,7 @@ void PullReport::count(const RSSObject::NewsFeed& feed, const RSSObject& news) {
     return;
   }
   itemCount_ += static_cast<std::size_t>(std::max(news.itemCount, 0));
-  if (wasFetched(news) && hasUnseenItems(news) && !news.WasStored()) {
-    failures_.push_back(feed.name + (details ? ": its news cannot be kept" : ": its cache file cannot be written") +
-                        " (is the disk full or read-only?): its items will be new again");
-  }
+  if (const std::string loss = lossText(news); !loss.empty()) failures_.push_back(feed.name + ": " + loss);
 }
 
 int pullAndShow(Subscriptions& subscriptions, PullReport& report, const std::string& baseFolder, const PullForm& form,

@@ -32,6 +32,9 @@ std::string eventAsJson(const RSSEvent& event) {
 }
 
 RefreshStep stepOf(const RSSObject& news, const std::string& category) {
+  if (const std::string loss = lossText(news); !loss.empty()) {
+    return {category, news.channel.feedName, loss, false, true};
+  }
   const bool failed = hasFailed(news);
   return {category, news.channel.feedName, failed ? failureText(news) : outcome(news), news.newItemCount > 0, failed};
 }
@@ -127,7 +130,7 @@ void Refresher::NewsReceived(RSSObject* feed, RSSEvent) {
   }
   if (isQuiet_) return;
   const RefreshStep step = stepOf(*news, category_);
-  const std::int32_t newItems = std::max(news->newItemCount, 0);
+  const std::int32_t newItems = step.isNew ? news->newItemCount : 0;
   if (hasMoved) moves_.push_back({name, address->second, details->movedTo});
   {
     const std::lock_guard lock(mutex_);
