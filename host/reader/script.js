@@ -207,6 +207,12 @@
     for (const part of parts.split('.')) put(answer, part);
   };
 
+  /** Puts the feeds of an answer to what was asked by the way, unless the list has been left meanwhile. */
+  const putFeeds = ({answer, url}) => {
+    if (listOf(url) === listOf(urlOf(location.href))) put(answer, 'feeds');
+    else reloadFeeds();
+  };
+
   /** Moves the focus to what a view is about: its article, the row of the item that was left, or its list. */
   const focusOn = (url, from) => {
     const place = paneOf(url) === 'article' ? $('article-title')
@@ -330,7 +336,7 @@
     const parts = 'feeds' + (isOpen ? '.article' : '') + (quietly ? '' : '.status');
     const got = await post('mark', formWith({ids: id, mark: how}), parts);
     if (!got) return;
-    put(got.answer, 'feeds');
+    putFeeds(got);
     if (isOpen) putTools(got.answer);
     if (!quietly) put(got.answer, 'status');
     showCounts();
@@ -365,7 +371,7 @@
     const got = await post('undo', formWith({notice: lastNotice}), 'feeds.article.status');
     lastNotice = 0;
     if (!got) return;
-    put(got.answer, 'feeds');
+    putFeeds(got);
     put(got.answer, 'status');
     putTools(got.answer);
     await syncRows();
@@ -668,12 +674,21 @@
     if (button) button.setAttribute('aria-disabled', 'true');
     if (action === 'add') say('Looking for the feed…');
     const parts = partsAfter(action);
+    const from = without(urlOf(location.href)).search;
     const got = await post(action, fields, parts);
     if (button) button.removeAttribute('aria-disabled');
     if (!got) return;
     const target = without(got.url);
-    const isElsewhere = target.search !== without(urlOf(location.href)).search;
-    if (isElsewhere) history.pushState(null, '', target);
+    const isElsewhere = target.search !== from;
+    if (!isElsewhere && without(urlOf(location.href)).search !== from) {
+      // What was sent came from a view that has been left meanwhile.
+      put(got.answer, 'status');
+      return follow();
+    }
+    if (isElsewhere) {
+      running.abort();
+      history.pushState(null, '', target);
+    }
     const hasFailed = got.answer.querySelector('.toast.failed');
     // What was typed stays where it can be put right.
     putParts(got.answer, hasFailed && !isElsewhere ? 'status' : parts);
@@ -749,6 +764,7 @@
     const parts = $('article').classList.contains('live') ? 'feeds.article' : 'feeds';
     const got = await askFor(without(urlOf(location.href)), parts);
     if (!got) return;
+    if (without(got.url).search !== without(urlOf(location.href)).search) return void reloadFeeds();
     putParts(got.answer, parts);
     showCounts();
   };
@@ -759,7 +775,7 @@
     changes = setTimeout(async () => {
       const got = await askFor(without(urlOf(location.href)), 'feeds.article');
       if (!got) return;
-      put(got.answer, 'feeds');
+      putFeeds(got);
       putTools(got.answer);
       await syncRows();
       showCounts();
@@ -823,7 +839,9 @@
   window.addEventListener('pagehide', hangUp);
   window.addEventListener('popstate', () => {
     const url = urlOf(location.href);
+    running.abort();
     if (without(url).search !== without(shown).search) load(url, partsBetween(shown, url), {focus: true});
+    else showCurrent();
   });
 
   const notice = urlOf(location.href).searchParams.get('notice');
