@@ -18,6 +18,8 @@ namespace quillmoria {
 struct FeedOffer {
   std::string page;              ///< the address asked for, with its user information
   std::vector<FoundFeed> feeds;  ///< one at least
+  std::string name{};            ///< what the user has asked for beside it; empty: nothing
+  std::string category{};        ///< likewise
 };
 
 /// Looks for the feeds at what a user has typed for an address; blocks meanwhile. Fails for what is no address, is

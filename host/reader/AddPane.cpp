@@ -15,25 +15,32 @@ constexpr std::size_t kMaxOfferBytes = 40000;
 constexpr std::size_t kMaxNamesBytes = 10000;
 constexpr std::size_t kMaxAddressCharacters = 300;
 
-/// What all forms that subscribe ask for beside an address.
-void writePlaceFields(HtmlWriter& html) {
-  html.add(
-      "<div class=\"fields\"><label>Category <input name=\"category\" list=\"categories\" autocomplete=\"off\" "
-      "placeholder=\"News\"></label><label>Name <input name=\"name\" autocomplete=\"off\" "
-      "placeholder=\"as the feed calls itself\"></label></div>");
+/// What all forms that subscribe ask for beside an address, as far as it has been given.
+void writePlaceFields(HtmlWriter& html, const std::string& category, const std::string& name) {
+  html.add("<div class=\"fields\"><label>Category ");
+  html.open("input", {{"name", "category"},
+                      {"list", "categories"},
+                      {"autocomplete", "off"},
+                      {"placeholder", "News"},
+                      {"value", category}});
+  html.add("</label><label>Name ");
+  html.open("input",
+            {{"name", "name"}, {"autocomplete", "off"}, {"placeholder", "as the feed calls itself"}, {"value", name}});
+  html.add("</label></div>");
 }
 
-void writeAddress(HtmlWriter& html, const PageData& data) {
+void writeAddress(HtmlWriter& html, const PageData& data, bool isAnother) {
   openForm(html, data, "add");
   html.add("<div class=\"fields\"><label>Address of a feed or a site ");
   html.open("input", {{"name", "url"},
+                      {"id", valueIf(!isAnother, "new-address")},
                       {"inputmode", "url"},
                       {"autocomplete", "url"},
                       {"required", ""},
                       {"placeholder", "example.org"},
-                      {"value", shownAddress(data.view.address)}});
+                      {"value", isAnother ? "" : shownAddress(data.view.address)}});
   html.add("</label></div>");
-  writePlaceFields(html);
+  writePlaceFields(html, "", "");
   html.add("<button class=\"main\">Add</button></form>");
 }
 
@@ -58,7 +65,7 @@ void writeOffer(HtmlWriter& html, const PageData& data, const FeedOffer& offer) 
     isFirst = false;
   }
   html.add("</fieldset>");
-  writePlaceFields(html);
+  writePlaceFields(html, offer.category, offer.name);
   html.add("<button class=\"main\">Subscribe</button></form><h3>Another address</h3>");
 }
 
@@ -94,8 +101,9 @@ void writeAddPane(HtmlWriter& html, PageData& data) {
   html.add("<div class=\"tools\">");
   writeWayBack(html, data);
   html.add("</div><h2 id=\"article-title\" tabindex=\"-1\">Add a feed</h2>");
-  if (data.context.offer && !data.context.offer->feeds.empty()) writeOffer(html, data, *data.context.offer);
-  writeAddress(html, data);
+  const bool isToChoose = data.context.offer && !data.context.offer->feeds.empty();
+  if (isToChoose) writeOffer(html, data, *data.context.offer);
+  writeAddress(html, data, isToChoose);
   writeImport(html, data);
   html.add(
       "<h3>Export</h3><p>Your subscriptions as an OPML file, which other readers import.</p>"

@@ -143,8 +143,12 @@ FeedOffer offerAt(const std::string& typed, ReaderState& reader) {
 Result add(const Form& form, ReaderState& reader) {
   const std::string typed = fieldOf(form.fields, "url");
   const std::string choice = fieldOf(form.fields, "choice");
-  const FeedOffer offer = choice.empty() ? findFeedsAt(typed, reader.baseFolder) : offerAt(typed, reader);
+  const std::string name = fieldOf(form.fields, "name");
+  const std::string category = fieldOf(form.fields, "category");
+  FeedOffer offer = choice.empty() ? findFeedsAt(typed, reader.baseFolder) : offerAt(typed, reader);
   if (choice.empty() && offer.feeds.size() > 1) {
+    offer.name = name;
+    offer.category = category;
     reader.offers.keep(shownAddress(typed), offer);
     View view = backFrom(form);
     view.aside = Aside::Add;
@@ -153,8 +157,7 @@ Result add(const Form& form, ReaderState& reader) {
   }
   const auto chosen = choice.empty() ? offer.feeds.begin() : std::ranges::find(offer.feeds, choice, &FoundFeed::url);
   if (chosen == offer.feeds.end()) throw wrongUse("that feed is not offered any more: look for it again");
-  const OwnFeed feed =
-      subscribeTo(*chosen, offer, fieldOf(form.fields, "name"), fieldOf(form.fields, "category"), reader.baseFolder);
+  const OwnFeed feed = subscribeTo(*chosen, offer, name, category, reader.baseFolder);
   return {viewOfNew(feed, reader), {.text = "Subscribed to " + feed.label}};
 }
 
