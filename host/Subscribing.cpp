@@ -178,6 +178,7 @@ void followMovesOf(const OPMLDoc& samples, const FeedTree& tree, const std::stri
 }  // namespace
 
 FeedOffer findFeedsAt(const std::string& typed, const std::string& baseFolder) {
+  if (collapsed(typed).empty()) throw Failure(kWrongUse, "give the address of a feed or of a site");
   const std::optional<std::string> url = typedAddress(typed, Profile::Modern);
   if (!url) throw Failure(kWrongUse, shownAddress(typed) + " is no http or https address");
   OPMLDoc list = readSubscriptions(baseFolder);
@@ -185,7 +186,9 @@ FeedOffer findFeedsAt(const std::string& typed, const std::string& baseFolder) {
   FoundFeeds found = FindFeeds(*url, baseFolder);
   if (found.feeds.empty()) {
     throw Failure(kFailed, withoutUserInformation(*url) + ": " +
-                               (found.outcome == Outcome::Fetched ? "names no feed" : found.statusMessage));
+                               (found.outcome == Outcome::Fetched
+                                    ? "names no feed: give the address of a feed itself, if the site has one"
+                                    : found.statusMessage));
   }
   return {*url, std::move(found.feeds)};
 }

@@ -41,7 +41,7 @@ std::string placeOf(PageData& data, const List& list) {
 std::string titleOf(PageData& data, const List& list) {
   const View& view = data.view;
   const std::string place = placeOf(data, list);
-  if (!view.words.empty()) return "“" + nameOf(view.words) + "”" + (place.empty() ? "" : " in " + place);
+  if (!view.words.empty()) return "Search: " + nameOf(view.words) + (place.empty() ? "" : " in " + place);
   if (!place.empty()) return place;
   return view.onlyStarred ? "Starred" : view.onlyUnread ? "Unread" : "All items";
 }
@@ -111,6 +111,7 @@ void writeSearch(HtmlWriter& html, const PageData& data) {
   const std::string what = view.feed != 0           ? "Search this feed"
                            : !view.category.empty() ? "Search this category"
                            : view.onlyStarred       ? "Search starred items"
+                           : view.onlyUnread        ? "Search unread items"
                                                     : "Search all items";
   writeIcon(html, "search");
   html.open("input", {{"type", "search"},
@@ -189,6 +190,12 @@ void writeFailure(HtmlWriter& html, const PageData& data, const List& list) {
   html.add("</span></p>");
 }
 
+Markup emptyFeedText(const ShownFeed* feed) {
+  if (!feed || !feed->archived) return "You have removed this feed.";
+  const bool wasHad = feed->archived->lastSuccess != CTime();
+  return wasHad ? Markup("This feed has no items.") : Markup("Nothing has come from this feed yet.");
+}
+
 void writeEmpty(HtmlWriter& html, PageData& data, const List& list) {
   const View& view = data.view;
   html.add("<div class=\"empty\">");
@@ -212,16 +219,14 @@ void writeEmpty(HtmlWriter& html, PageData& data, const List& list) {
     writeLink(html, wider, "action", "Show what was read");
     html.add("</p>");
   } else if (view.feed != 0) {
-    const bool isKnown = list.feed && list.feed->archived;
-    const bool wasHad = isKnown && list.feed->archived->lastSuccess != CTime();
-    html.add(wasHad ? Markup("<p>This feed has no items.</p>") : Markup("<p>Nothing has come from this feed yet.</p>"));
-    if (!isKnown) html.add("<p>Refresh to fetch it.</p>");
+    html.add("<p>").add(emptyFeedText(list.feed)).add("</p>");
   } else if (data.subscriptions().empty()) {
     html.add("<p>Nothing here yet.</p><p>Subscribe to a feed, and its items come here.</p><p>");
     writeLink(html, asideView(View(), Aside::Add), "action", "Add a feed");
     html.add("</p>");
   } else {
-    html.add("<p>Nothing has been fetched yet.</p>");
+    html.add(view.category.empty() ? Markup("<p>Nothing has been fetched yet.</p>")
+                                   : Markup("<p>Nothing has come in this category.</p>"));
     writeButtonForm(html, data, "refresh", "all", "1", "Refresh now");
   }
   html.add("</div>");
