@@ -23,7 +23,7 @@ constexpr Key kKeys[] = {
     {"<kbd>/</kbd>", "search"},
     {"<kbd>g</kbd> <kbd>a</kbd>",
      "go to all items; <kbd>g</kbd> <kbd>u</kbd> to unread, <kbd>g</kbd> <kbd>s</kbd> to starred"},
-    {"<kbd>Esc</kbd>", "back to the list"},
+    {"<kbd>Esc</kbd>", "back to the list; from a search to what was searched"},
     {"<kbd>?</kbd>", "this help"},
 };
 

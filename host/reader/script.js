@@ -54,7 +54,10 @@
     const top = old.scrollTop;
     const hadFocus = old.contains(document.activeElement) && document.activeElement;
     old.replaceWith(fresh);
-    if (id === 'feeds') fresh.scrollTop = top;
+    if (id === 'feeds') {
+      fresh.scrollTop = top;
+      revealFeed(fresh, old);
+    }
     if (id === 'items') {
       listTop = 0;
       watchEnds();
@@ -94,15 +97,21 @@
     reveal(link.parentElement);
   };
 
-  /** Scrolls the list as little as it takes to see a row. */
-  const reveal = row => {
-    const list = $('items');
-    const head = list.querySelector('.head').offsetHeight;
-    const box = row.getBoundingClientRect();
-    const frame = list.getBoundingClientRect();
+  /** Scrolls a pane as little as it takes to see what is in it, below its head. */
+  const scrollTo = (pane, part, head = 0) => {
+    const box = part.getBoundingClientRect();
+    const frame = pane.getBoundingClientRect();
     if (!frame.height) return;
-    if (box.top < frame.top + head) list.scrollTop -= frame.top + head - box.top;
-    if (box.bottom > frame.bottom) list.scrollTop += box.bottom - frame.bottom;
+    if (box.top < frame.top + head) pane.scrollTop -= frame.top + head - box.top;
+    if (box.bottom > frame.bottom) pane.scrollTop += box.bottom - frame.bottom;
+  };
+
+  const reveal = row => scrollTo($('items'), row, $('items').querySelector('.head').offsetHeight);
+
+  /** Shows the chosen feed, if it is another than before. */
+  const revealFeed = (fresh, old) => {
+    const [chosen, before] = [fresh, old].map(feeds => feeds.querySelector('[aria-current]'));
+    if (chosen && (!before || chosen.href !== before.href)) scrollTo(fresh, chosen);
   };
 
   /** Takes a notice away when it was there long enough, unless it asks for something. */
@@ -203,6 +212,15 @@
     return ask(target, {signal});
   };
 
+  /** Parts of what is shown, also if that has become another view meanwhile. */
+  const askForShown = async parts => {
+    for (;;) {
+      const asked = location.href;
+      const got = await askFor(without(urlOf(asked)), parts);
+      if (!got || location.href === asked) return got;
+    }
+  };
+
   const putParts = (answer, parts) => {
     for (const part of parts.split('.')) put(answer, part);
   };
@@ -215,7 +233,7 @@
 
   /** Moves the focus to what a view is about: its article, the row of the item that was left, or its list. */
   const focusOn = (url, from) => {
-    const place = paneOf(url) === 'article' ? $('article-title')
+    const place = paneOf(url) === 'article' ? $('new-address') || $('article-title')
       : listOf(from) === listOf(url) && rowLink(from.searchParams.get('item')) || $('list-title');
     if (place) place.focus({preventScroll: true});
   };
@@ -286,6 +304,7 @@
   const kEffects = {
     read: {read: true}, unread: {read: false}, star: {starred: true}, unstar: {starred: false},
   };
+  const kOpposites = {read: 'unread', unread: 'read', star: 'unstar', unstar: 'star'};
 
   let lastNotice = 0;
   let lastPost = null;
@@ -335,7 +354,7 @@
     const isOpen = id === openItem();
     const parts = 'feeds' + (isOpen ? '.article' : '') + (quietly ? '' : '.status');
     const got = await post('mark', formWith({ids: id, mark: how}), parts);
-    if (!got) return;
+    if (!got) return setRow(id, kEffects[kOpposites[how]]);
     putFeeds(got);
     if (isOpen) putTools(got.answer);
     if (!quietly) put(got.answer, 'status');
@@ -583,6 +602,13 @@
       : $('article').dataset.starred !== undefined;
   };
 
+  /** Leaves what the third pane shows, else a search. */
+  const leave = () => {
+    if ($('close')) return press('#close');
+    const url = urlOf(location.href);
+    if (url.searchParams.has('q')) go(without(url, 'q', 'before'));
+  };
+
   const kKeys = {
     'j': () => openNeighbour(1),
     'k': () => openNeighbour(-1),
@@ -603,7 +629,7 @@
       url.searchParams.set('aside', 'help');
       go(url);
     },
-    'Escape': () => press('#close'),
+    'Escape': leave,
     ' ': () => scrollOn() || openNeighbour(1, row => row.classList.contains('unread')),
   };
 
@@ -762,9 +788,8 @@
 
   const reloadFeeds = async () => {
     const parts = $('article').classList.contains('live') ? 'feeds.article' : 'feeds';
-    const got = await askFor(without(urlOf(location.href)), parts);
+    const got = await askForShown(parts);
     if (!got) return;
-    if (without(got.url).search !== without(urlOf(location.href)).search) return void reloadFeeds();
     putParts(got.answer, parts);
     showCounts();
   };
@@ -773,9 +798,9 @@
   const follow = () => {
     clearTimeout(changes);
     changes = setTimeout(async () => {
-      const got = await askFor(without(urlOf(location.href)), 'feeds.article');
+      const got = await askForShown('feeds.article');
       if (!got) return;
-      putFeeds(got);
+      put(got.answer, 'feeds');
       putTools(got.answer);
       await syncRows();
       showCounts();
