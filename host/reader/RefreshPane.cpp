@@ -15,7 +15,8 @@ constexpr std::size_t kMaxBytes = 64000;
 void writeState(HtmlWriter& html, const RefreshState& state) {
   html.add("<p>");
   if (state.all == 0) {
-    html.add(state.isRunning ? Markup("It begins.") : Markup("Nothing has been refreshed since the reader was started."));
+    html.add(state.isRunning ? Markup("It begins.")
+                             : Markup("Nothing has been refreshed since the reader was started."));
   } else if (state.isOffline) {
     html.add("This machine is offline: nothing was asked for.");
   } else {
