@@ -64,9 +64,9 @@ void writeFacts(HtmlWriter& html, const PageData& data, const ShownFeed& feed) {
   const ArchivedFeed& known = *feed.archived;
   facts.link("Site", known.siteUrl);
   facts.text("Last answer", lineOf(withoutUserInformation(known.lastStatus), kMaxDescriptionCharacters));
-  facts.time("Had last", known.lastSuccess, "never");
-  facts.time("Asked last", known.lastAsked, "never");
-  facts.time("Due next", known.nextDue, "no more");
+  facts.time("Last fetched", known.lastSuccess, "never");
+  facts.time("Last asked", known.lastAsked, "never");
+  facts.time("Next due", known.nextDue, "no more");
   facts.text("Items", std::to_string(known.itemCount) + " (" + std::to_string(known.unreadCount) + " unread, " +
                           std::to_string(known.starredCount) + " starred)");
   facts.text("Format", nameOf(known.format));
